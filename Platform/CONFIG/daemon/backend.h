@@ -1,0 +1,44 @@
+// What holds or applies the configuration behind the daemon.
+#ifndef CONFIGD_BACKEND_H
+#define CONFIGD_BACKEND_H
+
+#include "message.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace configd {
+
+// The result value and the payload of a query's reply, at most BUF_SIZE_MAX - 16 bytes.
+struct QueryResult {
+    std::int32_t res_value;
+    std::string payload;
+};
+
+// Every message that a backend sees has a known sub-module code and a record of its size.
+class Backend {
+  public:
+    Backend() = default;
+    Backend(const Backend &) = delete;
+    Backend &operator=(const Backend &) = delete;
+    virtual ~Backend() = default;
+
+    // Applies a configuration message (sub-module codes 1 to 17). Returns the result code for
+    // the plug-in: 0 when it took effect, SR_ERR_INVALID_VALUE, SR_ERR_CONFIG_FAILED or another.
+    virtual std::int32_t apply(const Message &message) = 0;
+
+    // Answers a query (sub-module codes 18 to 22).
+    virtual QueryResult query(const Message &message) = 0;
+
+    // The configuration held, as nested objects: a node's key is its step in an XPath below
+    // /orv_bgp:router-bgp, a list entry's with its key predicates, and a leaf's value is a text,
+    // a number, or true for a leaf whose presence is all that the protocol tells. The keys on the
+    // way to a leaf, joined by slashes, are its XPath; list keys are no leaves here.
+    virtual nlohmann::ordered_json configuration() const = 0;
+};
+
+} // namespace configd
+
+#endif

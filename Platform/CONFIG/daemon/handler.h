@@ -1,0 +1,49 @@
+// What stands behind the server: one answer for each message.
+#ifndef CONFIGD_HANDLER_H
+#define CONFIGD_HANDLER_H
+
+#include "message.h"
+
+#include <cstdint>
+#include <string>
+#include <variant>
+
+namespace configd {
+
+// The bare 4 bytes that answer a configuration message.
+struct ResultCode {
+    std::int32_t code;
+};
+
+// The message that answers a query. The payload takes at most INT32_MAX - 16 bytes.
+struct Reply {
+    std::int32_t module, sub_mod, res_value;
+    std::string payload;
+};
+
+// Sent as it is; then the connection is closed, if so wanted. Empty: closed at once.
+struct RawBytes {
+    std::string bytes;
+    bool close_after;
+};
+
+// Nothing is sent and the connection stays open.
+struct Silence {};
+
+using Answer = std::variant<ResultCode, Reply, RawBytes, Silence>;
+
+class Handler {
+  public:
+    Handler() = default;
+    Handler(const Handler &) = delete;
+    Handler &operator=(const Handler &) = delete;
+    virtual ~Handler() = default;
+
+    // The answer to one well-framed message of any module. Called from the thread in
+    // Server::run, for the messages of one connection in the order they came in.
+    virtual Answer answer(const Message &message) = 0;
+};
+
+} // namespace configd
+
+#endif

@@ -1,0 +1,112 @@
+#include "log.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace configd {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct AnswerText {
+    std::string operator()(const ResultCode &answer) const {
+        return fmt::format("{}", answer.code);
+    }
+    std::string operator()(const Reply &answer) const {
+        return fmt::format("reply resValue={} dataLen={}", answer.res_value,
+                           header_size + answer.payload.size());
+    }
+    std::string operator()(const RawBytes &answer) const {
+        return fmt::format("{} raw bytes{}", answer.bytes.size(),
+                           answer.close_after ? ", close" : "");
+    }
+    std::string operator()(const Silence & /*answer*/) const { return "no answer"; }
+};
+
+struct AnswerObject {
+    ordered_json operator()(const ResultCode &answer) const { return {{"code", answer.code}}; }
+    ordered_json operator()(const Reply &answer) const {
+        return {{"module", answer.module},
+                {"subMod", answer.sub_mod},
+                {"resValue", answer.res_value},
+                {"dataLen", header_size + answer.payload.size()}};
+    }
+    ordered_json operator()(const RawBytes &answer) const {
+        return {{"rawBytes", answer.bytes.size()}, {"close", answer.close_after}};
+    }
+    ordered_json operator()(const Silence & /*answer*/) const { return nullptr; }
+};
+
+// An event's name in JSON, and its words in text.
+struct EventName {
+    const char *name;
+    const char *text;
+};
+
+EventName name_of(ConnectionEvent::Kind kind) {
+    switch (kind) {
+    case ConnectionEvent::Kind::Opened:
+        return {"opened", "opened"};
+    case ConnectionEvent::Kind::Closed:
+        return {"closed", "closed"};
+    case ConnectionEvent::Kind::BadFrame:
+        break;
+    }
+    return {"bad_frame", "bad frame"};
+}
+
+} // namespace
+
+void Log::listening(std::uint16_t port) {
+    if (format_ == LogFormat::Json) {
+        line(json_line(
+            {{"event", "listening"}, {"address", NETCONF_DAEMON_ADDRESS}, {"port", port}}));
+    } else {
+        line(fmt::format("listening on {}:{}", NETCONF_DAEMON_ADDRESS, port));
+    }
+}
+
+void Log::connection(const ConnectionEvent &event) {
+    const EventName name = name_of(event.kind);
+    const bool has_detail = !event.detail.empty();
+    if (format_ == LogFormat::Text) {
+        line(fmt::format("connection {} {}{}{}", event.connection, name.text,
+                         has_detail ? ": " : "", event.detail));
+    } else if (format_ == LogFormat::Json) {
+        ordered_json object{{"event", name.name}, {"connection", event.connection}};
+        if (has_detail) {
+            object["error"] = event.detail;
+        }
+        line(json_line(object));
+    }
+}
+
+void Log::message(const Message &message, const std::string &error, const Answer &answer) {
+    if (format_ == LogFormat::Text) {
+        line(fmt::format("{}{}{}{} -> {}", readable(message), error.empty() ? "" : " (", error,
+                         error.empty() ? "" : ")", std::visit(AnswerText{}, answer)));
+    } else if (format_ == LogFormat::Json) {
+        ordered_json object{{"event", "message"}};
+        object.update(decode(message));
+        if (!error.empty()) {
+            object["error"] = error;
+        }
+        object["answer"] = std::visit(AnswerObject{}, answer);
+        line(json_line(object));
+    }
+}
+
+void Log::configuration(const ordered_json &configuration) {
+    if (format_ == LogFormat::Json) {
+        line(json_line({{"event", "configuration"}, {"configuration", configuration}}));
+    } else {
+        line(json_line(configuration));
+    }
+}
+
+void Log::line(const std::string &text) {
+    out_ << text << '\n' << std::flush;
+}
+
+} // namespace configd

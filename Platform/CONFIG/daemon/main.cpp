@@ -1,0 +1,123 @@
+// bgp_configd: the configuration daemon's command line and its life.
+#include "daemon.h"
+#include "memory_backend.h"
+#include "server.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <sys/signalfd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace {
+
+struct Options {
+    configd::LogFormat log = configd::LogFormat::Text;
+    std::uint16_t port = NETCONF_DAEMON_PORT;
+    configd::Failures failures;
+};
+
+// Adds the repeatable option `name`, whose values `parse` turns into entries of `table`.
+template <typename Table, typename Parse>
+void add_table_option(CLI::App &app, const std::string &name, const std::string &help,
+                      const std::string &value, Table &table, Parse parse) {
+    const auto insert = [&table, name, value, parse](const std::string &text) {
+        const auto entry = parse(text);
+        if (!entry) {
+            throw CLI::ValidationError(name, fmt::format("'{}' is not {}", text, value));
+        }
+        table.insert_or_assign(entry->first, entry->second);
+    };
+    app.add_option_function<std::vector<std::string>>(
+           name,
+           [insert](const std::vector<std::string> &texts) {
+               for (const std::string &text : texts) {
+                   insert(text);
+               }
+           },
+           help)
+        ->allow_extra_args(false)
+        ->type_name(value);
+}
+
+void add_options(CLI::App &app, Options &options) {
+    const std::map<std::string, configd::LogFormat> formats{{"text", configd::LogFormat::Text},
+                                                            {"json", configd::LogFormat::Json},
+                                                            {"none", configd::LogFormat::None}};
+    app.add_option_function<std::string>(
+           "--log",
+           [&options, formats](const std::string &name) { options.log = formats.at(name); },
+           "How messages are printed: text (default), json or none")
+        ->check(CLI::IsMember(formats).description(""))
+        ->type_name("FORMAT");
+    app.add_option("--port", options.port, "Port to listen on, 0 for any free one; default 8888")
+        ->type_name("PORT");
+    add_table_option(app, "--fail", "Answer this result code to a sub-module and apply nothing",
+                     "SUBMOD=CODE", options.failures.codes, configd::parse_failure);
+    add_table_option(app, "--fault",
+                     "Do not answer a sub-module: close the connection, send 3 bytes and close "
+                     "it, or stay silent",
+                     "SUBMOD=close|short|silent", options.failures.faults, configd::parse_fault);
+    app.set_version_flag("--version", "bgp_configd " BGP_CONFIGD_VERSION);
+    app.footer("SUBMOD is a number from 1 to 22 or a name such as BGP_SUB_ROUTER_ID or router_id.\n"
+               "SIGUSR1 prints the configuration held as one JSON object; SIGINT and SIGTERM end "
+               "the daemon.");
+}
+
+// From now on these signals arrive through the descriptor returned, in no handler.
+configd::FileDescriptor redirect_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGINT, SIGTERM, SIGUSR1}) {
+        sigaddset(&signals, number);
+    }
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    configd::FileDescriptor descriptor{signalfd(-1, &signals, SFD_CLOEXEC)};
+    if (descriptor.get() < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+    return descriptor;
+}
+
+void serve(const Options &options) {
+    const configd::FileDescriptor signals = redirect_signals();
+    configd::Log log{std::cout, options.log};
+    configd::MemoryBackend backend;
+    configd::Daemon daemon{backend, log, options.failures};
+    configd::Server server{daemon, options.port};
+    server.on_event([&](const configd::ConnectionEvent &event) { log.connection(event); });
+    server.watch(signals.get(), [&] {
+        signalfd_siginfo info{};
+        const bool is_read = read(signals.get(), &info, sizeof info) == sizeof info;
+        if (is_read && info.ssi_signo == SIGUSR1) {
+            daemon.log_configuration();
+        } else if (is_read) {
+            server.stop();
+        }
+    });
+    log.listening(server.port());
+    server.run();
+}
+
+} // namespace
+
+int main(int argc, char **argv) try {
+    CLI::App app{"Reference configuration daemon of the BGP plug-in"};
+    Options options;
+    add_options(app, options);
+    CLI11_PARSE(app, argc, argv);
+    serve(options);
+    return 0;
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "bgp_configd: %s\n", error.what());
+    return 1;
+}

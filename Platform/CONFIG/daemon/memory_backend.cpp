@@ -1,0 +1,286 @@
+#include "memory_backend.h"
+
+#include "plugin_public.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace configd {
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+constexpr std::int32_t op_set = 1;
+constexpr std::int32_t op_delete = 0;
+constexpr std::int32_t op_other = -1;
+
+// Where in the tree the nodes of a record are.
+enum class Place { Instance, GlobleNeighbor, Family, Network, Redistribute, Neighbor };
+
+// A leaf and the field that holds its value. Of a flag the protocol tells only that it changed.
+struct Leaf {
+    const char *name;
+    const char *field;
+    bool is_flag = false;
+};
+
+// What a record does when it is a deletion, and which of the leaves it is about.
+enum class Scope {
+    Leaf,       // the leaf
+    Entry,      // the leaf; its deletion is that of the list entry with all that is in it
+    NamedLeaves // those of the leaves that the record has values for
+};
+
+struct Setting {
+    std::int32_t sub_mod;
+    Place place;
+    Scope scope;
+    std::vector<Leaf> leaves;
+};
+
+constexpr Leaf router_id{"router-id", "router_id"};
+constexpr Leaf remote_as{"remote-as", "remote_as"};
+constexpr Leaf description{"description", "description"};
+constexpr Leaf multihop{"ebgp-multihop", "ebgp_multihop"};
+constexpr Leaf update_source{"update-source", "update_source"};
+constexpr Leaf route_map{"route-map", "route_map"};
+constexpr Leaf backdoor{"backdoor", "backdoor", true};
+constexpr Leaf activate{"activate", "active", true};
+constexpr Leaf next_hop_self{"next-hop-self", "next_hop_self", true};
+constexpr Leaf reflector_client{"route-reflector-client", "route_reflector_client", true};
+
+// The setting of a sub-module code from BGP_SUB_ROUTER_ID to BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE.
+const Setting &setting_of(std::int32_t sub_mod) {
+    static const Setting settings[] = {
+        {BGP_SUB_ROUTER_ID, Place::Instance, Scope::Leaf, {router_id}},
+        {BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, Place::GlobleNeighbor, Scope::Entry, {remote_as}},
+        {BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, Place::GlobleNeighbor, Scope::Leaf, {description}},
+        {BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, Place::GlobleNeighbor, Scope::Leaf, {multihop}},
+        {BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE,
+         Place::GlobleNeighbor,
+         Scope::Leaf,
+         {update_source}},
+        {BGP_SUB_NETWORK, Place::Network, Scope::NamedLeaves, {route_map, backdoor}},
+        {BGP_SUB_REDISTRIBUTE, Place::Redistribute, Scope::NamedLeaves, {route_map}},
+        {BGP_SUB_NEIGHBOR_ACTIVATE, Place::Neighbor, Scope::Entry, {activate}},
+        {BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, Place::Neighbor, Scope::Leaf, {next_hop_self}},
+        {BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, Place::Neighbor, Scope::Leaf, {reflector_client}},
+        {BGP_SUB_ADDRESS_FAMILY_VRF, Place::Family, Scope::Entry, {}},
+        {BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, Place::Neighbor, Scope::Entry, {remote_as}},
+        {BGP_SUB_NEIGHBOR_VRF_ACTIVATE, Place::Neighbor, Scope::Leaf, {activate}},
+        {BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, Place::Neighbor, Scope::Leaf, {description}},
+        {BGP_SUB_NEIGHBOR_VRF_MULTIHOP, Place::Neighbor, Scope::Leaf, {multihop}},
+        {BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, Place::Neighbor, Scope::Leaf, {update_source}},
+    };
+    return *std::find_if(std::begin(settings), std::end(settings),
+                         [=](const Setting &row) { return row.sub_mod == sub_mod; });
+}
+
+struct NumberName {
+    std::uint32_t number;
+    const char *name;
+};
+
+constexpr NumberName afi_names[] = {{1, "AFI_IP"}, {2, "AFI_IPV6"}, {3, "AFI_L2VPN"}};
+constexpr std::uint32_t safi_vrf = 71;
+constexpr NumberName safi_names[] = {
+    {1, "SAFI_UNICAST"}, {2, "SAFI_MULTICAST"}, {5, "SAFI_EVPN"}, {safi_vrf, "SAFI_VRF"}};
+
+template <std::size_t N>
+const char *name_of(const NumberName (&names)[N], const ordered_json &number) {
+    const auto *row = std::find_if(std::begin(names), std::end(names),
+                                   [&](const NumberName &name) { return name.number == number; });
+    return row == std::end(names) ? nullptr : row->name;
+}
+
+// Whether a field has something to say: a text that is not empty, a number that is not 0.
+bool is_given(const ordered_json &field) {
+    return field.is_string() ? !field.get_ref<const std::string &>().empty() : field != 0;
+}
+
+// The way down to a node: one key of the tree after the other.
+struct Path {
+    std::vector<std::string> steps;
+    std::size_t kept = 0; // so many of the first steps stay when nothing is left below them
+};
+
+std::string predicate(const char *key, const std::string &value) {
+    const char quote = value.find('\'') == std::string::npos ? '\'' : '"';
+    return fmt::format("[{}={}{}{}]", key, quote, value, quote);
+}
+
+std::string predicate(const char *key, const ordered_json &value) {
+    return predicate(key, value.get_ref<const std::string &>());
+}
+
+// The address family's entry; std::nullopt for a family there is not.
+std::optional<Path> family_path(const ordered_json &family) {
+    const char *afi = name_of(afi_names, family["afi"]);
+    const char *safi = name_of(safi_names, family["safi"]);
+    if (afi == nullptr || safi == nullptr) {
+        return std::nullopt;
+    }
+    const std::string keys =
+        predicate("afi", std::string{afi}) + predicate("safi", std::string{safi});
+    if (!is_given(family["vrf_name"])) {
+        return Path{{"bgp-address-family", "address-family" + keys}};
+    }
+    return Path{{"bgp-address-family-vrf",
+                 "address-family-vrf" + keys + predicate("vrf-name", family["vrf_name"])}};
+}
+
+// The node that holds the leaves; std::nullopt for an address family there is not.
+std::optional<Path> path_of(Place place, const ordered_json &fields) {
+    if (place == Place::Instance) {
+        return Path{{"bgp"}};
+    }
+    if (place == Place::GlobleNeighbor) {
+        return Path{
+            {"bgp", "bgp-globle-neighbors",
+             "globle-neighbor" + predicate("neighbor-address", fields["neighbor_ip_or_tag"])}};
+    }
+    if (place == Place::Family) {
+        return family_path(fields);
+    }
+
+    const ordered_json &family = fields["address_family"];
+    std::optional<Path> path = family_path(family);
+    if (!path) {
+        return std::nullopt;
+    }
+    const char *vrf = is_given(family["vrf_name"]) ? "vrf-" : "";
+    const auto descend = [&](const char *list, const std::string &keys) {
+        path->steps.push_back(fmt::format("bgp-family-{}{}s", vrf, list));
+        path->steps.push_back(fmt::format("family-{}{}{}", vrf, list, keys));
+    };
+    if (family["safi"] == safi_vrf && is_given(family["vrf_name"])) {
+        path->kept = path->steps.size();
+    }
+    if (place == Place::Network) {
+        descend("network", predicate("prefix", fields["network_ip_str"]));
+    } else if (place == Place::Redistribute) {
+        descend("redistribute", predicate("protocol", fields["protocol_name"]) +
+                                    predicate("process", fields["protocol_id_or_tag"]));
+    } else {
+        descend("neighbor", predicate("neighbor-address", fields["neighbor_ip_or_tag"]));
+    }
+    return path;
+}
+
+// The node at the end of the path; the nodes that are not there are created.
+json &node_at(json &tree, const Path &path) {
+    json *node = &tree;
+    for (const std::string &step : path.steps) {
+        json &child = (*node)[step];
+        if (child.is_null()) {
+            child = json::object();
+        }
+        node = &child;
+    }
+    return *node;
+}
+
+// Removes the node at the end of the path, and those on the way that are then empty.
+void remove(json &node, const Path &path, std::size_t depth = 0) {
+    const auto child = node.find(path.steps[depth]);
+    if (child == node.end()) {
+        return;
+    }
+    const bool is_target = depth + 1 == path.steps.size();
+    if (!is_target) {
+        remove(*child, path, depth + 1);
+    }
+    if (is_target || (child->empty() && depth >= path.kept)) {
+        node.erase(child);
+    }
+}
+
+// The leaves that the record sets or deletes; none stands for the entry itself.
+std::vector<Leaf> named_leaves(const Setting &setting, const ordered_json &fields) {
+    std::vector<Leaf> leaves = setting.leaves;
+    if (setting.scope == Scope::NamedLeaves) {
+        const auto is_unnamed = [&](const Leaf &leaf) { return !is_given(fields[leaf.field]); };
+        leaves.erase(std::remove_if(leaves.begin(), leaves.end(), is_unnamed), leaves.end());
+    }
+    return leaves;
+}
+
+void set_leaves(json &node, const std::vector<Leaf> &leaves, const ordered_json &fields) {
+    for (const Leaf &leaf : leaves) {
+        node[leaf.name] = leaf.is_flag ? json(true) : json(fields[leaf.field]);
+    }
+}
+
+// The protocol does not tell the deletion of an entry from that of its leaves. Naming none of
+// them is the entry's; so is naming all that it has, since an empty entry does not stay.
+void remove_leaves(json &tree, const Path &path, const std::vector<Leaf> &leaves) {
+    if (leaves.empty()) {
+        remove(tree, path);
+    }
+    for (const Leaf &leaf : leaves) {
+        Path leaf_path = path;
+        leaf_path.steps.emplace_back(leaf.name);
+        remove(tree, leaf_path);
+    }
+}
+
+} // namespace
+
+std::int32_t MemoryBackend::apply(const Message &message) {
+    const RecordKind &kind = *find_record_kind(message.sub_mod);
+    const ordered_json fields = decode_record(*kind.record, message.payload());
+    const auto op = fields["op"].get<std::int32_t>();
+    if (op == op_other) {
+        return SR_ERR_OK;
+    }
+    if (op != op_set && op != op_delete) {
+        return SR_ERR_INVALID_VALUE;
+    }
+    return message.sub_mod == BGP_SUB_BGP_AS ? apply_as(op == op_set, fields["as"])
+                                             : apply_setting(message.sub_mod, op == op_set, fields);
+}
+
+std::int32_t MemoryBackend::apply_as(bool is_set, const ordered_json &as) {
+    if (is_set) {
+        tree_["as"] = as;
+    } else {
+        tree_.clear();
+    }
+    return SR_ERR_OK;
+}
+
+std::int32_t MemoryBackend::apply_setting(std::int32_t sub_mod, bool is_set,
+                                          const ordered_json &fields) {
+    const Setting &setting = setting_of(sub_mod);
+    const std::optional<Path> path = path_of(setting.place, fields);
+    if (!path) {
+        return SR_ERR_INVALID_VALUE;
+    }
+    if (!is_set) {
+        const bool whole = setting.scope == Scope::Entry;
+        remove_leaves(tree_, *path, whole ? std::vector<Leaf>{} : named_leaves(setting, fields));
+        return SR_ERR_OK;
+    }
+    const auto as = tree_.find("as");
+    if (as == tree_.end() || *as != json(fields["bgp_id"])) {
+        return SR_ERR_CONFIG_FAILED;
+    }
+    set_leaves(node_at(tree_, *path), named_leaves(setting, fields), fields);
+    return SR_ERR_OK;
+}
+
+QueryResult MemoryBackend::query(const Message & /*message*/) {
+    return {SR_ERR_NOT_SUPPORT, {}};
+}
+
+ordered_json MemoryBackend::configuration() const {
+    return tree_;
+}
+
+} // namespace configd

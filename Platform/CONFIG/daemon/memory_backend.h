@@ -1,0 +1,36 @@
+// Keeps the configuration in memory.
+#ifndef CONFIGD_MEMORY_BACKEND_H
+#define CONFIGD_MEMORY_BACKEND_H
+
+#include "backend.h"
+
+namespace configd {
+
+// Holds what the configuration messages say as the tree of the YANG model, to be compared with
+// the datastore they came from.
+//
+// An operation of 1 sets and 0 deletes; -1 changes nothing. Deleting what is not there succeeds.
+// An address family exists while something is configured in it; a VRF's own (SAFI_VRF) from the
+// message that creates it to the one that deletes it.
+class MemoryBackend : public Backend {
+  public:
+    // Returns 0; SR_ERR_INVALID_VALUE for an operation, AFI or SAFI there is not;
+    // SR_ERR_CONFIG_FAILED for setting something with no AS held, or another one than bgp_id.
+    std::int32_t apply(const Message &message) override;
+
+    // No BGP runs here that could be asked: SR_ERR_NOT_SUPPORT and no payload.
+    QueryResult query(const Message &message) override;
+
+    nlohmann::ordered_json configuration() const override;
+
+  private:
+    std::int32_t apply_as(bool is_set, const nlohmann::ordered_json &as);
+    std::int32_t apply_setting(std::int32_t sub_mod, bool is_set,
+                               const nlohmann::ordered_json &fields);
+
+    nlohmann::json tree_ = nlohmann::json::object();
+};
+
+} // namespace configd
+
+#endif

@@ -1,0 +1,92 @@
+// A message of the daemon protocol and what its payload says.
+#ifndef CONFIGD_MESSAGE_H
+#define CONFIGD_MESSAGE_H
+
+#include "netconf_bgp_public.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace configd {
+
+constexpr std::size_t header_size = sizeof(netconf_data_struc);
+
+// A whole message. `bytes` begins with the 16-byte header and is as long as its dataLen says.
+struct Message {
+    std::int32_t module, sub_mod;
+    std::string bytes;
+
+    // What stands behind the header, 0 to BUF_SIZE_MAX - 16 bytes. A view into `bytes`.
+    std::string_view payload() const { return std::string_view{bytes}.substr(header_size); }
+};
+
+enum class FieldType { Signed, Unsigned, Text, AddressFamily };
+
+// A field of a record: its name on the wire, where it starts and how many bytes it takes.
+struct Field {
+    const char *name;
+    std::size_t offset;
+    std::size_t size;
+    FieldType type;
+};
+
+// The fields of a record in the order of the wire, reserved bytes left out.
+struct RecordLayout {
+    const char *name;
+    std::size_t size; // bytes
+    const Field *first;
+    const Field *last;
+
+    const Field *begin() const { return first; }
+    const Field *end() const { return last; }
+};
+
+// What the payload of a message with this sub-module code is.
+struct RecordKind {
+    std::int32_t sub_mod;
+    const char *name; // of the enumerator
+    const RecordLayout *record;
+
+    // A query is answered by a message, a configuration message by a bare result code.
+    bool is_query() const { return sub_mod >= BGP_SUB_RPC_IP_BGP_EVPN; }
+};
+
+// The record kind of a sub-module code, or nullptr for a code outside 1 to 22. Static storage.
+const RecordKind *find_record_kind(std::int32_t sub_mod);
+
+// The sub-module code that a person means by `text`: a number from 1 to 22, or the enumerator's
+// name with or without its BGP_SUB_, in upper or lower case.
+std::optional<std::int32_t> sub_mod_from_text(std::string_view text);
+
+// The whole message with this header and payload (at most INT32_MAX - 16 bytes), both copied.
+Message make_message(std::int32_t module, std::int32_t sub_mod, std::string_view payload,
+                     std::int32_t res_value = 0);
+
+// The message that `bytes` are; they are at least 16 and as many as their header says.
+Message message_from_bytes(std::string bytes);
+
+// The record's fields under their wire names: numbers as numbers, a text up to its first NUL or
+// the field's end, the embedded address family as an object of its own. `payload` holds at least
+// record.size bytes. A text may hold any bytes: dump it with json_line.
+nlohmann::ordered_json decode_record(const RecordLayout &record, std::string_view payload);
+
+// The message as an object: module, subMod and dataLen; for a known sub-module code also its
+// `name` and the `record`'s name; and `fields`, when the payload is as long as that record.
+// The resValue is left out, since a configuration request leaves it undefined.
+nlohmann::ordered_json decode(const Message &message);
+
+// The same for people, one line without its end:
+// BGP_SUB_ROUTER_ID bgp_globle_config op=set bgp_id=100 router_id="1.1.1.1"
+std::string readable(const Message &message);
+
+// The value on one line; bytes that are no UTF-8 become U+FFFD.
+std::string json_line(const nlohmann::ordered_json &value);
+
+} // namespace configd
+
+#endif

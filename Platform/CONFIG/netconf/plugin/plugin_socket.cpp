@@ -1,0 +1,252 @@
+// The transport to the configuration daemon; see plugin_public.h.
+#include "plugin_public.h"
+
+#include "diagnostics.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+int com_printf_flag = 0;
+int netconf_plugin_context = 0;
+
+// The one receive buffer of query replies. Its bytes behind the last reply are
+// zero: a reply's bytes are cleared when the next one arrives, and no read
+// passes the buffer's end.
+extern "C" {
+alignas(netconf_data_struc) char buf[BUF_SIZE_MAX];
+}
+
+namespace {
+
+constexpr int reply_wait_seconds = 60;
+constexpr int header_length = sizeof(netconf_data_struc);
+
+constexpr Diagnostics trace{com_printf_flag};
+
+struct FreeDeleter {
+    void operator()(void *memory) const { std::free(memory); }
+};
+using Message = std::unique_ptr<netconf_data_struc, FreeDeleter>;
+
+// The header at the start of the reply buffer, as far as it has arrived.
+netconf_data_struc reply_header() {
+    netconf_data_struc header;
+    std::memcpy(&header, buf, sizeof header);
+    return header;
+}
+
+// Waits until fd has something to read. Returns 0 on time-out, as select does.
+int wait_for_reply(int fd) {
+    // A descriptor set ends at FD_SETSIZE; a host with many plug-ins may not.
+    if (fd >= FD_SETSIZE) {
+        pollfd descriptor{fd, POLLIN, 0};
+        return poll(&descriptor, 1, reply_wait_seconds * 1000);
+    }
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(fd, &readable);
+    timeval limit{reply_wait_seconds, 0};
+    return select(fd + 1, &readable, nullptr, nullptr, &limit);
+}
+
+// Reads once, behind the `total` bytes that are held, and counts what came.
+// Returns read's result; `line` is the number that the trace carries.
+int read_on(int fd, int &total, int line) {
+    const auto room = static_cast<std::size_t>(BUF_SIZE_MAX - total);
+    const int count = static_cast<int>(read(fd, buf + total, room));
+    trace.print("[%s:%d]readLen = %d\n", "sendAndGetReplyBuff", line, count);
+    if (count < 0) {
+        trace.print("read data err,readLen = %d!\n", count);
+    } else if (count == 0) {
+        trace.print("read over,total = %d.\n", total);
+    } else {
+        total += count;
+    }
+    return count;
+}
+
+// Replaces the previous reply, of `total` bytes, by the one that fd delivers.
+// An early end of the connection leaves what came. Returns false when the
+// reply is lost: a read failed, or the reply announces more than fits.
+bool read_reply(int fd, int &total) {
+    std::memset(buf, 0, static_cast<std::size_t>(total));
+    total = 0;
+    int count = read_on(fd, total, 158);
+    if (count <= 0) {
+        return count == 0;
+    }
+    if (reply_header().dataLen > BUF_SIZE_MAX) {
+        always.line("data length exceed BUF_SIZE_MAX");
+        return false;
+    }
+    // The announced length may itself still be on its way: look at it again in
+    // every round. A full buffer ends the reply like a closed connection.
+    while (count > 0 && total < reply_header().dataLen) {
+        count = read_on(fd, total, 187);
+    }
+    return count >= 0;
+}
+
+} // namespace
+
+int sockCreateAndConnect(int domain, int type, int protocol, int port) {
+    const int descriptor = socket(domain, type, protocol);
+    if (descriptor < 0) {
+        return -1;
+    }
+    trace.print("socket_desc is %d.\n", descriptor);
+
+    const int reuse = 1;
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+
+    sockaddr_in daemon{};
+    daemon.sin_family = AF_INET;
+    daemon.sin_addr.s_addr = inet_addr(NETCONF_DAEMON_ADDRESS);
+    daemon.sin_port = htons(static_cast<std::uint16_t>(port));
+    const int result =
+        connect(descriptor, reinterpret_cast<const sockaddr *>(&daemon), sizeof daemon);
+    if (result < 0) {
+        trace.line("connect fail.");
+        return result;
+    }
+    trace.line("connect successfully.");
+    return descriptor;
+}
+
+int plugin_connect(int *context) {
+    *context = sockCreateAndConnect(AF_INET, SOCK_STREAM, 0, NETCONF_DAEMON_PORT);
+    if (*context < 0) {
+        trace.print("\nin plugin_send: socket connect failed");
+        return -1;
+    }
+    return 0;
+}
+
+int plugin_close(int context) {
+    close(context);
+    return 0;
+}
+
+int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error_t *res_code) {
+    trace.line("\n in sendAndGetResponseCode");
+
+    // The code is stored as bytes: the enumeration has no room for the codes
+    // beyond sysrepo's own, nor for whatever else a daemon may answer.
+    std::int32_t response = 0;
+    static_assert(sizeof response == sizeof *res_code, "a result code is 32 bits wide");
+    const auto answer = [res_code](std::int32_t code) {
+        std::memcpy(res_code, &code, sizeof code);
+    };
+
+    auto count = write(fd, send_data, static_cast<std::size_t>(send_data->dataLen));
+    if (count < 0) {
+        trace.line("\nsendAndGetResponseCode:send data failed");
+        answer(SR_ERR_SOCKET_FAILED);
+        return static_cast<int>(count);
+    }
+    trace.line("\nsendAndGetResponseCode:##send data OK");
+
+    count = read(fd, &response, sizeof response);
+    trace.line("\nsendAndGetResponseCode:##after read");
+    if (count != sizeof response) {
+        trace.line("\nsendAndGetResponseCode:receive data failed");
+        answer(SR_ERR_SOCKET_FAILED);
+        return static_cast<int>(count);
+    }
+    answer(response);
+    trace.print("\nsendAndGetResponseCode:res is %d\n", response);
+    return static_cast<int>(count);
+}
+
+netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_data) {
+    static int total = 0;
+
+    if (send_data == nullptr) {
+        always.line("point is NULL.");
+        return nullptr;
+    }
+    trace.print("The send data totalLen is %d.\n", send_data->dataLen);
+    if (write(fd, send_data, static_cast<std::size_t>(send_data->dataLen)) < 0) {
+        always.print("[%s:%d]send data err!\n", __func__, 138);
+        return nullptr;
+    }
+    trace.line("\nsendAndGetReplyBuff:##send data OK");
+    trace.print("[%s:%d]begin readLen = %d\n", __func__, 150, 0);
+
+    // After a time-out the previous reply is still in place and counts again.
+    // A failed wait is treated like readiness: the read then tells what is wrong.
+    if (wait_for_reply(fd) != 0 && !read_reply(fd, total)) {
+        return nullptr;
+    }
+    trace.print("total = %d\n", total);
+    if (total < 1) {
+        return nullptr;
+    }
+    const netconf_data_struc reply = reply_header();
+    trace.print("module is %d,resValue is %d,dataLen is %d\n", reply.module, reply.resValue,
+                reply.dataLen);
+    if (reply.module != send_data->module) {
+        trace.line("The data is not statis!");
+        return nullptr;
+    }
+    return reinterpret_cast<netconf_data_struc *>(buf);
+}
+
+int plugin_send_and_receive(int context, const void *data, int data_len, int /*option*/,
+                            int module_id, int sub_mod) {
+    trace.line("\nin plugin_send_and_receive");
+
+    const int length = data_len + header_length;
+    const Message message(
+        static_cast<netconf_data_struc *>(std::malloc(static_cast<std::size_t>(length))));
+    if (!message) {
+        return SR_ERR_NOMEM;
+    }
+    message->module = static_cast<ENUM_MODULE_ID>(module_id);
+    message->subMod = sub_mod;
+    message->dataLen = length;
+    std::memcpy(message->transferData, data, static_cast<std::size_t>(data_len));
+
+    sr_error_t result = SR_ERR_OK;
+    sendAndGetResponseCode(context, message.get(), &result);
+    std::int32_t code = SR_ERR_OK;
+    std::memcpy(&code, &result, sizeof code);
+    return code;
+}
+
+int plugin_config(const void *data, int data_len, int option, int module_id, int sub_mod) {
+    if (data == nullptr) {
+        trace.print("error, parameter error :%d", 0);
+        return SR_ERR_OPERATION_FAILED;
+    }
+    if (netconf_plugin_context < 1) {
+        const int result = plugin_connect(&netconf_plugin_context);
+        if (result != 0) {
+            trace.print("error, parameter send error :%d", result);
+            return SR_ERR_SOCKET_FAILED;
+        }
+    }
+    const int result =
+        plugin_send_and_receive(netconf_plugin_context, data, data_len, option, module_id, sub_mod);
+    if (result != SR_ERR_OK) {
+        trace.print("error, parameter receive error :%d", result);
+    }
+    return result;
+}
+
+int plugin_value_choose(sr_change_oper_t changeOp, sr_val_t *old_val, sr_val_t *new_val,
+                        sr_val_t **use_val) {
+    trace.print("\nin plugin_value_choose changeOp is %d\n", changeOp);
+    const bool set = changeOp == SR_OP_CREATED || changeOp == SR_OP_MODIFIED;
+    *use_val = set ? new_val : old_val;
+    return *use_val == nullptr ? SR_ERR_INTERNAL : SR_ERR_OK;
+}

@@ -1,0 +1,238 @@
+#include "daemon.h"
+
+#include "client.h"
+#include "records.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using configd::Answer;
+using configd::Daemon;
+using configd::Failures;
+using configd::Fault;
+using configd::Log;
+using configd::LogFormat;
+using configd::Message;
+using nlohmann::ordered_json;
+using testing::Return;
+
+namespace {
+
+class MockBackend : public configd::Backend {
+  public:
+    MOCK_METHOD(std::int32_t, apply, (const Message &), (override));
+    MOCK_METHOD(configd::QueryResult, query, (const Message &), (override));
+    MOCK_METHOD(ordered_json, configuration, (), (const, override));
+};
+
+class DaemonTest : public testing::Test {
+  protected:
+    Answer answer(const Message &message, Failures failures = {},
+                  LogFormat format = LogFormat::Text) {
+        Log log{out, format};
+        return Daemon{backend, log, std::move(failures)}.answer(message);
+    }
+
+    // The result code answered, which a bad answer has none of.
+    std::int32_t code(const Message &message, Failures failures = {}) {
+        return std::get<configd::ResultCode>(answer(message, std::move(failures))).code;
+    }
+
+    testing::StrictMock<MockBackend> backend;
+    std::ostringstream out;
+};
+
+Message summary_query() {
+    return message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{});
+}
+
+TEST_F(DaemonTest, AnswersAConfigurationMessageWithTheBackendsCode) {
+    EXPECT_CALL(backend, apply).WillOnce(Return(0)).WillOnce(Return(18));
+    EXPECT_EQ(code(as_message(1, 100)), 0);
+    EXPECT_EQ(code(as_message(1, 100)), 18);
+    EXPECT_EQ(out.str(), "BGP_SUB_BGP_AS bgp_as_val op=set as=100 -> 0\n"
+                         "BGP_SUB_BGP_AS bgp_as_val op=set as=100 -> 18\n");
+}
+
+TEST_F(DaemonTest, AnswersAQueryWithTheBackendsReply) {
+    EXPECT_CALL(backend, query).WillOnce(Return(configd::QueryResult{19, "payload"}));
+    const auto reply = std::get<configd::Reply>(answer(summary_query()));
+    EXPECT_EQ(reply.module, MODULE_ID_BGP);
+    EXPECT_EQ(reply.sub_mod, BGP_SUB_RPC_IP_BGP_SUMMARY);
+    EXPECT_EQ(reply.res_value, 19);
+    EXPECT_EQ(reply.payload, "payload");
+    EXPECT_EQ(out.str(), "BGP_SUB_RPC_IP_BGP_SUMMARY bgp_rpc_ip_bgp_summary_input input_cnt=0 "
+                         "vrf_name=\"\" ip_type=0 all=0 -> reply resValue=19 dataLen=23\n");
+}
+
+TEST_F(DaemonTest, RefusesAnUnknownModule) {
+    for (const std::int32_t module : {0, 2, 4, 8, -1}) {
+        EXPECT_EQ(code(configd::make_message(module, BGP_SUB_BGP_AS, std::string(8, '\0'))),
+                  SR_ERR_INVALID_VALUE);
+    }
+    EXPECT_THAT(out.str(), testing::HasSubstr(" (unknown module -1) -> 16\n"));
+}
+
+TEST_F(DaemonTest, RefusesAnUnknownSubModule) {
+    for (const std::int32_t sub_mod : {0, -1, 23, 1000}) {
+        EXPECT_EQ(code(configd::make_message(MODULE_ID_BGP, sub_mod, std::string(8, '\0'))),
+                  SR_ERR_INVALID_VALUE);
+    }
+    EXPECT_THAT(out.str(),
+                testing::StartsWith("unknown module=3 subMod=0 dataLen=24 (unknown sub-module 0) "
+                                    "-> 16\n"));
+}
+
+TEST_F(DaemonTest, RefusesARecordOfAnotherSizeForEverySubModule) {
+    for (std::int32_t sub_mod = BGP_SUB_BGP_AS; sub_mod < BGP_SUB_MAX; ++sub_mod) {
+        const std::size_t size = configd::find_record_kind(sub_mod)->record->size;
+        for (const std::size_t wrong : {std::size_t{0}, size - 1, size + 1}) {
+            const std::string payload(wrong, '\0');
+            EXPECT_EQ(code(configd::make_message(MODULE_ID_BGP, sub_mod, payload)),
+                      SR_ERR_INVALID_VALUE)
+                << sub_mod << " with " << wrong;
+        }
+    }
+    EXPECT_THAT(out.str(), testing::HasSubstr("(bgp_as_val takes 8 bytes, not 7) -> 16\n"));
+}
+
+TEST_F(DaemonTest, AnswersTheFailureAskedForAndAppliesNothing) {
+    const Failures failures{{{BGP_SUB_BGP_AS, 18}}, {}};
+    EXPECT_EQ(code(as_message(1, 100), failures), 18);
+    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    EXPECT_EQ(code(router_id_message(1, 100, "1.1.1.1"), failures), 0);
+}
+
+TEST_F(DaemonTest, PutsTheFailureOfAQueryIntoItsReply) {
+    const auto reply =
+        std::get<configd::Reply>(answer(summary_query(), {{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}}, {}}));
+    EXPECT_EQ(reply.res_value, 17);
+    EXPECT_EQ(reply.payload, "");
+}
+
+TEST_F(DaemonTest, ClosesTheConnectionAsAFault) {
+    const Answer fault = answer(as_message(1, 100), {{}, {{BGP_SUB_BGP_AS, Fault::Close}}});
+    EXPECT_EQ(std::get<configd::RawBytes>(fault).bytes, "");
+    EXPECT_TRUE(std::get<configd::RawBytes>(fault).close_after);
+    EXPECT_THAT(out.str(), testing::EndsWith("-> 0 raw bytes, close\n"));
+}
+
+TEST_F(DaemonTest, SendsThreeBytesAsAFault) {
+    const Answer fault = answer(as_message(1, 100), {{}, {{BGP_SUB_BGP_AS, Fault::Short}}});
+    EXPECT_EQ(std::get<configd::RawBytes>(fault).bytes.size(), 3U);
+    EXPECT_TRUE(std::get<configd::RawBytes>(fault).close_after);
+}
+
+TEST_F(DaemonTest, StaysSilentAsAFaultThatGoesBeforeAFailure) {
+    const Answer fault =
+        answer(as_message(1, 100), {{{BGP_SUB_BGP_AS, 18}}, {{BGP_SUB_BGP_AS, Fault::Silent}}});
+    EXPECT_TRUE(std::holds_alternative<configd::Silence>(fault));
+    EXPECT_THAT(out.str(), testing::EndsWith("-> no answer\n"));
+}
+
+TEST_F(DaemonTest, LogsAMessageAsOneJsonObject) {
+    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    answer(as_message(1, 100), {}, LogFormat::Json);
+    EXPECT_EQ(out.str(), R"({"event":"message","module":3,"subMod":1,"dataLen":24,)"
+                         R"("name":"BGP_SUB_BGP_AS","record":"bgp_as_val",)"
+                         R"("fields":{"op":1,"as":100},"answer":{"code":0}})"
+                         "\n");
+}
+
+TEST_F(DaemonTest, LogsWhatIsWrongAndEveryKindOfAnswerInJson) {
+    const Failures failures{{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}},
+                            {{1, Fault::Close}, {2, Fault::Silent}}};
+    answer(configd::make_message(7, 1, ""), failures, LogFormat::Json);
+    answer(as_message(1, 100), failures, LogFormat::Json);
+    answer(router_id_message(1, 100, "\xff"), failures, LogFormat::Json);
+    answer(summary_query(), failures, LogFormat::Json);
+
+    std::istringstream lines{out.str()};
+    std::vector<ordered_json> objects;
+    for (std::string line; std::getline(lines, line);) {
+        objects.push_back(ordered_json::parse(line));
+    }
+    ASSERT_EQ(objects.size(), 4U);
+    EXPECT_EQ(objects[0]["error"], "unknown module 7");
+    EXPECT_EQ(objects[0]["answer"], (ordered_json{{"code", 16}}));
+    EXPECT_EQ(objects[1]["answer"], (ordered_json{{"rawBytes", 0}, {"close", true}}));
+    EXPECT_EQ(objects[2]["answer"], nullptr);
+    EXPECT_EQ(objects[3]["answer"],
+              (ordered_json{{"module", 3}, {"subMod", 21}, {"resValue", 17}, {"dataLen", 16}}));
+}
+
+TEST_F(DaemonTest, LogsNoMessageWithoutAFormat) {
+    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    answer(as_message(1, 100), {}, LogFormat::None);
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(DaemonTest, LogsTheConfigurationInEveryFormat) {
+    EXPECT_CALL(backend, configuration).WillRepeatedly(Return(ordered_json{{"as", 100}}));
+    for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {
+        Log log{out, format};
+        Daemon{backend, log}.log_configuration();
+    }
+    EXPECT_EQ(out.str(), "{\"as\":100}\n{\"as\":100}\n"
+                         "{\"event\":\"configuration\",\"configuration\":{\"as\":100}}\n");
+}
+
+TEST(Log, AnnouncesThePortInEveryFormat) {
+    std::ostringstream out;
+    for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {
+        Log{out, format}.listening(8888);
+    }
+    EXPECT_EQ(out.str(), "listening on 127.0.0.1:8888\nlistening on 127.0.0.1:8888\n"
+                         R"({"event":"listening","address":"127.0.0.1","port":8888})"
+                         "\n");
+}
+
+TEST(Log, TellsWhatHappensToConnections) {
+    using Kind = configd::ConnectionEvent::Kind;
+    std::ostringstream out;
+    for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {
+        Log log{out, format};
+        log.connection({Kind::Opened, 1, ""});
+        log.connection({Kind::BadFrame, 1, "dataLen is 3"});
+        log.connection({Kind::Closed, 1, ""});
+    }
+    EXPECT_EQ(out.str(), "connection 1 opened\n"
+                         "connection 1 bad frame: dataLen is 3\n"
+                         "connection 1 closed\n"
+                         "{\"event\":\"opened\",\"connection\":1}\n"
+                         "{\"event\":\"bad_frame\",\"connection\":1,\"error\":\"dataLen is 3\"}\n"
+                         "{\"event\":\"closed\",\"connection\":1}\n");
+}
+
+TEST(ParseFailure, TakesASubModuleAndACode) {
+    EXPECT_EQ(configd::parse_failure("3=18"), (std::pair{3, 18}));
+    EXPECT_EQ(configd::parse_failure("network=-1"), (std::pair<int, int>{BGP_SUB_NETWORK, -1}));
+    for (const char *text : {"", "3", "3=", "=18", "0=18", "3=x", "3=18x", "3=99999999999"}) {
+        EXPECT_EQ(configd::parse_failure(text), std::nullopt) << text;
+    }
+}
+
+TEST(ParseFault, TakesASubModuleAndAFault) {
+    EXPECT_EQ(configd::parse_fault("3=close"), (std::pair{3, Fault::Close}));
+    EXPECT_EQ(configd::parse_fault("3=short"), (std::pair{3, Fault::Short}));
+    EXPECT_EQ(configd::parse_fault("BGP_SUB_NETWORK=silent"),
+              (std::pair<int, Fault>{BGP_SUB_NETWORK, Fault::Silent}));
+    for (const char *text : {"", "3", "3=", "=close", "23=close", "3=burn"}) {
+        EXPECT_EQ(configd::parse_fault(text), std::nullopt) << text;
+    }
+}
+
+TEST_F(DaemonTest, ABadMessageHarmsNoOtherOnItsConnection) {
+    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    Log log{out, LogFormat::Text};
+    Daemon daemon{backend, log};
+    configd::Server server{daemon, 0};
+    const RunningServer running{server};
+    Client client{server.port()};
+    EXPECT_EQ(client.ask(configd::make_message(MODULE_ID_BGP, 23, "")), SR_ERR_INVALID_VALUE);
+    EXPECT_EQ(client.ask(as_message(1, 100)), 0);
+}
+
+} // namespace

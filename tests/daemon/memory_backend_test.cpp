@@ -1,0 +1,361 @@
+#include "memory_backend.h"
+
+#include "records.h"
+
+#include <gtest/gtest.h>
+
+using configd::Message;
+using nlohmann::ordered_json;
+
+namespace {
+
+constexpr std::int32_t set = 1;
+constexpr std::int32_t erase = 0;
+constexpr std::int32_t moved = -1;
+constexpr std::uint32_t as = 100;
+
+struct Family {
+    std::uint32_t afi = 1;
+    std::uint32_t safi = 1;
+    const char *vrf_name = "";
+};
+
+const Family red{1, 71, "red"};
+
+template <typename Record>
+Record record_in(std::int32_t op, const Family &family) {
+    Record record{};
+    record.op = op;
+    record.bgp_id = as;
+    record.address_family.afi = family.afi;
+    record.address_family.safi = family.safi;
+    put(record.address_family.vrf_name, family.vrf_name);
+    return record;
+}
+
+Message network(std::int32_t op, const char *prefix, const char *route_map = "",
+                std::uint32_t backdoor = 0, const Family &family = {}) {
+    auto record = record_in<bgp_address_family_network_universal_val>(op, family);
+    put(record.network_ip_str, prefix);
+    put(record.route_map, route_map);
+    record.backdoor = backdoor;
+    return message_with(BGP_SUB_NETWORK, record);
+}
+
+Message redistribute(std::int32_t op, const char *protocol, const char *process,
+                     const char *route_map = "", const Family &family = {}) {
+    auto record = record_in<bgp_address_family_redistribute_universal_val>(op, family);
+    put(record.protocol_name, protocol);
+    put(record.protocol_id_or_tag, process);
+    put(record.route_map, route_map);
+    return message_with(BGP_SUB_REDISTRIBUTE, record);
+}
+
+// Every setting has a value, as after earlier changes: the sub-module code alone chooses.
+Message neighbor(std::int32_t sub_mod, std::int32_t op, const Family &family = {}) {
+    auto record = record_in<bgp_address_family_neighbor_universal_val>(op, family);
+    put(record.neighbor_ip_or_tag, "10.0.0.1");
+    record.active = 1;
+    record.next_hop_self = 1;
+    put(record.remote_as, "200");
+    put(record.description, "peer");
+    put(record.update_source, "lo");
+    record.ebgp_multihop = 2;
+    record.route_reflector_client = 1;
+    return message_with(sub_mod, record);
+}
+
+Message globle_neighbor(std::int32_t sub_mod, std::int32_t op, const char *address = "10.0.0.1") {
+    bgp_globle_neighbor_config record{};
+    record.op = op;
+    record.bgp_id = as;
+    put(record.neighbor_ip_or_tag, address);
+    put(record.remote_as, "200");
+    put(record.description, "peer");
+    put(record.update_source, "lo");
+    record.ebgp_multihop = 2;
+    return message_with(sub_mod, record);
+}
+
+Message vrf(std::int32_t op, const Family &family = red) {
+    address_family_val record{};
+    record.op = op;
+    record.bgp_id = as;
+    record.afi = family.afi;
+    record.safi = family.safi;
+    put(record.vrf_name, family.vrf_name);
+    return message_with(BGP_SUB_ADDRESS_FAMILY_VRF, record);
+}
+
+class MemoryBackendTest : public testing::Test {
+  protected:
+    MemoryBackendTest() { apply({as_message(set, as)}); }
+
+    // Applies messages that are all accepted.
+    void apply(std::initializer_list<Message> messages) {
+        for (const Message &message : messages) {
+            EXPECT_EQ(backend.apply(message), 0) << readable(message);
+        }
+    }
+
+    ordered_json bgp() const { return backend.configuration()["bgp"]; }
+
+    ordered_json globle_neighbors() const { return bgp()["bgp-globle-neighbors"]; }
+
+    ordered_json family() const {
+        return backend.configuration()["bgp-address-family"]
+                                      ["address-family[afi='AFI_IP'][safi='SAFI_UNICAST']"];
+    }
+
+    ordered_json vrf_family() const {
+        return backend
+            .configuration()["bgp-address-family-vrf"]
+                            ["address-family-vrf[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']"];
+    }
+
+    ordered_json networks() const { return family()["bgp-family-networks"]; }
+
+    configd::MemoryBackend backend;
+};
+
+ordered_json only_the_as() {
+    return {{"as", as}};
+}
+
+TEST(MemoryBackend, HoldsNothingAtFirst) {
+    EXPECT_EQ(configd::MemoryBackend{}.configuration(), ordered_json::object());
+}
+
+TEST_F(MemoryBackendTest, HoldsTheAs) {
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, ChangesTheAsAndKeepsTheRest) {
+    apply({router_id_message(set, as, "1.1.1.1"), as_message(set, 200)});
+    EXPECT_EQ(backend.configuration(),
+              (ordered_json{{"as", 200}, {"bgp", {{"router-id", "1.1.1.1"}}}}));
+}
+
+TEST_F(MemoryBackendTest, DeletingTheAsDeletesEverything) {
+    apply(
+        {router_id_message(set, as, "1.1.1.1"), network(set, "10.0.0.0/8"), as_message(erase, as)});
+    EXPECT_EQ(backend.configuration(), ordered_json::object());
+}
+
+TEST_F(MemoryBackendTest, AMovedEntryChangesNothing) {
+    apply({as_message(moved, 200), network(moved, "10.0.0.0/8"),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, moved)});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, RefusesAnUnknownOperation) {
+    EXPECT_EQ(backend.apply(as_message(2, 200)), SR_ERR_INVALID_VALUE);
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, RefusesSettingsWithoutAnAs) {
+    apply({as_message(erase, as)});
+    EXPECT_EQ(backend.apply(router_id_message(set, as, "1.1.1.1")), SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.apply(network(set, "10.0.0.0/8")), SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.apply(vrf(set)), SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.configuration(), ordered_json::object());
+}
+
+TEST_F(MemoryBackendTest, RefusesSettingsOfAnotherAs) {
+    EXPECT_EQ(backend.apply(router_id_message(set, 200, "1.1.1.1")), SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, DeletingWhatIsNotThereSucceeds) {
+    apply({as_message(erase, as), router_id_message(erase, as, ""), network(erase, "10.0.0.0/8"),
+           redistribute(erase, "ospf", "1", "map"), vrf(erase), as_message(erase, as)});
+    for (std::int32_t sub_mod = BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS;
+         sub_mod <= BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE; ++sub_mod) {
+        apply({globle_neighbor(sub_mod, erase)});
+    }
+    EXPECT_EQ(backend.configuration(), ordered_json::object());
+}
+
+TEST_F(MemoryBackendTest, DeletesTheRouterId) {
+    apply({router_id_message(set, as, "1.1.1.1"), router_id_message(erase, as, "1.1.1.1")});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, SetsTheOneSettingOfAGlobleNeighborThatTheCodeNames) {
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set)});
+    EXPECT_EQ(globle_neighbors(), (ordered_json{{"globle-neighbor[neighbor-address='10.0.0.1']",
+                                                 {{"description", "peer"}}}}));
+}
+
+TEST_F(MemoryBackendTest, HoldsEverySettingOfAGlobleNeighbor) {
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, set)});
+    const nlohmann::json expected{{"remote-as", "200"},
+                                  {"description", "peer"},
+                                  {"ebgp-multihop", 2},
+                                  {"update-source", "lo"}};
+    EXPECT_EQ(nlohmann::json(globle_neighbors()["globle-neighbor[neighbor-address='10.0.0.1']"]),
+              expected);
+}
+
+TEST_F(MemoryBackendTest, DeletingTheRemoteAsDeletesTheGlobleNeighborAndNoOther) {
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set, "10.0.0.2"),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, erase)});
+    EXPECT_EQ(globle_neighbors(), (ordered_json{{"globle-neighbor[neighbor-address='10.0.0.2']",
+                                                 {{"remote-as", "200"}}}}));
+}
+
+TEST_F(MemoryBackendTest, DeletingOneSettingKeepsTheOthers) {
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, erase)});
+    EXPECT_EQ(globle_neighbors(), (ordered_json{{"globle-neighbor[neighbor-address='10.0.0.1']",
+                                                 {{"remote-as", "200"}}}}));
+}
+
+TEST_F(MemoryBackendTest, AGlobleNeighborWithoutSettingsDisappears) {
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, erase)});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, ANetworkCreatesItsFamily) {
+    apply({network(set, "10.0.0.0/8")});
+    EXPECT_EQ(networks(),
+              (ordered_json{{"family-network[prefix='10.0.0.0/8']", ordered_json::object()}}));
+}
+
+TEST_F(MemoryBackendTest, ANetworkTakesTheLeavesThatHaveAValue) {
+    apply({network(set, "10.0.0.0/8", "map"), network(set, "10.0.0.0/8", "", 1)});
+    EXPECT_EQ(networks(), (ordered_json{{"family-network[prefix='10.0.0.0/8']",
+                                         {{"backdoor", true}, {"route-map", "map"}}}}));
+}
+
+TEST_F(MemoryBackendTest, DeletingANetworkWithoutLeavesDeletesTheEntry) {
+    apply({network(set, "10.0.0.0/8", "map", 1), network(erase, "10.0.0.0/8")});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, DeletingSomeLeavesOfANetworkKeepsTheOthers) {
+    apply({network(set, "10.0.0.0/8", "map", 1), network(erase, "10.0.0.0/8", "map")});
+    EXPECT_EQ(networks(),
+              (ordered_json{{"family-network[prefix='10.0.0.0/8']", {{"backdoor", true}}}}));
+}
+
+TEST_F(MemoryBackendTest, DeletingAllLeavesOfANetworkDeletesTheEntry) {
+    apply({network(set, "10.0.0.0/8", "map"), network(set, "11.0.0.0/8"),
+           network(erase, "10.0.0.0/8", "map")});
+    EXPECT_EQ(networks(),
+              (ordered_json{{"family-network[prefix='11.0.0.0/8']", ordered_json::object()}}));
+    apply({network(set, "10.0.0.0/8", "map", 1), network(erase, "10.0.0.0/8", "map", 1),
+           network(erase, "11.0.0.0/8")});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, RedistributionsAreKeyedByProtocolAndProcess) {
+    apply({redistribute(set, "ospf", "1", "map"), redistribute(set, "ospf", "2")});
+    EXPECT_EQ(family()["bgp-family-redistributes"],
+              (ordered_json{
+                  {"family-redistribute[protocol='ospf'][process='1']", {{"route-map", "map"}}},
+                  {"family-redistribute[protocol='ospf'][process='2']", ordered_json::object()}}));
+    apply({redistribute(erase, "ospf", "1", "map"), redistribute(erase, "ospf", "2")});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, HoldsTheSettingsOfAFamilysNeighbor) {
+    apply({neighbor(BGP_SUB_NEIGHBOR_ACTIVATE, set), neighbor(BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, set),
+           neighbor(BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, set),
+           neighbor(BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, erase)});
+    EXPECT_EQ(family()["bgp-family-neighbors"],
+              (ordered_json{{"family-neighbor[neighbor-address='10.0.0.1']",
+                             {{"activate", true}, {"route-reflector-client", true}}}}));
+}
+
+TEST_F(MemoryBackendTest, DeactivatingAFamilysNeighborDeletesItsOtherSettings) {
+    apply({neighbor(BGP_SUB_NEIGHBOR_ACTIVATE, set), neighbor(BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, set),
+           neighbor(BGP_SUB_NEIGHBOR_ACTIVATE, erase)});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, AVrfFamilyStaysWhenItIsEmpty) {
+    apply({vrf(set), network(set, "10.0.0.0/8", "", 0, red),
+           network(erase, "10.0.0.0/8", "", 0, red)});
+    EXPECT_EQ(vrf_family(), ordered_json::object());
+}
+
+TEST_F(MemoryBackendTest, DeletingAVrfFamilyDeletesWhatIsInIt) {
+    apply({vrf(set), network(set, "10.0.0.0/8", "", 0, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, set, red), vrf(erase)});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, AFamilyInAVrfOtherThanItsOwnEndsWithItsContent) {
+    const Family unicast{2, 1, "red"};
+    apply(
+        {network(set, "10.0.0.0/8", "", 0, unicast), network(erase, "10.0.0.0/8", "", 0, unicast)});
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, HoldsTheSettingsOfAVrf) {
+    apply({network(set, "10.0.0.0/8", "map", 0, red), redistribute(set, "ospf", "1", "", red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_MULTIHOP, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, set, red)});
+    const nlohmann::json expected{
+        {"bgp-family-vrf-networks",
+         {{"family-vrf-network[prefix='10.0.0.0/8']", {{"route-map", "map"}}}}},
+        {"bgp-family-vrf-neighbors",
+         {{"family-vrf-neighbor[neighbor-address='10.0.0.1']",
+           {{"activate", true},
+            {"remote-as", "200"},
+            {"description", "peer"},
+            {"ebgp-multihop", 2},
+            {"update-source", "lo"}}}}},
+        {"bgp-family-vrf-redistributes",
+         {{"family-vrf-redistribute[protocol='ospf'][process='1']", nlohmann::json::object()}}}};
+    EXPECT_EQ(nlohmann::json(vrf_family()), expected);
+}
+
+TEST_F(MemoryBackendTest, DeletingTheRemoteAsDeletesTheVrfNeighbor) {
+    apply({vrf(set), neighbor(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, erase, red)});
+    EXPECT_EQ(vrf_family(), ordered_json::object());
+}
+
+TEST_F(MemoryBackendTest, DeactivatingAVrfNeighborKeepsItsOtherSettings) {
+    apply({neighbor(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, set, red),
+           neighbor(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, erase, red)});
+    EXPECT_EQ(vrf_family()["bgp-family-vrf-neighbors"],
+              (ordered_json{
+                  {"family-vrf-neighbor[neighbor-address='10.0.0.1']", {{"remote-as", "200"}}}}));
+}
+
+TEST_F(MemoryBackendTest, RefusesUnknownFamilies) {
+    for (const Family &family : {Family{0, 1}, Family{4, 1}, Family{1, 0}, Family{1, 3}}) {
+        EXPECT_EQ(backend.apply(network(set, "10.0.0.0/8", "", 0, family)), SR_ERR_INVALID_VALUE);
+        EXPECT_EQ(backend.apply(vrf(erase, family)), SR_ERR_INVALID_VALUE);
+    }
+    EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+TEST_F(MemoryBackendTest, QuotesAKeySoThatItStaysOne) {
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set, "it's")});
+    EXPECT_TRUE(globle_neighbors().contains("globle-neighbor[neighbor-address=\"it's\"]"));
+}
+
+TEST_F(MemoryBackendTest, DoesNotSupportQueries) {
+    const auto result =
+        backend.query(message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}));
+    EXPECT_EQ(result.res_value, SR_ERR_NOT_SUPPORT);
+    EXPECT_EQ(result.payload, "");
+}
+
+} // namespace

@@ -1,0 +1,388 @@
+#include "server.h"
+
+#include "client.h"
+#include "records.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <vector>
+
+using configd::Answer;
+using configd::ConnectionEvent;
+using configd::Message;
+using testing::ElementsAre;
+
+namespace {
+
+class FunctionHandler : public configd::Handler {
+  public:
+    explicit FunctionHandler(std::function<Answer(const Message &)> function)
+        : function_{std::move(function)} {}
+
+    Answer answer(const Message &message) override { return function_(message); }
+
+  private:
+    std::function<Answer(const Message &)> function_;
+};
+
+// Answers each message with its sub-module code.
+Answer echo(const Message &message) {
+    return configd::ResultCode{message.sub_mod};
+}
+
+Message numbered(std::int32_t number) {
+    return configd::make_message(MODULE_ID_BGP, number, "payload");
+}
+
+// A header that announces this length.
+std::string header_with(std::int32_t length) {
+    const std::int32_t header[] = {MODULE_ID_BGP, BGP_SUB_BGP_AS, 0, length};
+    std::string bytes(sizeof header, '\0');
+    std::memcpy(bytes.data(), header, sizeof header);
+    return bytes;
+}
+
+// A running server of one handler function. Its connections are reported in text.
+class TestServer {
+  public:
+    explicit TestServer(std::function<Answer(const Message &)> function)
+        : handler_{std::move(function)}, server_{handler_, 0} {
+        server_.on_event([this](const ConnectionEvent &event) {
+            constexpr const char *names[] = {"opened", "closed", "bad frame: "};
+            const std::lock_guard lock{mutex_};
+            events_.push_back(std::to_string(event.connection) + " " +
+                              names[static_cast<std::size_t>(event.kind)] + event.detail);
+        });
+        running_.emplace(server_);
+    }
+
+    Client connect(int receive_buffer = 0) const { return Client{server_.port(), receive_buffer}; }
+
+    std::vector<std::string> events() {
+        const std::lock_guard lock{mutex_};
+        return events_;
+    }
+
+    // Everything reported, once the server has ended.
+    std::vector<std::string> events_at_end() {
+        running_.reset();
+        return events();
+    }
+
+  private:
+    FunctionHandler handler_;
+    configd::Server server_;
+    std::mutex mutex_;
+    std::vector<std::string> events_;
+    std::optional<RunningServer> running_;
+};
+
+TEST(Server, AnswersWithABareResultCode) {
+    TestServer server{[](const Message &) { return configd::ResultCode{-7}; }};
+    Client client = server.connect();
+    EXPECT_EQ(client.ask(numbered(1)), -7);
+    client.finish_sending();
+    EXPECT_TRUE(client.is_closed());
+}
+
+TEST(Server, HandsTheWholeMessageToTheHandler) {
+    std::promise<Message> handed;
+    TestServer server{[&](const Message &message) {
+        handed.set_value(message);
+        return configd::ResultCode{0};
+    }};
+    const Message sent = configd::make_message(-5, 99, std::string("a\0b", 3), 42);
+    server.connect().ask(sent);
+    const Message message = handed.get_future().get();
+    EXPECT_EQ(message.module, -5);
+    EXPECT_EQ(message.sub_mod, 99);
+    EXPECT_EQ(message.bytes, sent.bytes);
+}
+
+TEST(Server, AnswersAMessageThatIsOnlyAHeader) {
+    TestServer server{echo};
+    EXPECT_EQ(server.connect().ask(configd::make_message(MODULE_ID_BGP, 5, "")), 5);
+}
+
+TEST(Server, AnswersAQueryWithAMessage) {
+    TestServer server{[](const Message &message) {
+        return configd::Reply{message.module, message.sub_mod, 19, "answer"};
+    }};
+    Client client = server.connect();
+    client.send(numbered(20).bytes);
+    EXPECT_EQ(client.receive(22), configd::make_message(MODULE_ID_BGP, 20, "answer", 19).bytes);
+}
+
+TEST(Server, PutsAMessageTogetherByteByByte) {
+    TestServer server{echo};
+    Client client = server.connect();
+    for (const char byte : numbered(11).bytes) {
+        client.send({&byte, 1});
+    }
+    EXPECT_EQ(client.receive_code(), 11);
+}
+
+TEST(Server, AnswersEachOfTwoMessagesInOneSegment) {
+    TestServer server{echo};
+    Client client = server.connect();
+    client.send(numbered(1).bytes + numbered(2).bytes);
+    EXPECT_EQ(client.receive_code(), 1);
+    EXPECT_EQ(client.receive_code(), 2);
+}
+
+TEST(Server, KeepsTheStartOfTheNextMessage) {
+    TestServer server{echo};
+    Client client = server.connect();
+    const std::string next = numbered(2).bytes;
+    client.send(numbered(1).bytes + next.substr(0, 15));
+    EXPECT_EQ(client.receive_code(), 1);
+    client.send(next.substr(15));
+    EXPECT_EQ(client.receive_code(), 2);
+}
+
+TEST(Server, AnswersWhatCameBeforeTheEndOfTheStream) {
+    TestServer server{echo};
+    Client client = server.connect();
+    client.send(numbered(1).bytes + numbered(2).bytes);
+    client.finish_sending();
+    EXPECT_EQ(client.receive_code(), 1);
+    EXPECT_EQ(client.receive_code(), 2);
+    EXPECT_TRUE(client.is_closed());
+}
+
+TEST(Server, TakesTheLongestMessageThereIs) {
+    TestServer server{
+        [](const Message &m) { return configd::ResultCode{std::int32_t(m.bytes.size())}; }};
+    const std::string payload(BUF_SIZE_MAX - configd::header_size, 'x');
+    EXPECT_EQ(server.connect().ask(configd::make_message(MODULE_ID_BGP, 1, payload)), BUF_SIZE_MAX);
+}
+
+TEST(Server, ServesManyConnectionsAtOnce) {
+    TestServer server{echo};
+    std::vector<Client> clients;
+    clients.reserve(200);
+    while (clients.size() < 200) {
+        clients.push_back(server.connect());
+    }
+    // The last one first, and each of them twice.
+    for (int round = 0; round < 2; ++round) {
+        for (std::size_t i = clients.size(); i-- > 0;) {
+            EXPECT_EQ(clients[i].ask(numbered(static_cast<std::int32_t>(i))), i);
+        }
+    }
+}
+
+TEST(Server, ASlowReaderBlocksNoOtherConnection) {
+    const std::string payload(BUF_SIZE_MAX - configd::header_size, 'x');
+    TestServer server{[&](const Message &message) -> Answer {
+        if (message.sub_mod == BGP_SUB_RPC_IP_BGP_EVPN) {
+            return configd::Reply{message.module, message.sub_mod, 0, payload};
+        }
+        return echo(message);
+    }};
+    Client slow = server.connect(4096);
+    slow.send(numbered(BGP_SUB_RPC_IP_BGP_EVPN).bytes + numbered(3).bytes);
+    Client other = server.connect();
+    EXPECT_EQ(other.ask(numbered(4)), 4);
+
+    const std::string reply =
+        configd::make_message(MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_EVPN, payload).bytes;
+    EXPECT_TRUE(slow.receive(BUF_SIZE_MAX) == reply) << "10 MiB";
+    EXPECT_EQ(slow.receive_code(), 3) << "the message behind the slow one";
+}
+
+TEST(Server, APeerThatLeavesDuringItsReplyHarmsNoOther) {
+    const std::string payload(BUF_SIZE_MAX - configd::header_size, 'x');
+    TestServer server{[&](const Message &message) -> Answer {
+        if (message.sub_mod == BGP_SUB_RPC_IP_BGP_EVPN) {
+            return configd::Reply{message.module, message.sub_mod, 0, payload};
+        }
+        return echo(message);
+    }};
+    Client other = server.connect();
+    {
+        Client slow = server.connect(4096);
+        slow.send(numbered(BGP_SUB_RPC_IP_BGP_EVPN).bytes);
+        EXPECT_EQ(slow.receive(100).size(), 100U);
+    }
+    EXPECT_EQ(other.ask(numbered(4)), 4);
+}
+
+class BadFrameTest : public testing::TestWithParam<std::int32_t> {};
+
+TEST_P(BadFrameTest, ClosesItsOwnConnectionOnly) {
+    TestServer server{echo};
+    Client good = server.connect();
+    EXPECT_EQ(good.ask(numbered(1)), 1);
+    {
+        Client bad = server.connect();
+        bad.send(header_with(GetParam()));
+        EXPECT_TRUE(bad.is_closed());
+    }
+    EXPECT_EQ(good.ask(numbered(2)), 2);
+    EXPECT_THAT(server.events_at_end(),
+                ElementsAre("1 opened", "2 opened",
+                            "2 bad frame: dataLen is " + std::to_string(GetParam()), "2 closed"));
+}
+
+INSTANTIATE_TEST_SUITE_P(DataLen, BadFrameTest,
+                         testing::Values(15, 0, -1, INT32_MIN, BUF_SIZE_MAX + 1, INT32_MAX));
+
+TEST(Server, ReportsAMessageThatItsPeerBreaksOff) {
+    TestServer server{echo};
+    Client good = server.connect();
+    EXPECT_EQ(good.ask(numbered(1)), 1);
+    {
+        Client bad = server.connect();
+        bad.send(header_with(24));
+        bad.finish_sending();
+        EXPECT_TRUE(bad.is_closed());
+    }
+    EXPECT_EQ(good.ask(numbered(2)), 2);
+    EXPECT_THAT(server.events_at_end(),
+                ElementsAre("1 opened", "2 opened",
+                            "2 bad frame: closed in the middle of a message", "2 closed"));
+}
+
+TEST(Server, ReportsNothingBadWhenAPeerLeavesBetweenMessages) {
+    TestServer server{echo};
+    Client client = server.connect();
+    client.ask(numbered(1));
+    client.finish_sending();
+    EXPECT_TRUE(client.is_closed());
+    EXPECT_THAT(server.events_at_end(), ElementsAre("1 opened", "1 closed"));
+}
+
+TEST(Server, ClosesAtOnceWhenTheAnswerSaysSo) {
+    TestServer server{[](const Message &) { return configd::RawBytes{"", true}; }};
+    Client client = server.connect();
+    client.send(numbered(1).bytes);
+    EXPECT_TRUE(client.is_closed());
+}
+
+TEST(Server, SendsRawBytesAndCloses) {
+    TestServer server{[](const Message &) { return configd::RawBytes{"abc", true}; }};
+    Client client = server.connect();
+    client.send(numbered(1).bytes);
+    EXPECT_EQ(client.receive(4), "abc");
+}
+
+TEST(Server, SendsRawBytesAndGoesOn) {
+    TestServer server{[](const Message &) { return configd::RawBytes{"abc", false}; }};
+    Client client = server.connect();
+    client.send(numbered(1).bytes + numbered(1).bytes);
+    EXPECT_EQ(client.receive(6), "abcabc");
+}
+
+TEST(Server, StaysSilentAndKeepsTheConnection) {
+    TestServer server{[](const Message &message) -> Answer {
+        if (message.sub_mod == 1) {
+            return configd::Silence{};
+        }
+        return echo(message);
+    }};
+    Client client = server.connect();
+    client.send(numbered(1).bytes + numbered(2).bytes);
+    EXPECT_EQ(client.receive_code(), 2);
+}
+
+TEST(Server, StopsWithConnectionsOpen) {
+    FunctionHandler handler{echo};
+    std::optional<configd::Server> server{std::in_place, handler, std::uint16_t{0}};
+    std::optional<RunningServer> running{std::in_place, *server};
+    Client client{server->port()};
+    EXPECT_EQ(client.ask(numbered(1)), 1);
+    running.reset();
+    server.reset();
+    EXPECT_TRUE(client.is_closed());
+}
+
+TEST(Server, AStopBeforeTheRunEndsIt) {
+    FunctionHandler handler{echo};
+    configd::Server server{handler, 0};
+    server.stop();
+    server.run();
+}
+
+TEST(Server, ThrowsWhenThePortIsTaken) {
+    FunctionHandler handler{echo};
+    const configd::Server server{handler, 0};
+    try {
+        const configd::Server second{handler, server.port()};
+        FAIL() << "two servers on one port";
+    } catch (const std::system_error &error) {
+        EXPECT_EQ(error.code(), std::errc::address_in_use);
+    }
+}
+
+TEST(Server, TakesAPortAgainRightAfterAnotherServerLeftIt) {
+    FunctionHandler handler{echo};
+    std::optional<configd::Server> first{std::in_place, handler, std::uint16_t{0}};
+    const std::uint16_t port = first->port();
+    Client client{port};
+    {
+        const RunningServer running{*first};
+        EXPECT_EQ(client.ask(numbered(1)), 1);
+    }
+    first.reset();
+    const configd::Server second{handler, port};
+    EXPECT_EQ(second.port(), port);
+}
+
+TEST(Server, CallsAWatchWhenItsDescriptorIsReadable) {
+    FunctionHandler handler{echo};
+    configd::Server server{handler, 0};
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const configd::FileDescriptor read_end{ends[0]};
+    const configd::FileDescriptor write_end{ends[1]};
+    char byte = 0;
+    server.watch(read_end.get(), [&] {
+        EXPECT_EQ(::read(read_end.get(), &byte, 1), 1);
+        server.stop();
+    });
+    ASSERT_EQ(::write(write_end.get(), "!", 1), 1);
+    server.run();
+    EXPECT_EQ(byte, '!');
+}
+
+// Lowers the number of descriptors that this process may have open.
+class DescriptorLimit {
+  public:
+    explicit DescriptorLimit(int limit) {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit lowered{static_cast<rlim_t>(limit), before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &lowered);
+    }
+    DescriptorLimit(const DescriptorLimit &) = delete;
+    DescriptorLimit &operator=(const DescriptorLimit &) = delete;
+    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+
+  private:
+    rlimit before_{};
+};
+
+TEST(Server, AConnectionWithoutADescriptorLeftWaitsForAnothersEnd) {
+    TestServer server{echo};
+    std::optional<Client> first{server.connect()};
+    EXPECT_EQ(first->ask(numbered(1)), 1);
+
+    // The lowest free descriptor is the last one: the client's end takes it, none is left.
+    const int lowest = ::dup(0);
+    ::close(lowest);
+    const DescriptorLimit limit{lowest + 1};
+    Client second = server.connect();
+    second.send(numbered(2).bytes);
+    EXPECT_EQ(first->ask(numbered(3)), 3);
+    first.reset();
+    EXPECT_EQ(second.receive_code(), 2);
+}
+
+} // namespace

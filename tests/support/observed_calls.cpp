@@ -1,0 +1,135 @@
+#include "observed_calls.h"
+
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+thread_local support::ObservedCalls *observer = nullptr;
+
+// Recording allocates; what it allocates is not to be seen.
+void see(const char *name, int descriptor, std::size_t size) {
+    support::ObservedCalls *current = observer;
+    observer = nullptr;
+    current->calls.push_back({name, descriptor, size});
+    observer = current;
+}
+
+} // namespace
+
+namespace support {
+
+ObservedCalls::ObservedCalls() {
+    observer = this;
+}
+
+ObservedCalls::~ObservedCalls() {
+    observer = nullptr;
+}
+
+std::size_t ObservedCalls::count(const std::string &name) const {
+    return sizes(name).size();
+}
+
+std::vector<std::size_t> ObservedCalls::sizes(const std::string &name) const {
+    std::vector<std::size_t> found;
+    for (const Call &call : calls) {
+        if (call.name == name) {
+            found.push_back(call.size);
+        }
+    }
+    return found;
+}
+
+} // namespace support
+
+extern "C" {
+
+void *__real_malloc(std::size_t size);
+ssize_t __real_read(int descriptor, void *buffer, std::size_t size);
+ssize_t __real_write(int descriptor, const void *buffer, std::size_t size);
+int __real_select(int count, fd_set *reads, fd_set *writes, fd_set *errors, timeval *limit);
+int __real_socket(int domain, int type, int protocol);
+int __real_connect(int descriptor, const sockaddr *address, socklen_t length);
+int __real_setsockopt(int descriptor, int level, int name, const void *value, socklen_t length);
+int __real_close(int descriptor);
+
+void *__wrap_malloc(std::size_t size) {
+    if (observer == nullptr) {
+        return __real_malloc(size);
+    }
+    see("malloc", -1, size);
+    if (observer->malloc_fails) {
+        return nullptr;
+    }
+    void *memory = __real_malloc(size);
+    if (memory != nullptr) {
+        std::memset(memory, observer->malloc_fill, size);
+    }
+    return memory;
+}
+
+ssize_t __wrap_read(int descriptor, void *buffer, std::size_t size) {
+    if (observer != nullptr) {
+        see("read", descriptor, size);
+    }
+    return __real_read(descriptor, buffer, size);
+}
+
+ssize_t __wrap_write(int descriptor, const void *buffer, std::size_t size) {
+    if (observer != nullptr) {
+        see("write", descriptor, size);
+    }
+    return __real_write(descriptor, buffer, size);
+}
+
+int __wrap_select(int count, fd_set *reads, fd_set *writes, fd_set *errors, timeval *limit) {
+    if (observer != nullptr) {
+        see("select", count - 1, static_cast<std::size_t>(limit->tv_sec));
+        if (observer->select_result) {
+            return *observer->select_result;
+        }
+    }
+    return __real_select(count, reads, writes, errors, limit);
+}
+
+int __wrap_socket(int domain, int type, int protocol) {
+    if (observer != nullptr) {
+        see("socket", -1, 0);
+        if (observer->socket_result) {
+            return *observer->socket_result;
+        }
+    }
+    return __real_socket(domain, type, protocol);
+}
+
+int __wrap_connect(int descriptor, const sockaddr *address, socklen_t length) {
+    if (observer != nullptr) {
+        see("connect", descriptor, length);
+        if (observer->connect_result) {
+            return *observer->connect_result;
+        }
+    }
+    return __real_connect(descriptor, address, length);
+}
+
+int __wrap_setsockopt(int descriptor, int level, int name, const void *value, socklen_t length) {
+    if (observer != nullptr && level == SOL_SOCKET && name == SO_REUSEADDR) {
+        see("setsockopt", descriptor, length);
+    }
+    return __real_setsockopt(descriptor, level, name, value, length);
+}
+
+int __wrap_close(int descriptor) {
+    if (observer != nullptr) {
+        see("close", descriptor, 0);
+    }
+    return __real_close(descriptor);
+}
+
+} // extern "C"

@@ -1,0 +1,41 @@
+// The system calls and allocations that the code under test makes, seen and,
+// where a test wants it, answered for the kernel. A test program links the
+// calls with the linker's --wrap (see observed_calls.cmake); only the thread
+// that holds the object is observed.
+#ifndef OBSERVED_CALLS_H
+#define OBSERVED_CALLS_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace support {
+
+struct Call {
+    std::string name;
+    int descriptor;
+    std::size_t size; // bytes asked for; seconds for select
+};
+
+struct ObservedCalls {
+    ObservedCalls();
+    ObservedCalls(const ObservedCalls &) = delete;
+    ObservedCalls &operator=(const ObservedCalls &) = delete;
+    ~ObservedCalls();
+
+    // How often a call was made, and with which sizes.
+    std::size_t count(const std::string &name) const;
+    std::vector<std::size_t> sizes(const std::string &name) const;
+
+    std::vector<Call> calls;
+    std::optional<int> socket_result;  // instead of a socket
+    std::optional<int> select_result;  // instead of waiting
+    std::optional<int> connect_result; // instead of connecting
+    bool malloc_fails = false;
+    char malloc_fill = '\0'; // what fresh memory holds
+};
+
+} // namespace support
+
+#endif

@@ -1,0 +1,56 @@
+// The daemon's side of the wire in the test's own process: keeps every message
+// and answers as the test says.
+#ifndef RECORDING_DAEMON_H
+#define RECORDING_DAEMON_H
+
+#include "handler.h"
+#include "server.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace support {
+
+class RecordingDaemon : private configd::Handler {
+  public:
+    // Listens when constructed and stops, closing all connections, when destroyed.
+    RecordingDaemon();
+    ~RecordingDaemon() override;
+
+    // Answers the next messages with these, then with `otherwise` again.
+    void answer_next(configd::Answer answer);
+    void answer_otherwise(configd::Answer answer);
+
+    // The messages received so far, in order; and forgets them.
+    std::vector<configd::Message> take_messages();
+
+    // Returns when that many messages have been received since the last take.
+    void wait_for_messages(std::size_t count);
+
+    // How many connections were opened so far, and returns when that many were closed.
+    std::size_t connections() const;
+    void wait_for_closed(std::size_t count);
+
+  private:
+    configd::Answer answer(const configd::Message &message) override;
+    void seen(const configd::ConnectionEvent &event);
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<configd::Message> messages_;
+    std::deque<configd::Answer> answers_;
+    configd::Answer otherwise_ = configd::ResultCode{0};
+    std::size_t opened_ = 0;
+    std::size_t closed_ = 0;
+    configd::Server server_;
+    std::thread thread_;
+};
+
+} // namespace support
+
+#endif
