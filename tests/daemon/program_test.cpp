@@ -1,17 +1,16 @@
 // The program itself, as a process of its own.
 #include "client.h"
+#include "process.h"
 #include "records.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
-#include <array>
 #include <csignal>
+#include <cstdint>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 using nlohmann::ordered_json;
@@ -19,72 +18,11 @@ using testing::HasSubstr;
 
 namespace {
 
-// A running bgp_configd; killed, if need be, with the test.
-class Program {
+// A running bgp_configd.
+class Program : public support::Process {
   public:
-    explicit Program(std::vector<std::string> arguments) {
-        std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe2");
-        }
-        output_ = configd::FileDescriptor{ends[0]};
-        const configd::FileDescriptor write_end{ends[1]};
-
-        arguments.insert(arguments.begin(), BGP_CONFIGD);
-        std::vector<char *> argv;
-        argv.reserve(arguments.size() + 1);
-        for (std::string &argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, write_end.get(), STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, write_end.get(), STDERR_FILENO);
-        const int error =
-            ::posix_spawn(&pid_, BGP_CONFIGD, &actions, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        if (error != 0) {
-            throw std::system_error(error, std::generic_category(), BGP_CONFIGD);
-        }
-    }
-    Program(const Program &) = delete;
-    Program &operator=(const Program &) = delete;
-    ~Program() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            wait();
-        }
-    }
-
-    void signal(int number) const { ::kill(pid_, number); }
-
-    // The next line of its output, without its end; empty at the end of the output.
-    std::string read_line() {
-        std::string line;
-        for (char c = 0; ::read(output_.get(), &c, 1) == 1 && c != '\n';) {
-            line += c;
-        }
-        return line;
-    }
-
-    // All that it still prints.
-    std::string read_all() {
-        std::string text;
-        for (char c = 0; ::read(output_.get(), &c, 1) == 1;) {
-            text += c;
-        }
-        return text;
-    }
-
-    // The exit code, or -1 when it ended in another way.
-    int wait() {
-        int status = 0;
-        ::waitpid(pid_, &status, 0);
-        pid_ = 0;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
+    explicit Program(std::vector<std::string> arguments)
+        : Process(BGP_CONFIGD, std::move(arguments)) {}
 
     // Reads the line that says where it listens.
     std::uint16_t port() {
@@ -95,10 +33,6 @@ class Program {
         }
         return static_cast<std::uint16_t>(std::stoi(line.substr(start.size())));
     }
-
-  private:
-    pid_t pid_ = 0;
-    configd::FileDescriptor output_;
 };
 
 class SignalTest : public testing::TestWithParam<int> {};

@@ -211,6 +211,11 @@ std::vector<Leaf> named_leaves(const Setting &setting, const ordered_json &field
     return leaves;
 }
 
+// A neighbour is at least one hop away, as for any BGP speaker.
+bool is_acceptable(const Leaf &leaf, const ordered_json &fields) {
+    return leaf.name != multihop.name || fields[leaf.field] != 0;
+}
+
 void set_leaves(json &node, const std::vector<Leaf> &leaves, const ordered_json &fields) {
     for (const Leaf &leaf : leaves) {
         node[leaf.name] = leaf.is_flag ? json(true) : json(fields[leaf.field]);
@@ -271,7 +276,12 @@ std::int32_t MemoryBackend::apply_setting(std::int32_t sub_mod, bool is_set,
     if (as == tree_.end() || *as != json(fields["bgp_id"])) {
         return SR_ERR_CONFIG_FAILED;
     }
-    set_leaves(node_at(tree_, *path), named_leaves(setting, fields), fields);
+    const std::vector<Leaf> leaves = named_leaves(setting, fields);
+    if (!std::all_of(leaves.begin(), leaves.end(),
+                     [&](const Leaf &leaf) { return is_acceptable(leaf, fields); })) {
+        return SR_ERR_INVALID_VALUE;
+    }
+    set_leaves(node_at(tree_, *path), leaves, fields);
     return SR_ERR_OK;
 }
 

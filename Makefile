@@ -1,0 +1,28 @@
+# Each of these sets up the machine first (scripts/install-dependencies).
+
+.PHONY: build run test format clean
+
+# Builds everything with both compilers' strictest warnings: make test.
+build: setup
+	cmake --preset release
+	cmake --build --preset release
+
+# Shows the plug-in at work on a private datastore; KEEP=1 leaves it running.
+run: build
+	scripts/run-demo build/release $(if $(KEEP),--keep)
+
+# Builds with g++ and with clang, then runs every test.
+test: build
+	cmake --preset clang
+	cmake --build --preset clang
+	ctest --preset release
+
+format:
+	scripts/check-format --fix
+
+clean:
+	rm -rf build
+
+.PHONY: setup
+setup:
+	scripts/install-dependencies

@@ -1,0 +1,72 @@
+// A private sysrepo datastore with the module installed, and the real plug-in
+// host with the plug-in in it.
+#ifndef DATASTORE_H
+#define DATASTORE_H
+
+#include "process.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace support {
+
+// Made when constructed, in a directory and under a shared-memory prefix of its
+// own, and wiped when destroyed. One at a time in a process: sysrepo's programs
+// find it through the environment.
+class Datastore {
+  public:
+    Datastore();
+    Datastore(const Datastore &) = delete;
+    Datastore &operator=(const Datastore &) = delete;
+    ~Datastore();
+
+    // Edits the running datastore with sysrepocfg. The exit code is 0 when the
+    // edit was made; the output is the client's.
+    Outcome edit(const std::string &xml) const;
+
+    // The same without waiting for the client's end.
+    std::unique_ptr<Process> start_edit(const std::string &xml) const;
+
+    // Calls an RPC with sysrepocfg; the output is the RPC's, as XML.
+    Outcome call(const std::string &xml, int seconds = 10) const;
+
+    // The configuration held, as XML; empty when there is none.
+    std::string configuration() const;
+
+    // The operational data of a module, as XML.
+    static std::string operational(const std::string &module);
+
+    const std::filesystem::path &directory() const { return directory_; }
+
+  private:
+    std::filesystem::path write(const std::string &name, const std::string &content) const;
+
+    std::filesystem::path directory_;
+    std::string prefix_;
+};
+
+// sysrepo-plugind with the plug-in alone, its callbacks registered.
+class Host {
+  public:
+    explicit Host(const Datastore &datastore);
+
+    // Ends it as its service manager would. Returns the exit code, or the
+    // signal's number negated.
+    int terminate();
+
+    // Whether it is running.
+    bool is_alive() const;
+
+    // How many descriptors it has open.
+    std::size_t descriptors() const;
+
+    Process &process() { return *process_; }
+
+  private:
+    std::unique_ptr<Process> process_;
+};
+
+} // namespace support
+
+#endif

@@ -1,0 +1,86 @@
+#include "process.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+namespace support {
+
+Process::Process(const std::string &program, std::vector<std::string> arguments) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe2");
+    }
+    output_ = ends[0];
+
+    std::string name = program;
+    std::vector<char *> argv = {name.data()};
+    for (std::string &argument : arguments) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    const int error = posix_spawnp(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    if (error != 0) {
+        close(output_);
+        throw std::system_error(error, std::generic_category(), program);
+    }
+}
+
+Process::~Process() {
+    if (pid_ > 0) {
+        signal(SIGKILL);
+        wait();
+    }
+    close(output_);
+}
+
+void Process::signal(int number) const {
+    kill(pid_, number);
+}
+
+std::string Process::read_line() {
+    std::string line;
+    for (char c = '\0'; read(output_, &c, 1) == 1 && c != '\n';) {
+        line += c;
+    }
+    return line;
+}
+
+std::string Process::read_all() {
+    std::string text;
+    char chunk[4096];
+    for (;;) {
+        const ssize_t count = read(output_, chunk, sizeof chunk);
+        if (count <= 0) {
+            return text;
+        }
+        text.append(chunk, static_cast<std::size_t>(count));
+    }
+}
+
+int Process::wait() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+Outcome run(const std::string &program, std::vector<std::string> arguments) {
+    Process process(program, std::move(arguments));
+    std::string output = process.read_all();
+    return {process.wait(), std::move(output)};
+}
+
+} // namespace support

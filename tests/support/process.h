@@ -1,0 +1,48 @@
+// A program as a process of its own, with what it prints.
+#ifndef PROCESS_H
+#define PROCESS_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace support {
+
+class Process {
+  public:
+    // Starts `program`, looked up in PATH, in the environment of the test; its
+    // standard output and error become one text. Throws std::system_error.
+    explicit Process(const std::string &program, std::vector<std::string> arguments = {});
+    Process(const Process &) = delete;
+    Process &operator=(const Process &) = delete;
+    // Kills it, if need be.
+    ~Process();
+
+    pid_t pid() const { return pid_; }
+    void signal(int number) const;
+
+    // The next line of its output, without its end; empty at the end of the output.
+    std::string read_line();
+
+    // All that it still prints until it closes its output.
+    std::string read_all();
+
+    // Waits for its end. Returns the exit code, or the signal's number negated.
+    int wait();
+
+  private:
+    pid_t pid_ = 0;
+    int output_ = -1;
+};
+
+// What a program that runs to its end did.
+struct Outcome {
+    int exit_code;
+    std::string output;
+};
+Outcome run(const std::string &program, std::vector<std::string> arguments);
+
+} // namespace support
+
+#endif
