@@ -18,7 +18,7 @@ namespace {
 constexpr const char *module_name = "orv_bgp";
 
 // The last registration: once sysrepo lists it, all are made.
-constexpr const char *last_registration = "address-family-vrf";
+constexpr const char *last_registration = "clear-ip-bgp";
 
 Outcome checked(const std::string &program, std::vector<std::string> arguments) {
     Outcome outcome = run(program, std::move(arguments));

@@ -30,6 +30,11 @@ const std::vector<Expected> expected_registrations = {
      bgp_config_address_family_change_cb, nullptr},
     {"orv_bgp", "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf",
      bgp_config_address_family_vrf_change_cb, nullptr},
+    {"", "/orv_bgp:ip-bgp-evpn", nullptr, ip_bgp_evpn_cb},
+    {"", "/orv_bgp:ip-bgp-info", nullptr, ip_bgp_info_cb},
+    {"", "/orv_bgp:ip-bgp-neighbor", nullptr, ip_bgp_neighbor_cb},
+    {"", "/orv_bgp:ip-bgp-summary", nullptr, ip_bgp_summary_cb},
+    {"", "/orv_bgp:clear-ip-bgp", nullptr, clear_ip_bgp_cb},
 };
 
 TEST_F(Lifecycle, InitialisationMakesTheRegistrationsInOrderOnOneHandle) {

@@ -1,17 +1,25 @@
-// The BGP plug-in: life cycle and configuration translation; see bgp_plugin.h.
+// The BGP plug-in: configuration translation, queries and life cycle; see bgp_plugin.h.
 #include "bgp_plugin.h"
 
 #include "change_walk.h"
 #include "diagnostics.h"
+#include "output_values.h"
+#include "packed_reader.h"
 #include "record_text.h"
+#include "reply_fields.h"
 
+#include <sysrepo/values.h>
 #include <sysrepo/xpath.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <optional>
+#include <string_view>
 
 uint32_t g_bgp_id = 0;
 int bgp_nc = 0;
@@ -1035,21 +1043,15 @@ int read_family(const FamilyKind &kind, const Change &change, FamilyState &state
 
 template <std::size_t count>
 bool names(const char *const (&nodes)[count], const char *node) {
-    for (const char *name : nodes) {
-        if (name != nullptr && equal(name, node)) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(std::begin(nodes), std::end(nodes),
+                       [node](const char *name) { return name != nullptr && equal(name, node); });
 }
 
 bool is_below_container(const FamilyKind &kind, const Change &change) {
-    for (const FamilyKind::Container &container : kind.containers) {
-        if (contains(change.value->xpath, container.name)) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(std::begin(kind.containers), std::end(kind.containers),
+                       [&change](const FamilyKind::Container &container) {
+                           return contains(change.value->xpath, container.name);
+                       });
 }
 
 // Decides what becomes of the pending record, and of the change itself.
@@ -1183,6 +1185,1008 @@ int bgp_config_address_family_vrf_change_cb(sr_session_ctx_t *session, const cha
     return change_families(vrf_family_kind, session, p_xpath, event);
 }
 
+// --- Reply parsers: what they share ---------------------------------------------
+
+namespace {
+
+// What may be read of a payload: replies lie in the transport's buffer.
+constexpr std::size_t payload_room = BUF_SIZE_MAX - sizeof(netconf_data_struc);
+
+// How often `size` bytes find room in a payload from `offset` on.
+constexpr std::size_t room_for(std::size_t size, std::size_t offset) {
+    return offset > payload_room ? 0 : (payload_room - offset) / size;
+}
+
+// Whose reply a parser takes, and what it prints of it.
+struct ReplyKind {
+    const char *function;
+    const char *trace; // the name in the header's trace
+    int sub_mod;
+    const char *other; // line when it is another query's
+};
+
+bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output_cnt,
+                  const netconf_data_struc *reply_buf) {
+    if (reply_buf == nullptr || output_cnt == nullptr || output == nullptr) {
+        always.line("reply_buf is NULL");
+        return false;
+    }
+    debug.print("%s,module:%d,subMod:%d\n", kind.trace, reply_buf->module, reply_buf->subMod);
+    if (reply_buf->module != MODULE_ID_BGP || reply_buf->subMod != kind.sub_mod) {
+        debug.line(kind.other);
+        return false;
+    }
+    return true;
+}
+
+// The result for a reply whose counts cannot be true.
+int refuse_reply(const ReplyKind &kind, const char *why) {
+    always.print("[%s]reply refused: %s\n", kind.function, why);
+    return -1;
+}
+constexpr const char *counts_lead_outside_reply = "its counts lead outside the reply";
+constexpr const char *counts_lead_outside_array = "it describes more values than it announces";
+
+int refuse_values(const ReplyKind &kind, OutputValues &values) {
+    values.discard();
+    return refuse_reply(kind, counts_lead_outside_array);
+}
+
+template <typename Record>
+Record record_at(const char *payload, std::size_t offset) {
+    Record record;
+    std::memcpy(&record, payload + offset, sizeof record);
+    return record;
+}
+
+// A text ends at its first NUL or at its field's end.
+std::string_view text_at(const char *field, std::size_t size) {
+    return {field, strnlen(field, size)};
+}
+template <std::size_t size>
+std::string_view text_in(const char (&field)[size]) {
+    return text_at(field, size);
+}
+
+uint32_t number_at(const char *field, FieldType type) {
+    if (type == FieldType::byte) {
+        return static_cast<unsigned char>(*field);
+    }
+    if (type == FieldType::number16) {
+        return record_at<uint16_t>(field, 0);
+    }
+    return record_at<uint32_t>(field, 0);
+}
+
+void trace_record(const ReplyRecord &layout, const void *record) {
+    if (debug_bgp == 0) {
+        return;
+    }
+    debug.line(layout.begin);
+    for (std::size_t i = 0; i < layout.field_count; ++i) {
+        const ReplyField &row = layout.fields[i];
+        const char *field = static_cast<const char *>(record) + row.offset;
+        if (row.type == FieldType::text) {
+            const std::string_view text = text_at(field, row.size);
+            debug.print("%-*s:%.*s\n", layout.column, row.trace, static_cast<int>(text.size()),
+                        text.data());
+        } else {
+            debug.print("%-*s:%d\n", layout.column, row.trace, number_at(field, row.type));
+        }
+    }
+    debug.line(layout.end);
+}
+
+const char *valid_name(uint32_t flag) {
+    return flag == 1 ? "valid" : "other";
+}
+
+const char *best_name(uint32_t flag) {
+    return flag == 1 ? "best" : "other";
+}
+
+const char *source_name(uint32_t type) {
+    if (type == 1) {
+        return "internal";
+    }
+    return type == 2 ? "local" : "other";
+}
+
+bool add_number(OutputValues &values, const OutputXPath &entry, const ReplyField &row,
+                uint32_t number) {
+    switch (row.type) {
+    case FieldType::byte:
+        return values.add(entry, row.leaf, SR_UINT8_T, &sr_data_t::uint8_val,
+                          static_cast<uint8_t>(number));
+    case FieldType::number16:
+        return values.add(entry, row.leaf, SR_UINT16_T, &sr_data_t::uint16_val,
+                          static_cast<uint16_t>(number));
+    default:
+        return values.add(entry, row.leaf, SR_UINT32_T, &sr_data_t::uint32_val, number);
+    }
+}
+
+// Publishes one field. Returns false when the array has no room for it.
+bool publish_field(OutputValues &values, const OutputXPath &entry, const ReplyField &row,
+                   const char *field) {
+    if (row.publish == Publish::never) {
+        return true;
+    }
+    if (row.type == FieldType::text) {
+        return values.add_text(entry, row.leaf, SR_STRING_T, text_at(field, row.size));
+    }
+    const uint32_t number = number_at(field, row.type);
+    switch (row.publish) {
+    case Publish::as_number32:
+        return values.add(entry, row.leaf, SR_UINT32_T, &sr_data_t::uint32_val, number);
+    case Publish::low_16_bits:
+        return values.add(entry, row.leaf, SR_UINT16_T, &sr_data_t::uint16_val,
+                          static_cast<uint16_t>(number));
+    case Publish::zero_byte:
+        return values.add(entry, row.leaf, SR_UINT8_T, &sr_data_t::uint8_val, uint8_t{0});
+    case Publish::boolean:
+        return values.add(entry, row.leaf, SR_BOOL_T, &sr_data_t::bool_val, number != 0);
+    case Publish::unless_zero:
+        return number == 0 || add_number(values, entry, row, number);
+    case Publish::valid:
+        return values.add_text(entry, row.leaf, SR_ENUM_T, valid_name(number));
+    case Publish::best:
+        return values.add_text(entry, row.leaf, SR_ENUM_T, best_name(number));
+    case Publish::source:
+        return values.add_text(entry, row.leaf, SR_ENUM_T, source_name(number));
+    default:
+        return add_number(values, entry, row, number);
+    }
+}
+
+// Publishes a record's leaves, in row order, below the entry's XPath.
+bool publish_record(OutputValues &values, const OutputXPath &entry, const ReplyRecord &layout,
+                    const void *record) {
+    for (std::size_t i = 0; i < layout.field_count; ++i) {
+        const ReplyField &row = layout.fields[i];
+        if (!publish_field(values, entry, row, static_cast<const char *>(record) + row.offset)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+// --- Reply parser: EVPN routes ----------------------------------------------------
+
+namespace {
+
+constexpr ReplyKind evpn_reply = {"ip_bgp_evpn_output_parse", "ip_bgp_evpn_output_parse",
+                                  BGP_SUB_RPC_IP_BGP_EVPN,
+                                  "output data is not bgp and ip bgp evpn data!"};
+
+// No 12 bytes of a reply make more than 5 values (a route with two empty texts
+// and no next hop does): more values cannot be meant.
+constexpr std::size_t evpn_values_limit = payload_room / 12 * 5 + 5;
+
+// The walk through an EVPN reply: the stream, the values and the XPath of the
+// entry at hand. Each step returns false when the stream ends too early, or
+// when the array has no room for a value, which sets is_full.
+struct EvpnWalk {
+    PackedReader stream;
+    OutputValues &values;
+    OutputXPath entry{};
+    bool is_full = false;
+
+    bool kept(bool added) {
+        is_full = !added;
+        return added;
+    }
+    bool add_enum(std::string_view leaf, const char *name) {
+        return kept(values.add_text(entry, leaf, SR_ENUM_T, name));
+    }
+    bool add_text(std::string_view leaf, std::string_view text) {
+        return kept(values.add_text(entry, leaf, SR_STRING_T, text));
+    }
+    bool add_number(std::string_view leaf, uint32_t number) {
+        return kept(values.add(entry, leaf, SR_UINT32_T, &sr_data_t::uint32_val, number));
+    }
+};
+
+bool walk_next_hop(EvpnWalk &walk) {
+    std::string_view address;
+    std::string_view as_path;
+    uint32_t metric = 0;
+    uint32_t local_preference = 0;
+    uint32_t weight = 0;
+    PackedReader &stream = walk.stream;
+    if (!stream.text(&address)) {
+        return false;
+    }
+    debug.print("          nexthop:%s\n", address.data());
+    walk.entry.append("/list-nexthop-brief");
+    walk.entry.append_key("nexthop-address", address);
+    walk.entry.append("/");
+    if (!stream.number(&metric) || !walk.add_number("metric", metric) ||
+        !stream.number(&local_preference) || !walk.add_number("LocPrf", local_preference) ||
+        !stream.number(&weight) || !walk.add_number("Weight", weight)) {
+        return false;
+    }
+    debug.print("          metric:%d locPrf:%d weight:%d\n", metric, local_preference, weight);
+    if (!stream.text(&as_path)) {
+        return false;
+    }
+    debug.print("          aspath_str:%s\n", as_path.data());
+    return walk.add_text("path", as_path);
+}
+
+// A text that stands in the stream when the flag before it is not zero.
+bool walk_optional_text(EvpnWalk &walk, const char *trace, std::string_view leaf) {
+    signed char present = 0;
+    if (!walk.stream.flag(&present)) {
+        return false;
+    }
+    if (present == 0) {
+        return true;
+    }
+    std::string_view text;
+    if (!walk.stream.text(&text)) {
+        return false;
+    }
+    debug.print("     %s: %s\n", trace, text.data());
+    return walk.add_text(leaf, text);
+}
+
+bool walk_route(EvpnWalk &walk) {
+    std::string_view route;
+    signed char valid = 0;
+    signed char selected = 0;
+    signed char source = 0;
+    PackedReader &stream = walk.stream;
+    if (!stream.text(&route)) {
+        return false;
+    }
+    debug.print("     route:%s\n", route.data());
+    walk.entry.append("/list-evpn-route-brief");
+    walk.entry.append_key("evpn-route", route);
+    const std::size_t route_length = walk.entry.length();
+    walk.entry.append("/");
+    if (!stream.flag(&valid) ||
+        !walk.add_enum("valid-flag", valid_name(static_cast<unsigned char>(valid))) ||
+        !stream.flag(&selected) ||
+        !walk.add_enum("select-flag", best_name(static_cast<unsigned char>(selected))) ||
+        !stream.flag(&source) ||
+        !walk.add_enum("source-type", source_name(static_cast<unsigned char>(source)))) {
+        return false;
+    }
+    debug.print("     valid:%d select_flag:%d source_type:%d\n", valid, selected, source);
+    if (!walk_optional_text(walk, "external community", "ext-community") ||
+        !walk_optional_text(walk, "lable-info", "lable-info")) {
+        return false;
+    }
+    uint32_t next_hops = 0;
+    if (!stream.number(&next_hops)) {
+        return false;
+    }
+    debug.print("     nexthop_number:%d\n", next_hops);
+    for (uint32_t i = 0; i < next_hops; ++i) {
+        walk.entry.cut(route_length);
+        if (!walk_next_hop(walk)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool walk_distinguisher(EvpnWalk &walk) {
+    std::string_view distinguisher;
+    uint32_t routes = 0;
+    if (!walk.stream.text(&distinguisher)) {
+        return false;
+    }
+    debug.print("rd:%s\n", distinguisher.data());
+    if (!walk.stream.number(&routes)) {
+        return false;
+    }
+    debug.print("route number:%u\n", routes);
+    walk.entry.cut(0);
+    walk.entry.append("/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher");
+    walk.entry.append_key("route-distinguisher", distinguisher);
+    const std::size_t length = walk.entry.length();
+    for (uint32_t i = 0; i < routes; ++i) {
+        walk.entry.cut(length);
+        if (!walk_route(walk)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool walk_evpn(EvpnWalk &walk) {
+    uint32_t distinguishers = 0;
+    if (!walk.stream.number(&distinguishers)) {
+        return false;
+    }
+    debug.print("rd_number:%u\n", distinguishers);
+    for (uint32_t i = 0; i < distinguishers; ++i) {
+        if (!walk_distinguisher(walk)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int ip_bgp_evpn_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data_struc *reply_buf) {
+    if (!accept_reply(evpn_reply, output, output_cnt, reply_buf)) {
+        return -1;
+    }
+    PackedReader stream(reply_buf->transferData, payload_room);
+    uint32_t get_count = 0;
+    stream.number(&get_count);
+    if (get_count > evpn_values_limit) {
+        return refuse_reply(evpn_reply, counts_lead_outside_reply);
+    }
+    // Without a larger array the walk goes on with the room that there was.
+    std::size_t capacity = get_count;
+    OutputValues::Excess excess = OutputValues::Excess::refuse;
+    if (sr_realloc_values(*output_cnt, get_count, output) != SR_ERR_OK) {
+        always.line("realloc failed");
+        capacity = *output_cnt;
+        excess = OutputValues::Excess::drop;
+    }
+    OutputValues values(*output, capacity, excess);
+    EvpnWalk walk{stream, values};
+    if (!walk_evpn(walk)) {
+        values.discard();
+        return refuse_reply(evpn_reply,
+                            walk.is_full ? counts_lead_outside_array : counts_lead_outside_reply);
+    }
+    *output_cnt = values.count();
+    return 0;
+}
+
+// --- Reply parser: route information ----------------------------------------------
+
+namespace {
+
+constexpr ReplyKind info_reply = {"ip_bgp_info_output_parse", "ip_bgp_info_output_parse",
+                                  BGP_SUB_RPC_IP_BGP_INFO,
+                                  "output data is not bgp and ip bgp info data!"};
+
+using InfoTable = bgp_rpc_ip_bgp_info_output_public;
+using InfoNetwork = bgp_rpc_ip_bgp_info_output_entry;
+using InfoNextHop = bgp_rpc_ip_bgp_info_next_hop_output_entry;
+constexpr std::size_t info_networks_offset = sizeof(uint32_t) + sizeof(InfoTable);
+
+// Whether so many networks and next hops have room in a reply.
+bool info_fits(std::size_t networks, std::size_t next_hops) {
+    const std::size_t offset = info_networks_offset;
+    return networks <= room_for(sizeof(InfoNetwork), offset) &&
+           next_hops <= room_for(sizeof(InfoNextHop), offset + networks * sizeof(InfoNetwork));
+}
+
+} // namespace
+
+int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data_struc *reply_buf) {
+    if (!accept_reply(info_reply, output, output_cnt, reply_buf)) {
+        return -1;
+    }
+    const char *function = info_reply.function;
+    const char *payload = reply_buf->transferData;
+    const auto next_hop_num = record_at<uint32_t>(payload, 0);
+    const auto table = record_at<InfoTable>(payload, sizeof next_hop_num);
+    const uint32_t network_num = table.prefix_number;
+    debug.print("next_hop_num              :%d\n", next_hop_num);
+    trace_record(info_table, &table);
+    if (!info_fits(network_num, next_hop_num)) {
+        return refuse_reply(info_reply, counts_lead_outside_reply);
+    }
+    const std::size_t add_count =
+        *output_cnt + network_num + std::size_t{5} * next_hop_num + std::size_t{3};
+    debug.print("*output_cnt:%d network_num:%d  next_hop_num:%d add_count:%d\n",
+                static_cast<int>(*output_cnt), network_num, next_hop_num,
+                static_cast<int>(add_count));
+    if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
+        always.line("bgp info realloc failed!");
+        return -1;
+    }
+    if (network_num == 0) {
+        return 0;
+    }
+    OutputValues values(*output, add_count);
+    OutputXPath entry;
+    entry.append("/ip-bgp-info/bgp-info/");
+    const std::size_t table_length = entry.length();
+    if (!publish_record(values, entry, info_table, &table)) {
+        return refuse_values(info_reply, values);
+    }
+    std::size_t next_hop_cnt_all = 0;
+    for (uint32_t i = 0; i < network_num; ++i) {
+        std::size_t offset =
+            info_networks_offset + i * sizeof(InfoNetwork) + next_hop_cnt_all * sizeof(InfoNextHop);
+        if (!info_fits(i + std::size_t{1}, next_hop_cnt_all)) {
+            values.discard();
+            return refuse_reply(info_reply, counts_lead_outside_reply);
+        }
+        debug.print("%s\t%d\toffset:%d i:%d\tnext_hop_cnt_all:%d\n", function, 1996,
+                    static_cast<int>(offset), i, static_cast<int>(next_hop_cnt_all));
+        debug.print("%s\t%d\thand struct:%d network struct:%d  next-hop struct:%d\n", function,
+                    2001, static_cast<int>(sizeof(InfoTable)),
+                    static_cast<int>(sizeof(InfoNetwork)), static_cast<int>(sizeof(InfoNextHop)));
+        const auto network = record_at<InfoNetwork>(payload, offset);
+        trace_record(info_network, &network);
+        offset += sizeof network;
+        if (network.nextop_num > room_for(sizeof(InfoNextHop), offset)) {
+            values.discard();
+            return refuse_reply(info_reply, counts_lead_outside_reply);
+        }
+        entry.cut(table_length);
+        entry.append("entry");
+        entry.append_key("network", text_in(network.network));
+        const std::size_t network_length = entry.length();
+        entry.append("/");
+        if (!publish_record(values, entry, info_network, &network)) {
+            return refuse_values(info_reply, values);
+        }
+        for (uint32_t j = 0; j < network.nextop_num; ++j, offset += sizeof(InfoNextHop)) {
+            debug.print("%s\t%d\toffset:%d i:%d\tnext_hop_cnt_all:%d  next_hop_cnt:%d\n", function,
+                        2024, static_cast<int>(offset), i, static_cast<int>(next_hop_cnt_all), j);
+            const auto next_hop = record_at<InfoNextHop>(payload, offset);
+            trace_record(info_next_hop, &next_hop);
+            entry.cut(network_length);
+            entry.append("/next-hop-information");
+            entry.append_key("next-hop", text_in(next_hop.nexthop));
+            entry.append_key("metric", text_in(next_hop.metric));
+            entry.append_key("path", text_in(next_hop.path));
+            entry.append("/");
+            if (!publish_record(values, entry, info_next_hop, &next_hop)) {
+                return refuse_values(info_reply, values);
+            }
+        }
+        next_hop_cnt_all += network.nextop_num;
+    }
+    debug.print("ip_bgp_info_output_parse cnt:%d\n", static_cast<int>(values.count()));
+    *output_cnt = values.count();
+    return 0;
+}
+
+// --- Reply parser: neighbour detail -----------------------------------------------
+
+namespace {
+
+constexpr ReplyKind neighbor_reply = {"ip_bgp_neighbor_output_parse", "ip_bgp_info_neighbor_parse",
+                                      BGP_SUB_RPC_IP_BGP_NEIGHBOR,
+                                      "output data is not bgp and ip bgp info data!"};
+
+using Peer = bgp_rpc_ip_bgp_neighbor_output_neighbor;
+using PeerFamily = bgp_rpc_ip_bgp_neighbor_output_addrsss_family;
+
+// Publishes the address families of a peer. All of them are published from the
+// peer's first record, under the same keys: the position in the reply moves on
+// with the next peer only.
+int publish_families(OutputValues &values, OutputXPath &entry, const char *first, uint32_t count) {
+    const std::size_t peer_length = entry.length();
+    for (uint32_t j = 0; j < count; ++j) {
+        const auto family = record_at<PeerFamily>(first, 0);
+        trace_record(neighbor_family, &family);
+        const char *afi = bgp_key_afi_int_to_str(family.address_family.afi);
+        if (afi == nullptr) {
+            always.line("afi is NULL!");
+            return SR_ERR_INVAL_ARG;
+        }
+        const char *safi = bgp_key_safi_int_to_str(family.address_family.safi);
+        if (safi == nullptr) {
+            always.line("safi is NULL!");
+            return SR_ERR_INVAL_ARG;
+        }
+        debug.print("afi_str:%s  safi_str:%s\n", afi, safi);
+        entry.cut(peer_length);
+        entry.append("address-familys/afi-safi");
+        entry.append_key("afi", afi);
+        entry.append_key("safi", safi);
+        entry.append("/");
+        if (!publish_record(values, entry, neighbor_family, &family)) {
+            return refuse_values(neighbor_reply, values);
+        }
+    }
+    return SR_ERR_OK;
+}
+
+} // namespace
+
+int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
+                                 netconf_data_struc *reply_buf) {
+    if (!accept_reply(neighbor_reply, output, output_cnt, reply_buf)) {
+        return -1;
+    }
+    const char *payload = reply_buf->transferData;
+    const auto peer_cnt = record_at<uint32_t>(payload, 0);
+    std::size_t offset = sizeof peer_cnt;
+    if (peer_cnt > room_for(sizeof(Peer), offset)) {
+        return refuse_reply(neighbor_reply, counts_lead_outside_reply);
+    }
+    // The count's own four bytes vanish in the division. A length below that of
+    // the peers wraps to a number that no reply has room for.
+    const uint32_t peers_length = static_cast<uint32_t>(sizeof(Peer)) * peer_cnt;
+    const uint32_t entry_cnt = (static_cast<uint32_t>(reply_buf->dataLen) - peers_length) /
+                               static_cast<uint32_t>(sizeof(PeerFamily));
+    if (entry_cnt > BUF_SIZE_MAX / sizeof(PeerFamily)) {
+        return refuse_reply(neighbor_reply, counts_lead_outside_reply);
+    }
+    const std::size_t add_count =
+        *output_cnt + std::size_t{9} * entry_cnt + std::size_t{20} * peer_cnt;
+    debug.print("peer_cnt:%d entry_cnt:%d add_count:%d\n", peer_cnt, entry_cnt,
+                static_cast<int>(add_count));
+    if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
+        always.line("bgp neighbor realloc failed!");
+        return -1;
+    }
+    OutputValues values(*output, add_count);
+    OutputXPath entry;
+    for (uint32_t i = 0; i < peer_cnt; ++i) {
+        if (room_for(sizeof(Peer), offset) == 0) {
+            values.discard();
+            return refuse_reply(neighbor_reply, counts_lead_outside_reply);
+        }
+        const auto peer = record_at<Peer>(payload, offset);
+        trace_record(neighbor_peer, &peer);
+        offset += sizeof peer;
+        if (peer.address_family_cnt > room_for(sizeof(PeerFamily), offset)) {
+            values.discard();
+            return refuse_reply(neighbor_reply, counts_lead_outside_reply);
+        }
+        entry.cut(0);
+        entry.append("/ip-bgp-neighbor/neighbors/neighbor");
+        entry.append_key("neighbor-addr", text_in(peer.neighbor_addr));
+        entry.append_key("vrf-name", text_in(peer.vrf_name));
+        entry.append("/");
+        if (!publish_record(values, entry, neighbor_peer, &peer)) {
+            return refuse_values(neighbor_reply, values);
+        }
+        const int rc = publish_families(values, entry, payload + offset, peer.address_family_cnt);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        offset += peer.address_family_cnt * sizeof(PeerFamily);
+    }
+    *output_cnt = values.count();
+    return 0;
+}
+
+// --- Reply parser: summary --------------------------------------------------------
+
+namespace {
+
+constexpr ReplyKind summary_reply = {"ip_bgp_summary_output_parse", "ip_bgp_summary_output_parse",
+                                     BGP_SUB_RPC_IP_BGP_SUMMARY,
+                                     "output data is not bgp and ip bgp info data!"};
+
+using SummaryBlock = bgp_rpc_ip_bgp_summary_output_neighbors;
+using SummaryEntry = bgp_rpc_ip_bgp_summary_output_entry;
+
+} // namespace
+
+int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
+                                netconf_data_struc *reply_buf) {
+    if (!accept_reply(summary_reply, output, output_cnt, reply_buf)) {
+        return -1;
+    }
+    const char *payload = reply_buf->transferData;
+    const auto block = record_at<SummaryBlock>(payload, 0);
+    if (block.neighbor_number > room_for(sizeof(SummaryEntry), sizeof block)) {
+        return refuse_reply(summary_reply, counts_lead_outside_reply);
+    }
+    const std::size_t add_count = std::size_t{9} * block.neighbor_number + 6;
+    debug.print("*output_cnt:%d add_count:%d\n", static_cast<int>(*output_cnt),
+                static_cast<int>(add_count));
+    if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
+        always.line("bgp info realloc failed!");
+        return -1;
+    }
+    trace_record(summary_block, &block);
+    if (block.neighbor_number == 0) {
+        return 0;
+    }
+    OutputValues values(*output, add_count);
+    OutputXPath entry;
+    entry.append("/ip-bgp-summary/neighbors/");
+    const std::size_t block_length = entry.length();
+    if (!publish_record(values, entry, summary_block, &block)) {
+        return refuse_values(summary_reply, values);
+    }
+    std::size_t offset = sizeof block;
+    for (uint32_t i = 0; i < block.neighbor_number; ++i, offset += sizeof(SummaryEntry)) {
+        const auto neighbor = record_at<SummaryEntry>(payload, offset);
+        trace_record(summary_entry, &neighbor);
+        entry.cut(block_length);
+        entry.append("entry");
+        entry.append_key("neighbor", text_in(neighbor.neighbor));
+        entry.append("/");
+        if (!publish_record(values, entry, summary_entry, &neighbor)) {
+            return refuse_values(summary_reply, values);
+        }
+    }
+    *output_cnt = values.count();
+    debug.print("ip_bgp_summary_output_parse cnt:%d\n", static_cast<int>(values.count()));
+    return 0;
+}
+
+// --- Query requests ---------------------------------------------------------------
+
+netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int inDataLen,
+                                                int sub_mod) {
+    debug.line("\nin bgp_plugin_send_and_receive");
+    if (input == nullptr) {
+        always.line("input data is NULL");
+        return nullptr;
+    }
+    const std::size_t length = sizeof(netconf_data_struc) + static_cast<std::size_t>(inDataLen);
+    const std::unique_ptr<netconf_data_struc, void (*)(void *)> message(
+        static_cast<netconf_data_struc *>(std::malloc(length)), std::free);
+    if (!message) {
+        always.print("[%s][%d]malloc err.\n", __func__, 1480);
+        return nullptr;
+    }
+    std::memset(static_cast<void *>(message.get()), 0, length);
+    message->module = MODULE_ID_BGP;
+    message->subMod = sub_mod;
+    message->dataLen = static_cast<int>(length);
+    std::memcpy(message->transferData, input, static_cast<std::size_t>(inDataLen));
+    debug.print("\nin bgp_plugin_send_and_receive  inDataLen:%d sub_mod:%d\n", inDataLen, sub_mod);
+    netconf_data_struc *reply = sendAndGetReplyBuff(context, message.get());
+    debug.print("[%s]reply_buf = %p\n", __func__, static_cast<void *>(reply));
+    return reply;
+}
+
+netconf_data_struc *bgp_plugin_get(void *input, int inDataLen, int sub_mod) {
+    int context = 0;
+    const int rc = plugin_connect(&context);
+    if (rc != 0) {
+        always.print("error, parameter send error :%d", rc);
+        return nullptr;
+    }
+    netconf_data_struc *reply = bgp_plugin_send_and_receive(context, input, inDataLen, sub_mod);
+    plugin_close(context);
+    return reply;
+}
+
+namespace {
+
+bool input_is(const sr_val_t &value, const char *part) {
+    return value.xpath != nullptr && contains(value.xpath, part);
+}
+
+// Puts a text input into its field of the query.
+template <std::size_t size>
+int put_input(char (&field)[size], const sr_val_t &value) {
+    const bool put = put_text(field, text_of(value), value.xpath);
+    return put ? int{SR_ERR_OK} : int{SR_ERR_INVALID_VALUE};
+}
+
+bool starts_with(const sr_val_t &value, const char *start) {
+    const char *text = text_of(value);
+    return text != nullptr && std::strncmp(text, start, std::strlen(start)) == 0;
+}
+
+// The inputs that the two queries about the table have in common.
+template <typename Query>
+int put_table_input(Query &query, const sr_val_t &value, bool *taken) {
+    *taken = true;
+    if (input_is(value, "vrf-name")) {
+        return put_input(query.vrf_name, value);
+    }
+    if (input_is(value, "ip-type")) {
+        query.ip_type = starts_with(value, "IPV4") ? 1 : 2;
+        return SR_ERR_OK;
+    }
+    *taken = false;
+    return SR_ERR_OK;
+}
+
+int put_query_input(bgp_rpc_ip_bgp_info_input &query, const sr_val_t &value) {
+    bool taken = false;
+    const int rc = put_table_input(query, value, &taken);
+    if (taken) {
+        return rc;
+    }
+    if (input_is(value, "all")) {
+        query.all = 2;
+    } else if (input_is(value, "ipv4-address")) {
+        return put_input(query.ipaddr, value);
+    } else if (input_is(value, "ip-str")) {
+        return put_input(query.ipaddr_str, value);
+    }
+    return SR_ERR_OK;
+}
+
+int put_query_input(bgp_rpc_ip_bgp_summary_input &query, const sr_val_t &value) {
+    bool taken = false;
+    return put_table_input(query, value, &taken);
+}
+
+// Puts as many inputs into the query as it says that there are.
+template <typename Query>
+int put_query_inputs(Query &query, const sr_val_t *input) {
+    for (uint32_t i = 0; i < query.input_cnt; ++i) {
+        const int rc = put_query_input(query, input[i]);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+    }
+    return SR_ERR_OK;
+}
+
+// A field of a query for a trace: it may have no terminator.
+#define QUERY_TEXT(field) static_cast<int>(sizeof(field)), field
+
+int parse_info_input(const sr_val_t *input, bgp_rpc_ip_bgp_info_input &query) {
+    const int rc = put_query_inputs(query, input);
+    debug.print("[%s:%d],input_cnt = %d, vrf_name:%.*s, ip_type:%d ipaddr:%.*s ipaddr_str:%.*s\n",
+                "bgp_input_parse", 1576, query.input_cnt, QUERY_TEXT(query.vrf_name), query.ip_type,
+                QUERY_TEXT(query.ipaddr), QUERY_TEXT(query.ipaddr_str));
+    return rc;
+}
+
+int parse_summary_input(const sr_val_t *input, bgp_rpc_ip_bgp_summary_input &query) {
+    const int rc = put_query_inputs(query, input);
+    debug.print("[%s:%d],input_cnt = %d, vrf_name:%.*s, ip_type:%d\n", "bgp_input_parse", 1604,
+                query.input_cnt, QUERY_TEXT(query.vrf_name), query.ip_type);
+    return rc;
+}
+
+} // namespace
+
+int bgp_input_parse(const sr_val_t *input, void *inData, int subMod) {
+    if (input == nullptr || inData == nullptr) {
+        debug.line("vxlan_input_parse err!");
+        return SR_ERR_CALLBACK_FAILED;
+    }
+    switch (subMod) {
+    case BGP_SUB_RPC_IP_BGP_INFO:
+        return parse_info_input(input, *static_cast<bgp_rpc_ip_bgp_info_input *>(inData));
+    case BGP_SUB_RPC_IP_BGP_SUMMARY:
+        return parse_summary_input(input, *static_cast<bgp_rpc_ip_bgp_summary_input *>(inData));
+    default:
+        debug.print("[%s]The subMod is undefined\n", __func__);
+        return SR_ERR_INVAL_ARG;
+    }
+}
+
+// --- RPC callbacks ------------------------------------------------------------------
+
+namespace {
+
+using ReplyParser = int (*)(sr_val_t **, size_t *, netconf_data_struc *);
+
+// Sends the query and gives the reply to its parser; without one, any reply is
+// success.
+template <typename Query>
+int answer_query(const char *function, Query &query, int sub_mod, ReplyParser parse,
+                 sr_val_t **output, size_t *output_cnt) {
+    netconf_data_struc *reply = bgp_plugin_get(&query, sizeof query, sub_mod);
+    if (reply == nullptr) {
+        always.line("get reply buff error!");
+        return SR_ERR_CALLBACK_FAILED;
+    }
+    debug.print("[%s]reply_buf = %p\n", function, static_cast<void *>(reply));
+    const int rc = parse == nullptr ? int{SR_ERR_OK} : parse(output, output_cnt, reply);
+    debug.print("[%s]rc = %d\n", function, rc);
+    return rc;
+}
+
+int check_arguments(const char *path, const sr_session_ctx_t *session) {
+    if (path == nullptr) {
+        always.line(" path inval arg!");
+        return SR_ERR_INVAL_ARG;
+    }
+    if (session == nullptr) {
+        always.line(" session inval arg!");
+        return SR_ERR_INVAL_ARG;
+    }
+    return SR_ERR_OK;
+}
+
+int check_event(const char *function, int line, sr_event_t event) {
+    if (event == SR_EV_RPC) {
+        return SR_ERR_OK;
+    }
+    always.print("[%s][%d]invalid argument.\n", function, line);
+    return SR_ERR_OPERATION_FAILED;
+}
+
+// What three of the callbacks begin with; `line` is the event test's number.
+int begin_query(const char *function, int trace_line, int line, const char *path,
+                const sr_session_ctx_t *session, sr_event_t event, size_t input_cnt) {
+    const int rc = check_arguments(path, session);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    debug.print("in [%s][%d]event= %d, input_cnt = %d\n", function, trace_line, event,
+                static_cast<int>(input_cnt));
+    return check_event(function, line, event);
+}
+
+// An input that does not fit refuses the call; whatever else bgp_input_parse
+// says (there may be no input at all) does not.
+bool inputs_fit(const sr_val_t *input, void *query, int sub_mod) {
+    return bgp_input_parse(input, query, sub_mod) != SR_ERR_INVALID_VALUE;
+}
+
+int put_evpn_input(bgp_rpc_ip_bgp_evpn &query, const sr_val_t &value) {
+    if (value.xpath == nullptr) {
+        return SR_ERR_OK;
+    }
+    if (equal(value.xpath, "/orv_bgp:ip-bgp-evpn/get-all")) {
+        query.type = 0xFFFFFFFF;
+    } else if (equal(value.xpath, "/orv_bgp:ip-bgp-evpn/evpn-type")) {
+        query.type = value.data.uint32_val;
+    } else if (equal(value.xpath, "/orv_bgp:ip-bgp-evpn/evpn-route")) {
+        return put_input(query.evpn_route_str, value);
+    }
+    return SR_ERR_OK;
+}
+
+// Only a single input is decoded; several ask for nothing in particular.
+int put_neighbor_input(bgp_rpc_ip_bgp_neighbor_input &query, const sr_val_t *input,
+                       size_t input_cnt) {
+    if (input_cnt == 0) {
+        query.all = 1;
+    }
+    if (input_cnt != 1 || input == nullptr) {
+        return SR_ERR_OK;
+    }
+    if (input_is(*input, "all")) {
+        query.all = 1;
+    } else if (input_is(*input, "ipaddr")) {
+        return put_input(query.neighbor_addr, *input);
+    } else if (input_is(*input, "vrf-name")) {
+        return put_input(query.vrf_name, *input);
+    }
+    return SR_ERR_OK;
+}
+
+uint32_t reconfig_type(const sr_val_t &value, uint32_t otherwise) {
+    const char *text = text_of(value);
+    switch (text == nullptr ? '\0' : text[0]) {
+    case 'i':
+        return 1;
+    case 'o':
+        return 2;
+    case 's':
+        return 3;
+    default:
+        return otherwise;
+    }
+}
+
+int put_clear_input(bgp_rpc_clear_ip_bgp_input &query, const sr_val_t &value) {
+    if (input_is(value, "reconfig-type")) {
+        query.reconfig_type = reconfig_type(value, query.reconfig_type);
+    } else if (input_is(value, "vrf-name")) {
+        return put_input(query.address_family.vrf_name, value);
+    }
+    return SR_ERR_OK;
+}
+
+} // namespace
+
+int ip_bgp_evpn_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                   const size_t /*input_cnt*/, sr_event_t event, uint32_t /*request_id*/,
+                   sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
+    if (path == nullptr || session == nullptr || input == nullptr) {
+        always.line("inval arg!");
+        return SR_ERR_INVAL_ARG;
+    }
+    debug.print("in [%s][%d]path = %s,input[0].xpath = '%s'\n", __func__, 2687, path,
+                input[0].xpath == nullptr ? "(null)" : input[0].xpath);
+    debug.print("in [%s][%d]event= '%d'\n", __func__, 2688, event);
+    int rc = check_event(__func__, 2692, event);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    bgp_rpc_ip_bgp_evpn query{};
+    rc = put_evpn_input(query, input[0]);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_EVPN, ip_bgp_evpn_output_parse, output,
+                        output_cnt);
+}
+
+int ip_bgp_info_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                   const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
+                   sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
+    const int rc = begin_query(__func__, 2753, 2757, path, session, event, input_cnt);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    bgp_rpc_ip_bgp_info_input query{};
+    query.input_cnt = static_cast<uint32_t>(input_cnt);
+    debug.print("in [%s][%d]inData.input_cnt = %d\n", __func__, 2763, query.input_cnt);
+    if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_INFO)) {
+        return SR_ERR_INVALID_VALUE;
+    }
+    if (input_cnt == 0) {
+        query.ip_type = 1;
+        query.all = 1;
+    }
+    debug.print("in [%s][%d] vrf_name:%.*s ip_type:%d all:%d ipaddr:%.*s ipaddr_str:%.*s\n",
+                __func__, 2773, QUERY_TEXT(query.vrf_name), query.ip_type, query.all,
+                QUERY_TEXT(query.ipaddr), QUERY_TEXT(query.ipaddr_str));
+    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_INFO, ip_bgp_info_output_parse, output,
+                        output_cnt);
+}
+
+int ip_bgp_neighbor_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                       const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
+                       sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
+    int rc = begin_query(__func__, 2817, 2821, path, session, event, input_cnt);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    bgp_rpc_ip_bgp_neighbor_input query{};
+    rc = put_neighbor_input(query, input, input_cnt);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    debug.print("in inData.neighbor_addr:%.*s\n", QUERY_TEXT(query.neighbor_addr));
+    debug.print("in inData.all flag:%d\n", query.all);
+    debug.print("in inData.vrf_name:%.*s\n", QUERY_TEXT(query.vrf_name));
+    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_NEIGHBOR, ip_bgp_neighbor_output_parse,
+                        output, output_cnt);
+}
+
+int ip_bgp_summary_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                      const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
+                      sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
+    const int rc = begin_query(__func__, 2891, 2895, path, session, event, input_cnt);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    bgp_rpc_ip_bgp_summary_input query{};
+    query.input_cnt = static_cast<uint32_t>(input_cnt);
+    if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_SUMMARY)) {
+        return SR_ERR_INVALID_VALUE;
+    }
+    query.all = 1;
+    debug.print("inData.all flag:%d\n", query.all);
+    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_SUMMARY, ip_bgp_summary_output_parse,
+                        output, output_cnt);
+}
+
+int clear_ip_bgp_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                    const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
+                    sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
+    int rc = check_arguments(path, session);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    refresh_bgp_id(session);
+    if (g_bgp_id == 0) {
+        return SR_ERR_OK;
+    }
+    bgp_rpc_clear_ip_bgp_input query{};
+    for (size_t i = 0; i < input_cnt; ++i) {
+        rc = put_clear_input(query, input[i]);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+    }
+    query.clear_all = input_cnt == 0 ? 1 : 0;
+
+    constexpr const char *frame = "-------------in clear_ip_bgp_cb inData info -------------";
+    debug.line(frame);
+    debug.print("input_cnt:%d\n", static_cast<int>(input_cnt));
+    debug.print("inData.clear_all:%d\n", query.clear_all);
+    debug.print("inData.reconfig_type:%d\n", query.reconfig_type);
+    debug.print("inData.vrf_name:%.*s\n", QUERY_TEXT(query.address_family.vrf_name));
+    debug.line(frame);
+    debug.print("in [%s][%d]event= '%d'\n", __func__, 3004, event);
+    rc = check_event(__func__, 3008, event);
+    if (rc != SR_ERR_OK) {
+        return rc;
+    }
+    return answer_query(__func__, query, BGP_SUB_RPC_CLEAR_IP_BGP, nullptr, output, output_cnt);
+}
+
 // --- Life cycle --------------------------------------------------------------
 
 namespace {
@@ -1207,6 +2211,11 @@ constexpr Registration registrations[] = {
      nullptr, SR_SUBSCR_CTX_REUSE},
     {"/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf",
      bgp_config_address_family_vrf_change_cb, nullptr, SR_SUBSCR_CTX_REUSE},
+    {"/orv_bgp:ip-bgp-evpn", nullptr, ip_bgp_evpn_cb, SR_SUBSCR_CTX_REUSE},
+    {"/orv_bgp:ip-bgp-info", nullptr, ip_bgp_info_cb, SR_SUBSCR_CTX_REUSE},
+    {"/orv_bgp:ip-bgp-neighbor", nullptr, ip_bgp_neighbor_cb, SR_SUBSCR_CTX_REUSE},
+    {"/orv_bgp:ip-bgp-summary", nullptr, ip_bgp_summary_cb, SR_SUBSCR_CTX_REUSE},
+    {"/orv_bgp:clear-ip-bgp", nullptr, clear_ip_bgp_cb, SR_SUBSCR_CTX_REUSE},
 };
 
 int subscribe(sr_session_ctx_t *session, const Registration &row,

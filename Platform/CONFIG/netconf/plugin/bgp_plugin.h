@@ -133,6 +133,78 @@ int container_address_family_vrf_redistribute_plugin_change_parse(
     const address_family_val *family_data, const char *pNodeName,
     bgp_address_family_redistribute_universal_val *buff, uint32_t *buff_len, uint32_t *sub_mod);
 
+// --- RPC callbacks -------------------------------------------------------------
+//
+// Each turns its input into a query to the daemon, on a connection of its own,
+// and the reply into output values, which belong to sysrepo. They return
+// SR_ERR_OK, SR_ERR_INVAL_ARG without an argument they need,
+// SR_ERR_OPERATION_FAILED for any event but SR_EV_RPC, SR_ERR_INVALID_VALUE for
+// an input that does not fit its field in the query, SR_ERR_CALLBACK_FAILED
+// without a reply, or what the reply's parser returns.
+
+int ip_bgp_evpn_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                   const size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
+                   size_t *output_cnt, void *private_data);
+int ip_bgp_info_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                   const size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
+                   size_t *output_cnt, void *private_data);
+int ip_bgp_neighbor_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                       const size_t input_cnt, sr_event_t event, uint32_t request_id,
+                       sr_val_t **output, size_t *output_cnt, void *private_data);
+int ip_bgp_summary_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                      const size_t input_cnt, sr_event_t event, uint32_t request_id,
+                      sr_val_t **output, size_t *output_cnt, void *private_data);
+
+// Has no output: any reply is success. Does nothing while no AS is configured.
+int clear_ip_bgp_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
+                    const size_t input_cnt, sr_event_t event, uint32_t request_id,
+                    sr_val_t **output, size_t *output_cnt, void *private_data);
+
+// --- Query requests --------------------------------------------------------------
+
+// Sends the query record `input` (inDataLen bytes) over the connected socket
+// `context` and returns the reply, or NULL. The reply lies in the transport's
+// buffer: nobody frees it, and the next query overwrites it.
+netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int inDataLen,
+                                                int sub_mod);
+
+// The same on a connection opened and closed for the one query.
+netconf_data_struc *bgp_plugin_get(void *input, int inDataLen, int sub_mod);
+
+// Puts the RPC's inputs into a query record: a bgp_rpc_ip_bgp_info_input for
+// subMod 19, a bgp_rpc_ip_bgp_summary_input for 21. The number of inputs is
+// read from the record's first field. Returns 0, 1 for another subMod, 14 for
+// a NULL argument, or SR_ERR_INVALID_VALUE, after saying why, for an input
+// that does not fit its field.
+int bgp_input_parse(const sr_val_t *input, void *inData, int subMod);
+
+// --- Reply parsers ---------------------------------------------------------------
+//
+// Each sizes the array *output once, from *output_cnt values to what the reply
+// announces, writes one value per leaf from the array's start and sets
+// *output_cnt. XPaths and texts are copies that belong to sysrepo with the
+// array. reply_buf is only read; BUF_SIZE_MAX bytes may be read from it, as of
+// a reply in the transport's buffer.
+//
+// They return 0, or -1 for a NULL argument, for another query's reply, without
+// memory for the array, and, after saying why, for counts that lead outside
+// reply or array; *output_cnt is then left as it was.
+
+// Without memory for the array it goes on with the room that there is.
+int ip_bgp_evpn_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data_struc *reply_buf);
+
+// An empty table writes nothing and leaves *output_cnt as it was.
+int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data_struc *reply_buf);
+
+// Returns 1 for an address family that has no name: the values written so far
+// stay in the array, *output_cnt is left as it was.
+int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
+                                 netconf_data_struc *reply_buf);
+
+// No neighbours: writes nothing and leaves *output_cnt as it was.
+int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
+                                netconf_data_struc *reply_buf);
+
 } // extern "C"
 
 #endif

@@ -1,0 +1,119 @@
+// Output values: (XPath, type, value) triples in the array that an RPC returns.
+#ifndef OUTPUT_VALUES_H
+#define OUTPUT_VALUES_H
+
+#include <sysrepo.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+// The start of the XPaths of an entry's leaves: built once for the entry, and
+// cut back to be built on for the next one. An XPath ends after 999 characters.
+class OutputXPath {
+  public:
+    static constexpr std::size_t limit = 999;
+
+    // Appends `part`, as far as there is room.
+    void append(std::string_view part) {
+        const std::size_t count = part.substr(0, limit - length_).size();
+        std::memcpy(text_ + length_, part.data(), count);
+        length_ += count;
+    }
+    // Appends the predicate [key='value']; the value is not escaped.
+    void append_key(std::string_view key, std::string_view value) {
+        append("[");
+        append(key);
+        append("='");
+        append(value);
+        append("']");
+    }
+    std::size_t length() const { return length_; }
+    // Back to the first `length` characters, at most as many as there are.
+    void cut(std::size_t length) { length_ = length; }
+    std::string_view text() const { return {text_, length_}; }
+
+  private:
+    char text_[limit] = {};
+    std::size_t length_ = 0;
+};
+
+// Writes values into sysrepo's array, from its start and never past its end.
+// XPaths and texts are copies in the heap that go to sysrepo with the array; a
+// copy that fails leaves a null pointer.
+class OutputValues {
+  public:
+    // What becomes of a value for which there is no room.
+    enum class Excess { refuse, drop };
+
+    // `values` has room for `capacity` values, or is NULL and has none.
+    OutputValues(sr_val_t *values, std::size_t capacity, Excess excess = Excess::refuse)
+        : values_(values), capacity_(values == nullptr ? 0 : capacity), excess_(excess) {}
+
+    // Adds a value with its data. Each returns false when there is no room for
+    // it and that is to be refused.
+    template <typename Member, typename Data>
+    bool add(const OutputXPath &entry, std::string_view leaf, sr_type_t type, Member member,
+             Data data) {
+        sr_val_t *value = next(entry, leaf, type);
+        if (value != nullptr) {
+            value->data.*member = data;
+        }
+        return value != nullptr || excess_ == Excess::drop;
+    }
+    // `type` is SR_STRING_T or SR_ENUM_T.
+    bool add_text(const OutputXPath &entry, std::string_view leaf, sr_type_t type,
+                  std::string_view text) {
+        sr_val_t *value = next(entry, leaf, type);
+        if (value != nullptr) {
+            value->data.string_val = join(text, {});
+        }
+        return value != nullptr || excess_ == Excess::drop;
+    }
+
+    std::size_t count() const { return count_; }
+
+    // Frees the copies of all values and starts again: for a reply that turns
+    // out to be refused on the way.
+    void discard() {
+        for (; count_ > 0; --count_) {
+            sr_val_t &value = values_[count_ - 1];
+            if (value.type == SR_STRING_T || value.type == SR_ENUM_T) {
+                std::free(value.data.string_val);
+            }
+            std::free(value.xpath);
+            std::memset(&value, 0, sizeof value);
+        }
+    }
+
+  private:
+    // The next value, with XPath and type set; NULL when the array is full.
+    sr_val_t *next(const OutputXPath &entry, std::string_view leaf, sr_type_t type) {
+        if (count_ == capacity_) {
+            return nullptr;
+        }
+        sr_val_t *value = &values_[count_++];
+        const std::string_view start = entry.text();
+        value->xpath = join(start, leaf.substr(0, OutputXPath::limit - start.size()));
+        value->type = type;
+        return value;
+    }
+    static char *join(std::string_view first, std::string_view second) {
+        auto *copy = static_cast<char *>(std::malloc(first.size() + second.size() + 1));
+        if (copy != nullptr) {
+            std::memcpy(copy, first.data(), first.size());
+            if (!second.empty()) {
+                std::memcpy(copy + first.size(), second.data(), second.size());
+            }
+            copy[first.size() + second.size()] = '\0';
+        }
+        return copy;
+    }
+
+    sr_val_t *values_;
+    std::size_t capacity_;
+    Excess excess_;
+    std::size_t count_ = 0;
+};
+
+#endif
