@@ -28,6 +28,10 @@ using support::Settings;
 using support::without_value;
 using support::operator+;
 
+std::string kind_name(const testing::TestParamInfo<const FamilyKind *> &test) {
+    return test.param->name;
+}
+
 // What the address families of the instance and of VRFs share.
 class FamilyChange : public support::FamilyTest,
                      public testing::WithParamInterface<const FamilyKind *> {
@@ -45,7 +49,7 @@ class FamilyChange : public support::FamilyTest,
 
 INSTANTIATE_TEST_SUITE_P(Families, FamilyChange,
                          testing::Values(&support::instance_family(), &support::vrf_family()),
-                         [](const auto &test) { return std::string(test.param->name); });
+                         kind_name);
 
 // --- One leaf ------------------------------------------------------------------------
 
@@ -634,19 +638,20 @@ TEST_P(FamilyChange, KeysOfAnotherListAreNotTheFamilys) {
     EXPECT_EQ(output.text(), "address family safi is NULL.\n");
 }
 
-TEST_P(FamilyChange, KeysAreLookedForBehindAShorterPathInWhatALongerOneLeft) {
-    // Written in an order that leaves all of them in front of the last look-up's cut.
+TEST_P(FamilyChange, ShorterPathIsReadWithWhatALongerOneLeftBehindIt) {
+    // Only the characters of a path are copied for the look-ups, which cut it
+    // behind each key: the keys in front of the last cut are found once more.
     const std::string list = kind().subscription;
-    const std::string keys = kind().in_vrf ? "[safi='SAFI_UNICAST'][afi='AFI_IP'][vrf-name='red']"
+    const std::string keys = kind().in_vrf ? "[afi='AFI_IP'][safi='SAFI_UNICAST'][vrf-name='red']"
                                            : "[safi='SAFI_UNICAST'][afi='AFI_IP']";
-    const std::string shorter = list.substr(0, list.rfind('/'));
-    EXPECT_EQ(change({created(scripted::node(list + keys, SR_LIST_T)),
-                      created(scripted::node(shorter, SR_CONTAINER_T))}),
-              SR_ERR_OK);
+    const auto shorter = scripted::node(list.substr(0, list.rfind('/')), SR_CONTAINER_T);
     const CapturedOutput output;
-    EXPECT_EQ(change({created(scripted::node(shorter, SR_CONTAINER_T))}), SR_ERR_INTERNAL)
-        << "nothing is left from an earlier edit";
-    EXPECT_EQ(output.text(), "address family safi is NULL.\n");
+    EXPECT_EQ(change({created(scripted::node(list + keys, SR_LIST_T)), created(shorter)}),
+              SR_ERR_INTERNAL);
+    EXPECT_EQ(change({created(shorter)}), SR_ERR_INTERNAL);
+    EXPECT_EQ(output.text(), std::string(kind().in_vrf ? "address family vrf name is NULL.\n"
+                                                       : "address family afi is NULL.\n") +
+                                 "address family safi is NULL.\n");
 }
 
 // --- The instance -----------------------------------------------------------------------------
@@ -795,8 +800,10 @@ TEST_P(FamilyChange, PathWithoutANodeNameIsAnInternalError) {
 }
 
 TEST_P(FamilyChange, ValueWithoutAPathIsAnInternalError) {
+    const CapturedOutput output;
     EXPECT_EQ(change({created({std::nullopt, SR_STRING_T, "1", 0})}), SR_ERR_INTERNAL);
     EXPECT_EQ(sent(), Records{});
+    expect_one_line(output.text(), {"get node name from xpath ", " fail"});
 }
 
 TEST_P(FamilyChange, PathLongerThanTheWorkingBufferIsRefused) {
@@ -884,7 +891,7 @@ class FamilyParser : public FamilyChange {
 
 INSTANTIATE_TEST_SUITE_P(Families, FamilyParser,
                          testing::Values(&support::instance_family(), &support::vrf_family()),
-                         [](const auto &test) { return std::string(test.param->name); });
+                         kind_name);
 
 TEST_P(FamilyParser, LeafWritesHeadKeysAndItsFieldOnly) {
     for (const FamilyList *list : kind().lists()) {
@@ -994,7 +1001,11 @@ TEST_P(FamilyParser, EveryMissingArgumentIsAnInternalError) {
 // --- Traces
 // ------------------------------------------------------------------------------------------
 
-using FamilyTrace = FamilyChange;
+class FamilyTrace : public FamilyChange {};
+
+INSTANTIATE_TEST_SUITE_P(Families, FamilyTrace,
+                         testing::Values(&support::instance_family(), &support::vrf_family()),
+                         kind_name);
 
 TEST_P(FamilyTrace, OfANetwork) {
     const ListEntry entry = network();

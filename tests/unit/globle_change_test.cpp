@@ -205,7 +205,9 @@ TEST_P(GlobleText, IsNotTakenFromAValueWithoutOne) {
         EXPECT_EQ(change({created({path(), type, std::nullopt, 1})}), SR_ERR_INVALID_VALUE) << type;
         expect_one_line(output.text(), {leaf().node});
     }
+    const CapturedOutput output;
     EXPECT_EQ(change({created({path(), SR_STRING_T, std::nullopt, 0})}), SR_ERR_INVALID_VALUE);
+    expect_one_line(output.text(), {leaf().node});
     EXPECT_EQ(sent(), Records{});
 }
 
@@ -572,8 +574,10 @@ TEST_F(GlobleChange, PathWithoutANodeNameIsAnInternalError) {
 }
 
 TEST_F(GlobleChange, ValueWithoutAPathIsAnInternalError) {
+    const CapturedOutput output;
     EXPECT_EQ(change({created({std::nullopt, SR_STRING_T, "1.1.1.1", 0})}), SR_ERR_INTERNAL);
     EXPECT_EQ(sent(), Records{});
+    expect_one_line(output.text(), {"get node name from xpath ", " fail"});
 }
 
 TEST_F(GlobleChange, SubscriptionPathThatDoesNotFitIsRefused) {

@@ -1,0 +1,144 @@
+// What the daemon holds is what the datastore holds.
+#include "daemon.h"
+#include "datastore.h"
+#include "log.h"
+#include "memory_backend.h"
+#include "server.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using nlohmann::ordered_json;
+using support::Datastore;
+using support::Host;
+using Leaves = std::map<std::string, std::string>;
+
+const std::map<std::string, std::vector<std::string>> list_keys = {
+    {"globle-neighbor", {"neighbor-address"}},
+    {"address-family", {"afi", "safi"}},
+    {"address-family-vrf", {"afi", "safi", "vrf-name"}},
+    {"family-network", {"prefix"}},
+    {"family-neighbor", {"neighbor-address"}},
+    {"family-redistribute", {"protocol", "process"}},
+    {"family-vrf-network", {"prefix"}},
+    {"family-vrf-neighbor", {"neighbor-address"}},
+    {"family-vrf-redistribute", {"protocol", "process"}},
+};
+
+std::string text_of(const ordered_json &value) {
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+// The leaves of the datastore's tree by their XPath, list keys left out; of a
+// leaf without content only that it is there.
+void collect(const ordered_json &node, const std::string &path, Leaves &leaves) {
+    for (const auto &[name, child] : node.items()) {
+        const std::string step = path + "/" + name;
+        if (child.is_object()) {
+            collect(child, step, leaves);
+        } else if (child.is_array() && child[0].is_null()) {
+            leaves[step] = "true";
+        } else if (child.is_array()) {
+            for (ordered_json entry : child) {
+                std::string keys;
+                for (const std::string &key : list_keys.at(name)) {
+                    keys += "[" + key + "='" + text_of(entry.at(key)) + "']";
+                    entry.erase(key);
+                }
+                collect(entry, step + keys, leaves);
+            }
+        } else {
+            leaves[step] = text_of(child);
+        }
+    }
+}
+
+// The same of what the daemon holds: its names carry the keys already.
+void collect_held(const ordered_json &node, const std::string &path, Leaves &leaves) {
+    for (const auto &[name, child] : node.items()) {
+        const std::string step = path + "/" + name;
+        if (child.is_object()) {
+            collect_held(child, step, leaves);
+        } else {
+            leaves[step] = text_of(child);
+        }
+    }
+}
+
+class HeldConfiguration : public testing::Test {
+  protected:
+    ~HeldConfiguration() override {
+        server.stop();
+        serving.join();
+    }
+
+    Leaves held() {
+        Leaves leaves;
+        collect_held(backend.configuration(), "", leaves);
+        return leaves;
+    }
+    Leaves stored() const {
+        const auto outcome =
+            support::run("sysrepocfg", {"-X", "-d", "running", "-f", "json", "-m", "orv_bgp"});
+        const auto tree = ordered_json::parse(outcome.output);
+        Leaves leaves;
+        collect(tree.value("orv_bgp:router-bgp", ordered_json::object()), "", leaves);
+        return leaves;
+    }
+    void expect_edit(const std::string &file) {
+        const auto outcome =
+            support::run("sysrepocfg", {"--edit=" ORV_BGP_EXAMPLES "/" + file, "-m", "orv_bgp",
+                                        "-f", "xml", "-d", "running"});
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    }
+
+    Datastore datastore;
+    std::ostringstream lines;
+    configd::MemoryBackend backend;
+    configd::Log log{lines, configd::LogFormat::None};
+    configd::Daemon daemon{backend, log};
+    configd::Server server{daemon};
+    std::thread serving{[this] { server.run(); }};
+    Host host{datastore};
+};
+
+TEST_F(HeldConfiguration, IsTheDatastoresAfterTheExampleEdits) {
+    expect_edit("as.xml");
+    EXPECT_EQ(held(), (Leaves{{"/as", "65001"}}));
+    EXPECT_EQ(held(), stored());
+    expect_edit("full.xml");
+    EXPECT_EQ(held().size(), stored().size());
+    EXPECT_EQ(held(), stored());
+    EXPECT_GT(held().size(), 50U);
+}
+
+TEST_F(HeldConfiguration, IsTheDatastoresAfterARefusedEdit) {
+    expect_edit("full.xml");
+    const Leaves before = stored();
+    const auto outcome =
+        support::run("sysrepocfg", {"--edit=" ORV_BGP_EXAMPLES "/refused.xml", "-m", "orv_bgp",
+                                    "-f", "xml", "-d", "running"});
+    EXPECT_NE(outcome.exit_code, 0);
+    EXPECT_EQ(stored(), before);
+    EXPECT_EQ(held(), before);
+}
+
+TEST_F(HeldConfiguration, IsEmptyAfterEverythingWasDeleted) {
+    expect_edit("full.xml");
+    const auto outcome = datastore.edit(R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp")"
+                                        R"( xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0")"
+                                        R"( nc:operation="delete"/>)");
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(held(), Leaves{});
+    EXPECT_EQ(stored(), Leaves{});
+}
+
+} // namespace

@@ -1,0 +1,95 @@
+// The scripted sysrepo stands in for the library: what it computes itself has
+// to be what the library computes.
+#include "scripted_sysrepo.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+class ScriptedSysrepo : public testing::Test {
+  protected:
+    void SetUp() override {
+        library_ = dlopen("libsysrepo.so.5", RTLD_NOW | RTLD_LOCAL);
+        if (library_ == nullptr) {
+            GTEST_SKIP() << "no sysrepo library for this architecture: " << dlerror();
+        }
+    }
+    ~ScriptedSysrepo() override {
+        if (library_ != nullptr) {
+            dlclose(library_);
+        }
+    }
+
+    // The library's own function of that name and type.
+    template <typename Function>
+    Function *real(const char *name) const {
+        return reinterpret_cast<Function *>(dlsym(library_, name));
+    }
+
+  private:
+    void *library_ = nullptr;
+};
+
+std::optional<std::string> optional_text(const char *text) {
+    return text == nullptr ? std::nullopt : std::optional<std::string>(text);
+}
+
+TEST_F(ScriptedSysrepo, KnowsTheLibrarysErrorTexts) {
+    for (int code = -2; code <= 25; ++code) {
+        EXPECT_STREQ(sr_strerror(code), real<decltype(sr_strerror)>("sr_strerror")(code)) << code;
+    }
+}
+
+TEST_F(ScriptedSysrepo, TakesNodeNamesAsTheLibraryDoes) {
+    auto *node_name = real<decltype(sr_xpath_node_name)>("sr_xpath_node_name");
+    for (const char *path :
+         {"/orv_bgp:router-bgp/as", "/a", "a", "/a/b", "/a/m:b", "/a/b/", "//", "/a//b",
+          "/a/b[k='v']", "/a/b[k='10.0.0.0/8']", "/a/b[k='10.0.0.0/8']/c", "/a/b[k=\"x/y\"]",
+          "/a[k='x]']/b", "/a[k='it\"s']/b[l='w']/c"}) {
+        EXPECT_EQ(optional_text(sr_xpath_node_name(path)), optional_text(node_name(path))) << path;
+    }
+}
+
+TEST_F(ScriptedSysrepo, TakesKeysAndCutsPathsAsTheLibraryDoes) {
+    auto *key_value = real<decltype(sr_xpath_key_value)>("sr_xpath_key_value");
+    for (const char *path :
+         {"/m:a/b[k='v']/c", "/m:a/b[k='v'][l='w']/c", "/m:a/b[l='w'][k='v']",
+          "/m:a/b[kk='u'][k='v']", "/m:a/bb[k='v']/b[k='w']", "/m:a/b[k='v']/b[k='w']",
+          "/m:a/b[k='']/c", "/m:a/b/c", "/m:a/b[k=\"it's\"]/c", "/m:a/b[k='x]y[z']/c",
+          "/m:a/b[k='10.0.0.0/8']/c", "/m:a/n:b[k='v']/c", "/m:b[k='v']", "/b[k='v']", "/m:a/c",
+          "/m:a/b[k='v"}) {
+        for (const char *key : {"k", "l", "missing"}) {
+            std::string scripted_path = path;
+            std::string real_path = path;
+            sr_xpath_ctx_t scripted_state{};
+            sr_xpath_ctx_t real_state{};
+            const char *scripted_key =
+                sr_xpath_key_value(scripted_path.data(), "b", key, &scripted_state);
+            const char *real_key = key_value(real_path.data(), "b", key, &real_state);
+            EXPECT_EQ(optional_text(scripted_key), optional_text(real_key)) << path << " " << key;
+            EXPECT_EQ(scripted_path, real_path) << path << " " << key;
+        }
+    }
+}
+
+TEST_F(ScriptedSysrepo, ResizesAndClearsValuesAsTheLibraryDoes) {
+    auto *resize = real<decltype(sr_realloc_values)>("sr_realloc_values");
+    for (auto *function : {resize, sr_realloc_values}) {
+        sr_val_t *values = nullptr;
+        ASSERT_EQ(function(0, 2, &values), SR_ERR_OK);
+        values[0].type = values[1].type = SR_STRING_T;
+        ASSERT_EQ(function(1, 4, &values), SR_ERR_OK);
+        EXPECT_EQ(values[0].type, SR_STRING_T);
+        EXPECT_EQ(values[1].type, SR_UNKNOWN_T) << "behind the old count";
+        EXPECT_EQ(values[3].type, SR_UNKNOWN_T);
+        std::free(values);
+    }
+}
+
+} // namespace
