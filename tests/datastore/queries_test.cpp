@@ -1,0 +1,401 @@
+// The five RPCs from a client's call to its output, on the real datastore and
+// in the real plug-in host.
+#include "datastore.h"
+#include "netconf_bgp_public.h"
+#include "recording_daemon.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sysrepo.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::Datastore;
+using support::Host;
+using support::Outcome;
+using support::RecordingDaemon;
+using testing::HasSubstr;
+using testing::Not;
+
+template <std::size_t size>
+void put(char (&field)[size], const std::string &text) {
+    std::memcpy(field, text.data(), text.size());
+}
+template <typename Record>
+std::string bytes_of(const Record &record) {
+    return {reinterpret_cast<const char *>(&record), sizeof record};
+}
+
+std::string rpc(const std::string &name, const std::string &input = "") {
+    return "<" + name + " xmlns=\"urn:orv:params:xml:ns:yang:orv_bgp\">" + input + "</" + name +
+           ">";
+}
+
+// --- What the daemon replies --------------------------------------------------------
+
+std::string summary_payload(std::uint32_t neighbors) {
+    bgp_rpc_ip_bgp_summary_output_neighbors block{};
+    put(block.as, "65001");
+    put(block.router_id, "192.0.2.1");
+    block.version = 7;
+    block.neighbor_number = neighbors;
+    std::string payload = bytes_of(block);
+    for (std::uint32_t i = 0; i < neighbors; ++i) {
+        bgp_rpc_ip_bgp_summary_output_entry entry{};
+        put(entry.neighbor, "10.0." + std::to_string(i / 250) + "." + std::to_string(i % 250));
+        entry.version = 4;
+        put(entry.AS, "64496");
+        entry.msg_send = 12;
+        put(entry.up_down, "01:02:03");
+        put(entry.state_pfxrcd, "Established");
+        payload += bytes_of(entry);
+    }
+    return payload;
+}
+
+std::string neighbor_payload() {
+    bgp_rpc_ip_bgp_neighbor_output_neighbor peer{};
+    put(peer.neighbor_addr, "10.0.0.1");
+    peer.remote_as = 65536 + 7;
+    peer.local_as = 4200000000U;
+    peer.version = 4;
+    put(peer.state, "Established");
+    peer.address_family_cnt = 1;
+    bgp_rpc_ip_bgp_neighbor_output_addrsss_family family{};
+    family.address_family.afi = 3;
+    family.address_family.safi = 5;
+    family.mask = 24;
+    family.route_reflector_client = 2;
+    return bytes_of(std::uint32_t{1}) + bytes_of(peer) + bytes_of(family);
+}
+
+std::string info_payload() {
+    bgp_rpc_ip_bgp_info_output_public table{};
+    table.version = 3;
+    put(table.router_id, "192.0.2.1");
+    table.prefix_number = 1;
+    bgp_rpc_ip_bgp_info_output_entry network{};
+    put(network.network, "10.1.0.0");
+    network.mask_len = 16;
+    network.nextop_num = 1;
+    bgp_rpc_ip_bgp_info_next_hop_output_entry hop{};
+    put(hop.nexthop, "192.0.2.11");
+    put(hop.metric, "20");
+    put(hop.path, "64496 i");
+    hop.valid_flag = 1;
+    hop.select_flag = 1;
+    hop.source_type = 2;
+    hop.weight = 32768;
+    return bytes_of(std::uint32_t{1}) + bytes_of(table) + bytes_of(network) + bytes_of(hop);
+}
+
+std::string packed(const std::string &text) {
+    return text + '\0';
+}
+
+std::string evpn_payload() {
+    return bytes_of(std::uint32_t{9}) + bytes_of(std::uint32_t{1}) + packed("65001:1") +
+           bytes_of(std::uint32_t{1}) + packed("[2]:[0]:[48]:[aa:bb:cc:dd:ee:ff]") +
+           std::string{1, 1, 2} + std::string(1, 1) + packed("RT:65001:1") + std::string(1, 1) +
+           packed("10001") + bytes_of(std::uint32_t{1}) + packed("192.0.2.11") +
+           bytes_of(std::uint32_t{20}) + bytes_of(std::uint32_t{100}) +
+           bytes_of(std::uint32_t{32768}) + packed("64496 i");
+}
+
+// --- The tests ----------------------------------------------------------------------
+
+class QueriesOnDatastore : public testing::Test {
+  protected:
+    void reply(std::int32_t sub_mod, std::string payload) {
+        daemon.answer_next(configd::Reply{MODULE_ID_BGP, sub_mod, 0, std::move(payload)});
+    }
+
+    // Calls an RPC that has to succeed and returns the query that it sent.
+    std::string query_of(std::int32_t sub_mod, const std::string &payload,
+                         const std::string &call) {
+        reply(sub_mod, payload);
+        outcome = datastore.call(call);
+        EXPECT_EQ(outcome.exit_code, 0) << call << "\n" << outcome.output;
+        const auto messages = daemon.take_messages();
+        if (messages.size() != 1 || messages[0].sub_mod != sub_mod) {
+            ADD_FAILURE() << call << " sent " << messages.size() << " messages";
+            return "";
+        }
+        EXPECT_EQ(messages[0].bytes.substr(8, 4), std::string(4, '\0')) << "resValue";
+        return std::string(messages[0].payload());
+    }
+
+    Datastore datastore;
+    RecordingDaemon daemon;
+    Host host{datastore};
+    Outcome outcome{};
+};
+
+TEST_F(QueriesOnDatastore, SummaryWithAllItsInputs) {
+    bgp_rpc_ip_bgp_summary_input query{};
+    query.all = 1;
+    EXPECT_EQ(query_of(21, summary_payload(2), rpc("ip-bgp-summary")), bytes_of(query));
+    EXPECT_THAT(outcome.output, HasSubstr("<as>65001</as>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<neighbor>10.0.0.1</neighbor>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<msg-sent>12</msg-sent>"));
+
+    query.input_cnt = 1;
+    put(query.vrf_name, "red");
+    EXPECT_EQ(query_of(21, summary_payload(1), rpc("ip-bgp-summary", "<vrf-name>red</vrf-name>")),
+              bytes_of(query));
+    query.input_cnt = 2;
+    query.ip_type = 2;
+    EXPECT_EQ(query_of(21, summary_payload(1),
+                       rpc("ip-bgp-summary", "<vrf-name>red</vrf-name><ip-type>IPV6</ip-type>")),
+              bytes_of(query));
+    query = {};
+    query.input_cnt = 1;
+    query.ip_type = 1;
+    query.all = 1;
+    EXPECT_EQ(query_of(21, summary_payload(1), rpc("ip-bgp-summary", "<ip-type>IPV4</ip-type>")),
+              bytes_of(query));
+}
+
+TEST_F(QueriesOnDatastore, SummaryWithoutNeighboursIsEmpty) {
+    query_of(21, summary_payload(0), rpc("ip-bgp-summary"));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("<neighbors>")));
+}
+
+TEST_F(QueriesOnDatastore, NeighbourWithEachOfItsInputs) {
+    bgp_rpc_ip_bgp_neighbor_input query{};
+    query.all = 1;
+    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor")), bytes_of(query));
+    EXPECT_THAT(outcome.output, HasSubstr("<vrf-name/>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<remote-as>7</remote-as>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<local-as>4200000000</local-as>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<afi>AFI_L2VPN</afi>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<mask>0</mask>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<route-reflector-client>true</route-reflector-client>"));
+    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor", "<all/>")), bytes_of(query));
+
+    query = {};
+    put(query.neighbor_addr, "10.0.0.1");
+    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor", "<ipaddr>10.0.0.1</ipaddr>")),
+              bytes_of(query));
+    query = {};
+    put(query.vrf_name, "red");
+    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor", "<vrf-name>red</vrf-name>")),
+              bytes_of(query));
+    query = {};
+    EXPECT_EQ(query_of(20, neighbor_payload(),
+                       rpc("ip-bgp-neighbor", "<ipaddr>10.0.0.1</ipaddr><vrf-name>red</vrf-name>")),
+              bytes_of(query))
+        << "only a single input is decoded";
+}
+
+TEST_F(QueriesOnDatastore, InformationWithEachOfItsInputs) {
+    bgp_rpc_ip_bgp_info_input query{};
+    query.ip_type = 1;
+    query.all = 1;
+    EXPECT_EQ(query_of(19, info_payload(), rpc("ip-bgp-info")), bytes_of(query));
+    EXPECT_THAT(outcome.output, HasSubstr("<network>10.1.0.0</network>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<mask-len>16</mask-len>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<source-type>local</source-type>"));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("loc-prf")));
+
+    query = {};
+    query.input_cnt = 1;
+    query.all = 2;
+    EXPECT_EQ(query_of(19, info_payload(), rpc("ip-bgp-info", "<all/>")), bytes_of(query));
+    query = {};
+    query.input_cnt = 5;
+    query.all = 2;
+    query.ip_type = 1;
+    put(query.vrf_name, std::string(63, 'v'));
+    put(query.ipaddr, "255.255.255.255");
+    put(query.ipaddr_str, "255.255.255.255/32");
+    EXPECT_EQ(query_of(19, info_payload(),
+                       rpc("ip-bgp-info", "<vrf-name>" + std::string(63, 'v') +
+                                              "</vrf-name><ip-type>IPV4</ip-type><all/>"
+                                              "<ipv4-address>255.255.255.255</ipv4-address>"
+                                              "<ip-str>255.255.255.255/32</ip-str>")),
+              bytes_of(query));
+}
+
+TEST_F(QueriesOnDatastore, EvpnWithEachOfItsInputs) {
+    bgp_rpc_ip_bgp_evpn query{};
+    query.type = 0xffffffff;
+    EXPECT_EQ(query_of(18, evpn_payload(), rpc("ip-bgp-evpn", "<get-all/>")), bytes_of(query));
+    for (const char *part :
+         {"<route-distinguisher>65001:1</route-distinguisher>", "<valid-flag>valid</valid-flag>",
+          "<source-type>local</source-type>", "<lable-info>10001</lable-info>",
+          "<LocPrf>100</LocPrf>", "<Weight>32768</Weight>", "<path>64496 i</path>"}) {
+        EXPECT_THAT(outcome.output, HasSubstr(part));
+    }
+    query.type = 5;
+    EXPECT_EQ(query_of(18, evpn_payload(), rpc("ip-bgp-evpn", "<evpn-type>5</evpn-type>")),
+              bytes_of(query));
+    query = {};
+    put(query.evpn_route_str, "[5]:[0]:[24]:[10.1.0.0]");
+    EXPECT_EQ(query_of(18, evpn_payload(),
+                       rpc("ip-bgp-evpn", "<evpn-route>[5]:[0]:[24]:[10.1.0.0]</evpn-route>")),
+              bytes_of(query));
+}
+
+TEST_F(QueriesOnDatastore, EvpnWithoutAnInputFails) {
+    EXPECT_NE(datastore.call(rpc("ip-bgp-evpn")).exit_code, 0);
+    EXPECT_TRUE(daemon.take_messages().empty());
+}
+
+TEST_F(QueriesOnDatastore, ClearWithoutAnAsSucceedsAndSendsNothing) {
+    EXPECT_EQ(datastore.call(rpc("clear-ip-bgp")).exit_code, 0);
+    EXPECT_TRUE(daemon.take_messages().empty());
+}
+
+TEST_F(QueriesOnDatastore, ClearWithEachOfItsInputs) {
+    datastore.edit(rpc("router-bgp", "<as>65001</as>"));
+    daemon.take_messages();
+    bgp_rpc_clear_ip_bgp_input query{};
+    query.clear_all = 1;
+    EXPECT_EQ(query_of(22, "", rpc("clear-ip-bgp")), bytes_of(query));
+    const std::pair<const char *, std::uint32_t> types[] = {{"in", 1}, {"out", 2}, {"soft", 3}};
+    for (const auto &[name, number] : types) {
+        query = {};
+        query.reconfig_type = number;
+        put(query.address_family.vrf_name, std::string(64, 'v'));
+        EXPECT_EQ(query_of(22, "",
+                           rpc("clear-ip-bgp", std::string("<reconfig-type>") + name +
+                                                   "</reconfig-type><vrf-name>" +
+                                                   std::string(64, 'v') + "</vrf-name>")),
+                  bytes_of(query));
+    }
+}
+
+TEST_F(QueriesOnDatastore, FailedQueryFailsTheCallAndTheNextOneIsServed) {
+    const configd::Answer answers[] = {
+        configd::RawBytes{"", true},                                    // closed without a reply
+        configd::Reply{MODULE_ID_VLAN, 21, 0, "other module"},          // not for this plug-in
+        configd::Reply{MODULE_ID_BGP, 20, 0, std::string(400, '\xff')}, // another query's reply
+        configd::Reply{MODULE_ID_BGP, 21, 0, std::string(400, '\xff')}, // impossible counts
+    };
+    for (const auto &answer : answers) {
+        daemon.answer_next(answer);
+        EXPECT_NE(datastore.call(rpc("ip-bgp-summary")).exit_code, 0);
+        daemon.take_messages();
+        query_of(21, summary_payload(1), rpc("ip-bgp-summary"));
+    }
+    EXPECT_TRUE(host.is_alive());
+}
+
+TEST_F(QueriesOnDatastore, InputThatIsTooLongForItsFieldIsRefusedBeforeAnythingIsSent) {
+    // 63 characters, but more bytes than the field has.
+    std::string name;
+    for (int i = 0; i < 63; ++i) {
+        name += "\u00e9";
+    }
+    EXPECT_NE(datastore.call(rpc("ip-bgp-summary", "<vrf-name>" + name + "</vrf-name>")).exit_code,
+              0);
+    EXPECT_TRUE(daemon.take_messages().empty());
+}
+
+TEST_F(QueriesOnDatastore, ReplyOfATableOfAThousandEntriesArrivesWhole) {
+    query_of(21, summary_payload(1000), rpc("ip-bgp-summary"));
+    EXPECT_THAT(outcome.output, HasSubstr("<neighbor>10.0.3.249</neighbor>"));
+}
+
+TEST_F(QueriesOnDatastore, TextsThatFillTheirFieldsAreTaken) {
+    auto payload = summary_payload(1);
+    std::memset(payload.data(), '6', 21 + 47);           // as, router_id
+    std::memset(payload.data() + 84, 'n', 47);           // neighbor
+    std::memset(payload.data() + 84 + 92, 's', 33 + 33); // up_down, state_pfxrcd
+    query_of(21, payload, rpc("ip-bgp-summary"));
+    EXPECT_THAT(outcome.output, HasSubstr("<neighbor>" + std::string(47, 'n') + "</neighbor>"));
+}
+
+// A host whose wait for a reply is shortened.
+class SilentDaemonOnDatastore : public testing::Test {
+  protected:
+    static bool preload(const char *library) {
+        return library == nullptr ? unsetenv("LD_PRELOAD") == 0
+                                  : setenv("LD_PRELOAD", library, 1) == 0;
+    }
+
+    Datastore datastore;
+    RecordingDaemon daemon;
+    bool preloaded = preload(SHORT_WAIT);
+    Host host{datastore};
+    bool unloaded = preload(nullptr);
+};
+
+TEST_F(SilentDaemonOnDatastore, FirstCallFailsAndALaterOneGetsThePreviousReplyAgain) {
+    daemon.answer_next(configd::Silence{});
+    EXPECT_NE(datastore.call(rpc("ip-bgp-summary")).exit_code, 0);
+    daemon.answer_next(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(1)});
+    EXPECT_EQ(datastore.call(rpc("ip-bgp-summary")).exit_code, 0);
+    daemon.answer_next(configd::Silence{});
+    const Outcome again = datastore.call(rpc("ip-bgp-summary"));
+    EXPECT_EQ(again.exit_code, 0);
+    EXPECT_THAT(again.output, HasSubstr("<neighbor>10.0.0.0</neighbor>"));
+    EXPECT_EQ(daemon.connections(), 3U);
+}
+
+// The library's own client, for calls in a row.
+class Client {
+  public:
+    Client() {
+        if (sr_connect(SR_CONN_DEFAULT, &connection_) != SR_ERR_OK ||
+            sr_session_start(connection_, SR_DS_RUNNING, &session_) != SR_ERR_OK) {
+            throw std::runtime_error("no connection to the datastore");
+        }
+    }
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+    ~Client() { sr_disconnect(connection_); }
+
+    // Returns the number of output values.
+    std::size_t call(const char *path) {
+        sr_val_t *output = nullptr;
+        std::size_t count = 0;
+        EXPECT_EQ(sr_rpc_send(session_, path, nullptr, 0, 0, &output, &count), SR_ERR_OK);
+        sr_free_values(output, count);
+        return count;
+    }
+
+  private:
+    sr_conn_ctx_t *connection_ = nullptr;
+    sr_session_ctx_t *session_ = nullptr;
+};
+
+// Resident memory of a process in KiB.
+long resident(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) {
+            return std::stol(line.substr(6));
+        }
+    }
+    return 0;
+}
+
+TEST_F(QueriesOnDatastore, TenThousandQueriesLeaveMemoryAndDescriptorsWhereTheyWere) {
+    // Every call that fails after its first values would leave these behind, an
+    // unknown address family's; the calls here all succeed.
+    daemon.answer_otherwise(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(10)});
+    Client client;
+    const auto call = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            ASSERT_GT(client.call("/orv_bgp:ip-bgp-summary"), 96U);
+            daemon.take_messages();
+        }
+    };
+    call(100);
+    const long memory = resident(host.process().pid());
+    const std::size_t descriptors = host.descriptors();
+    call(10000);
+    EXPECT_EQ(host.descriptors(), descriptors);
+    EXPECT_LT(resident(host.process().pid()) - memory, 128) << "KiB of growth";
+}
+
+} // namespace
