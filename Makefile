@@ -1,6 +1,6 @@
 # Each of these sets up the machine first (scripts/install-dependencies).
 
-.PHONY: build run test format clean
+.PHONY: build run test bench format clean
 
 # Builds everything with both compilers' strictest warnings: make test.
 build: setup
@@ -16,6 +16,10 @@ test: build
 	cmake --preset clang
 	cmake --build --preset clang
 	ctest --preset release
+
+# What the change callbacks cost, beside a floor that only walks the changes.
+bench: build
+	scripts/bench build/release
 
 format:
 	scripts/check-format --fix

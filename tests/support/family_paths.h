@@ -7,6 +7,7 @@
 
 #include <ostream>
 #include <regex>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -317,9 +318,10 @@ class ListEntry {
 
 using Changes = std::vector<scripted::Change>;
 
-inline Changes operator+(Changes left, const Changes &right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
+// The one edit after the other, as one.
+inline Changes joined(Changes first, const Changes &second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
 }
 
 class FamilyTest : public ChangeCallbackTest {

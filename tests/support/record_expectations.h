@@ -45,14 +45,14 @@ struct Sent {
         const auto end = sent.payload.end();
         auto first = std::find_if_not(sent.payload.begin(), end, zero);
         while (first != end) {
-            const auto last = std::find_if(first, end, zero);
+            const auto past = std::find_if(first, end, zero);
             out << " @" << first - sent.payload.begin() << ' ';
-            if (std::all_of(first, last, printable)) {
-                out << '"' << std::string(first, last) << '"';
+            if (std::all_of(first, past, printable)) {
+                out << '"' << std::string(first, past) << '"';
             } else {
-                std::for_each(first, last, [&](char byte) { out << hexadecimal(byte); });
+                std::for_each(first, past, [&](char byte) { out << hexadecimal(byte); });
             }
-            first = std::find_if_not(last, end, zero);
+            first = std::find_if_not(past, end, zero);
         }
         return out << '\n';
     }
@@ -220,11 +220,11 @@ inline scripted::Change without_value(sr_change_oper_t operation) {
 
 // Every type of a value that is no text.
 inline constexpr sr_type_t types_without_text[] = {
-    SR_LIST_T,       SR_CONTAINER_T, SR_CONTAINER_PRESENCE_T,
-    SR_LEAF_EMPTY_T, SR_BOOL_T,      SR_INT8_T,
-    SR_DECIMAL64_T,  SR_INT16_T,     SR_INT32_T,
-    SR_INT64_T,      SR_UINT8_T,     SR_UINT16_T,
-    SR_UINT32_T,     SR_UINT64_T,
+    SR_LIST_T,       SR_CONTAINER_T,    SR_CONTAINER_PRESENCE_T,
+    SR_LEAF_EMPTY_T, SR_NOTIFICATION_T, SR_BOOL_T,
+    SR_INT8_T,       SR_DECIMAL64_T,    SR_INT16_T,
+    SR_INT32_T,      SR_INT64_T,        SR_UINT8_T,
+    SR_UINT16_T,     SR_UINT32_T,       SR_UINT64_T,
 };
 
 // The container nodes that are passed over.

@@ -263,6 +263,9 @@ int sr_rpc_subscribe(sr_session_ctx_t * /*session*/, const char *xpath, sr_rpc_c
 
 int sr_unsubscribe(sr_subscription_ctx_t *subscription) {
     sysrepo().unsubscribed.push_back(subscription);
+    if (subscription == sysrepo().handle) {
+        sysrepo().handle = nullptr;
+    }
     delete subscription;
     return SR_ERR_OK;
 }

@@ -3,9 +3,12 @@
 // result, and nothing of sysrepo's is left open.
 #include "family_paths.h"
 
+#include <algorithm>
 #include <cstring>
 #include <deque>
+#include <initializer_list>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <random>
 #include <string>
@@ -567,7 +570,7 @@ class Edits {
             edit.answers.resize(random_() % 6);
             edit.answers.push_back(pick<int>({1, 5, 7, 16, 18, 20, -1, 1000000}));
         }
-        edit.as = one_in(12) ? 0 : 100;
+        edit.as = one_in(12) ? 0 : pick<std::uint32_t>({1, 100, 4294967295U});
         if (broken) {
             break_somewhere(edit);
         }
@@ -759,7 +762,7 @@ class Edits {
         const std::size_t start = starts[index_in(starts.size())];
         path.replace(start, path.find('\'', start) - start, text);
     }
-    void lengthen(std::string &path, std::size_t length) {
+    static void lengthen(std::string &path, std::size_t length) {
         const std::size_t last = path.rfind('/');
         if (last == std::string::npos || path.size() + 12 > length) {
             return;
@@ -790,6 +793,7 @@ struct Callback {
     const std::vector<RandomList> &(*lists)();
     std::vector<const char *> keys;
     int (*model)(Model &model);
+    std::vector<int> codes; // that it sends
 };
 
 const std::vector<Callback> &callbacks() {
@@ -799,19 +803,22 @@ const std::vector<Callback> &callbacks() {
          "/orv_bgp:router-bgp/bgp",
          lists_of_the_globle_part,
          {},
-         [](Model &model) { return model.globle(); }},
+         [](Model &model) { return model.globle(); },
+         {2, 3, 4, 5, 6}},
         {"Family",
          bgp_config_address_family_change_cb,
          "/orv_bgp:router-bgp/bgp-address-family/address-family",
          lists_of_families,
          {"afi", "safi"},
-         [](Model &model) { return model.family(false); }},
+         [](Model &model) { return model.family(false); },
+         {7, 8, 9, 10, 11}},
         {"VrfFamily",
          bgp_config_address_family_vrf_change_cb,
          "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf",
          lists_of_vrf_families,
          {"afi", "safi", "vrf-name"},
-         [](Model &model) { return model.family(true); }}};
+         [](Model &model) { return model.family(true); },
+         {7, 8, 12, 13, 14, 15, 16, 17}}};
     return rows;
 }
 
@@ -828,7 +835,7 @@ class ChangeProperty : public support::PluginTest, public testing::WithParamInte
         sysrepo().changes = edit.changes;
         configure_as(edit.as);
         std::deque<int> answers(edit.answers.begin(), edit.answers.end());
-        sends.answer = [&answers] {
+        sends.answer = [answers = std::move(answers)]() mutable {
             const int answer = answers.empty() ? 0 : answers.front();
             if (!answers.empty()) {
                 answers.pop_front();
@@ -877,9 +884,8 @@ TEST_P(ChangeProperty, RandomEditsDoWhatTheModelDoes) {
     for (const int result : {0, 1, 7, 16, 18, 20, -1, 1000000}) {
         EXPECT_GE(results[result], 5) << "result " << result;
     }
-    EXPECT_GE(codes.size(), GetParam().keys.empty() ? 5U : 5U + GetParam().keys.size() - 2);
-    for (const auto &[code, count] : codes) {
-        EXPECT_GE(count, 50) << "sub-module " << code;
+    for (const int code : GetParam().codes) {
+        EXPECT_GE(codes[code], 50) << "sub-module " << code;
     }
 }
 

@@ -15,9 +15,9 @@ using scripted::sysrepo;
 using support::CapturedOutput;
 using support::change_of;
 using support::Changes;
-using support::Family;
 using support::FamilyKind;
 using support::FamilyList;
+using support::joined;
 using support::Leaf;
 using support::ListEntry;
 using support::Operation;
@@ -26,7 +26,6 @@ using support::RecordBytes;
 using support::Records;
 using support::Settings;
 using support::without_value;
-using support::operator+;
 
 std::string kind_name(const testing::TestParamInfo<const FamilyKind *> &test) {
     return test.param->name;
@@ -42,7 +41,7 @@ class FamilyChange : public support::FamilyTest,
     // the changes themselves sent is left.
     Records sent_on_the_way(const Changes &changes) {
         const CapturedOutput output;
-        EXPECT_EQ(change(changes + Changes{without_value(SR_OP_CREATED)}), SR_ERR_OK);
+        EXPECT_EQ(change(joined(changes, {without_value(SR_OP_CREATED)})), SR_ERR_OK);
         return sent();
     }
 };
@@ -273,12 +272,12 @@ TEST_P(FamilyChange, SecondEntrySendsTheFirstWhenItsNodeIsReached) {
         const Changes of_first = first.changes(SR_OP_CREATED, {{"route-map", 200}});
         const Changes of_second = second.changes(SR_OP_MODIFIED, {{"route-map", 31}});
         const int sub_mod = first.list().sub_mod;
-        EXPECT_EQ(change(of_first + of_second), SR_ERR_OK);
+        EXPECT_EQ(change(joined(of_first, of_second)), SR_ERR_OK);
         const auto record = first.record(1, {{"route-map", 200}}).sent(sub_mod, SR_OP_MODIFIED);
         EXPECT_EQ(
             sent(),
             (Records{record, second.record(1, {{"route-map", 31}}).sent(sub_mod, SR_OP_MODIFIED)}));
-        EXPECT_EQ(sent_on_the_way(of_first + Changes{of_second[0]}), Records{record});
+        EXPECT_EQ(sent_on_the_way(joined(of_first, {of_second[0]})), Records{record});
     }
 }
 
@@ -364,8 +363,8 @@ TEST_P(FamilyChange, NeighboursKeyLeafClearsWhatTheFirstLeft) {
     const ListEntry second = neighbor("10.0.0.2");
     const Leaf &one = first.list().leaves[1];
     const Leaf &other = first.list().leaves[2];
-    EXPECT_EQ(change(Changes{created(first.leaf(one.node, 200))} +
-                     second.changes(SR_OP_CREATED, {{other.node, 31}})),
+    EXPECT_EQ(change(joined({created(first.leaf(one.node, 200))},
+                            second.changes(SR_OP_CREATED, {{other.node, 31}}))),
               SR_ERR_OK);
     EXPECT_EQ(sent().back(), second.record(1, {{other.node, 31}}).sent(other.sub_mod, 0));
 }
@@ -811,10 +810,9 @@ TEST_P(FamilyChange, PathLongerThanTheWorkingBufferIsRefused) {
         const Leaf &leaf = entry.list().leaves[0];
         // A path of `size` bytes.
         const auto path = [&](std::size_t size) {
-            const std::string rest = std::string("/") + leaf.node;
-            const std::string start = entry.path() + "[other='";
-            const std::string filling(size - start.size() - 2 - rest.size(), 'x');
-            return start + filling + "']" + rest;
+            std::string text = entry.path() + "[other='']/" + leaf.node;
+            text.insert(text.rfind("']"), size - text.size(), 'x');
+            return text;
         };
         EXPECT_EQ(change({created(leaf.value(path(999), 200))}), SR_ERR_OK);
         EXPECT_EQ(sent(), Records{entry.record(1, {{leaf.node, 200}}).sent(leaf.sub_mod, 0)});

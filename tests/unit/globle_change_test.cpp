@@ -701,7 +701,7 @@ class GlobleTrace : public GlobleChange {
     GlobleTrace() { set_switches(1, 0); }
 
     // What a call on these changes prints between the lines that begin every walk and its end.
-    std::string trace(Changes changes) {
+    static std::string trace(Changes changes) {
         const CapturedOutput output;
         change(std::move(changes));
         const std::string begin =

@@ -10,18 +10,15 @@ namespace {
 using scripted::created;
 using scripted::deleted;
 using scripted::modified;
-using scripted::moved;
 using support::CapturedOutput;
 using support::change_of;
 using support::Changes;
-using support::Family;
 using support::FamilyEntry;
+using support::joined;
 using support::ListEntry;
 using support::Operation;
 using support::operations;
-using support::RecordBytes;
 using support::Records;
-using support::operator+;
 
 class VrfFamilyChange : public support::FamilyTest {
   protected:
@@ -60,8 +57,8 @@ TEST_F(VrfFamilyChange, EntryIsSentByItsNameWithEveryOperation) {
 }
 
 TEST_F(VrfFamilyChange, NewEntryWithANetworkIsTwoRecords) {
-    EXPECT_EQ(change(entry_changes(vrf(), SR_OP_CREATED) +
-                     vrf_network().changes(SR_OP_CREATED, {{"route-map", 200}})),
+    EXPECT_EQ(change(joined(entry_changes(vrf(), SR_OP_CREATED),
+                            vrf_network().changes(SR_OP_CREATED, {{"route-map", 200}}))),
               SR_ERR_OK);
     EXPECT_EQ(sent(), (Records{vrf().record(1).sent(entry_code, SR_OP_CREATED),
                                vrf_network().record(1, {{"route-map", 200}}).sent(7, 0)}));
@@ -69,10 +66,10 @@ TEST_F(VrfFamilyChange, NewEntryWithANetworkIsTwoRecords) {
 
 TEST_F(VrfFamilyChange, NewEntryIsSentWhenTheNodeOfANetworkArrives) {
     const CapturedOutput output;
-    EXPECT_EQ(change(entry_changes(vrf(), SR_OP_CREATED) +
-                     Changes{created(vrf_network().container()),
+    EXPECT_EQ(change(joined(entry_changes(vrf(), SR_OP_CREATED),
+                            {created(vrf_network().container()),
                              modified(vrf_network().node(), vrf_network().node()),
-                             support::without_value(SR_OP_CREATED)}),
+                             support::without_value(SR_OP_CREATED)})),
               SR_ERR_OK);
     EXPECT_EQ(sent(), Records{vrf().record(1).sent(entry_code, SR_OP_MODIFIED)});
 }
@@ -95,8 +92,8 @@ TEST_F(VrfFamilyChange, OtherKeyLeavesOfTheEntryBuildNothing) {
 }
 
 TEST_F(VrfFamilyChange, EntriesOfTwoVrfsAreTwoRecords) {
-    EXPECT_EQ(change(entry_changes(vrf("a-long-name"), SR_OP_CREATED) +
-                     entry_changes(vrf("b"), SR_OP_DELETED)),
+    EXPECT_EQ(change(joined(entry_changes(vrf("a-long-name"), SR_OP_CREATED),
+                            entry_changes(vrf("b"), SR_OP_DELETED))),
               SR_ERR_OK);
     EXPECT_EQ(sent(), (Records{vrf("a-long-name").record(1).sent(entry_code, SR_OP_DELETED),
                                vrf("b").record(0).sent(entry_code, SR_OP_DELETED)}));
@@ -120,7 +117,7 @@ TEST_F(VrfFamilyChange, DeletedEntryIsOneRecordForAllThatItHolds) {
             settings.emplace_back(leaf.node, 200);
         }
         changes.push_back(deleted(entry.container()));
-        changes = changes + entry.changes(SR_OP_DELETED, settings);
+        changes = joined(changes, entry.changes(SR_OP_DELETED, settings));
     }
     EXPECT_EQ(change(changes), SR_ERR_OK);
     EXPECT_EQ(sent(), Records{vrf().record(0).sent(entry_code, SR_OP_DELETED)});

@@ -173,12 +173,14 @@ const char *key_value(char *path, const char *list, const char *key) {
 }
 
 // The text of a value, or nullptr when a value of its type has none: the data
-// is a union, and a number read as a pointer would lead anywhere.
+// is a union, and a number read as a pointer would lead anywhere. Of a type that
+// sysrepo does not know it sets no data at all.
 const char *text_of(const sr_val_t &value) {
     switch (value.type) {
     case SR_LIST_T:
     case SR_CONTAINER_T:
     case SR_CONTAINER_PRESENCE_T:
+    case SR_NOTIFICATION_T:
     case SR_LEAF_EMPTY_T:
     case SR_BOOL_T:
     case SR_DECIMAL64_T:

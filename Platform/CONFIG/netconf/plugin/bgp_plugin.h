@@ -143,22 +143,22 @@ int container_address_family_vrf_redistribute_plugin_change_parse(
 // without a reply, or what the reply's parser returns.
 
 int ip_bgp_evpn_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                   const size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
+                   size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
                    size_t *output_cnt, void *private_data);
 int ip_bgp_info_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                   const size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
+                   size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
                    size_t *output_cnt, void *private_data);
 int ip_bgp_neighbor_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                       const size_t input_cnt, sr_event_t event, uint32_t request_id,
-                       sr_val_t **output, size_t *output_cnt, void *private_data);
+                       size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
+                       size_t *output_cnt, void *private_data);
 int ip_bgp_summary_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                      const size_t input_cnt, sr_event_t event, uint32_t request_id,
-                      sr_val_t **output, size_t *output_cnt, void *private_data);
+                      size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
+                      size_t *output_cnt, void *private_data);
 
 // Has no output: any reply is success. Does nothing while no AS is configured.
 int clear_ip_bgp_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                    const size_t input_cnt, sr_event_t event, uint32_t request_id,
-                    sr_val_t **output, size_t *output_cnt, void *private_data);
+                    size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
+                    size_t *output_cnt, void *private_data);
 
 // --- Query requests --------------------------------------------------------------
 
