@@ -2,6 +2,7 @@
 
 #include "client.h"
 #include "records.h"
+#include "temporary_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,11 +11,12 @@
 
 using configd::Answer;
 using configd::Daemon;
-using configd::Failures;
+
 using configd::Fault;
 using configd::Log;
 using configd::LogFormat;
 using configd::Message;
+using configd::Overrides;
 using nlohmann::ordered_json;
 using testing::Return;
 
@@ -29,15 +31,15 @@ class MockBackend : public configd::Backend {
 
 class DaemonTest : public testing::Test {
   protected:
-    Answer answer(const Message &message, Failures failures = {},
+    Answer answer(const Message &message, Overrides overrides = {},
                   LogFormat format = LogFormat::Text) {
         Log log{out, format};
-        return Daemon{backend, log, std::move(failures)}.answer(message);
+        return Daemon{backend, log, std::move(overrides)}.answer(message);
     }
 
     // The result code answered, which a bad answer has none of.
-    std::int32_t code(const Message &message, Failures failures = {}) {
-        return std::get<configd::ResultCode>(answer(message, std::move(failures))).code;
+    std::int32_t code(const Message &message, Overrides overrides = {}) {
+        return std::get<configd::ResultCode>(answer(message, std::move(overrides))).code;
     }
 
     testing::StrictMock<MockBackend> backend;
@@ -99,15 +101,53 @@ TEST_F(DaemonTest, RefusesARecordOfAnotherSizeForEverySubModule) {
 }
 
 TEST_F(DaemonTest, AnswersTheFailureAskedForAndAppliesNothing) {
-    const Failures failures{{{BGP_SUB_BGP_AS, 18}}, {}};
-    EXPECT_EQ(code(as_message(1, 100), failures), 18);
+    const Overrides overrides{{{BGP_SUB_BGP_AS, 18}}, {}};
+    EXPECT_EQ(code(as_message(1, 100), overrides), 18);
     EXPECT_CALL(backend, apply).WillOnce(Return(0));
-    EXPECT_EQ(code(router_id_message(1, 100, "1.1.1.1"), failures), 0);
+    EXPECT_EQ(code(router_id_message(1, 100, "1.1.1.1"), overrides), 0);
 }
 
 TEST_F(DaemonTest, PutsTheFailureOfAQueryIntoItsReply) {
     const auto reply =
         std::get<configd::Reply>(answer(summary_query(), {{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}}, {}}));
+    EXPECT_EQ(reply.res_value, 17);
+    EXPECT_EQ(reply.payload, "");
+}
+
+TEST_F(DaemonTest, LogsTheNoteOfAReplyBehindItsMessage) {
+    EXPECT_CALL(backend, query)
+        .WillRepeatedly(Return(configd::QueryResult{0, "", "something is left out"}));
+    answer(summary_query());
+    EXPECT_THAT(out.str(),
+                testing::EndsWith("-> reply resValue=0 dataLen=16\n"
+                                  "BGP_SUB_RPC_IP_BGP_SUMMARY: something is left out\n"));
+    answer(summary_query(), {}, LogFormat::Json);
+    EXPECT_THAT(out.str(),
+                testing::EndsWith(R"({"event":"note","name":"BGP_SUB_RPC_IP_BGP_SUMMARY",)"
+                                  R"("text":"something is left out"})"
+                                  "\n"));
+}
+
+TEST_F(DaemonTest, LogsNoNoteWithoutAFormat) {
+    EXPECT_CALL(backend, query).WillOnce(Return(configd::QueryResult{0, "", "note"}));
+    answer(summary_query(), {}, LogFormat::None);
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(DaemonTest, AnswersAQueryWithACannedReply) {
+    Overrides overrides;
+    overrides.replies[BGP_SUB_RPC_IP_BGP_SUMMARY] = "canned";
+    const auto reply = std::get<configd::Reply>(answer(summary_query(), overrides));
+    EXPECT_EQ(reply.module, MODULE_ID_BGP);
+    EXPECT_EQ(reply.sub_mod, BGP_SUB_RPC_IP_BGP_SUMMARY);
+    EXPECT_EQ(reply.res_value, 0);
+    EXPECT_EQ(reply.payload, "canned");
+}
+
+TEST_F(DaemonTest, AFailureGoesBeforeACannedReply) {
+    const auto reply = std::get<configd::Reply>(
+        answer(summary_query(),
+               {{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}}, {}, {{BGP_SUB_RPC_IP_BGP_SUMMARY, "canned"}}}));
     EXPECT_EQ(reply.res_value, 17);
     EXPECT_EQ(reply.payload, "");
 }
@@ -142,12 +182,12 @@ TEST_F(DaemonTest, LogsAMessageAsOneJsonObject) {
 }
 
 TEST_F(DaemonTest, LogsWhatIsWrongAndEveryKindOfAnswerInJson) {
-    const Failures failures{{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}},
-                            {{1, Fault::Close}, {2, Fault::Silent}}};
-    answer(configd::make_message(7, 1, ""), failures, LogFormat::Json);
-    answer(as_message(1, 100), failures, LogFormat::Json);
-    answer(router_id_message(1, 100, "\xff"), failures, LogFormat::Json);
-    answer(summary_query(), failures, LogFormat::Json);
+    const Overrides overrides{{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}},
+                              {{1, Fault::Close}, {2, Fault::Silent}}};
+    answer(configd::make_message(7, 1, ""), overrides, LogFormat::Json);
+    answer(as_message(1, 100), overrides, LogFormat::Json);
+    answer(router_id_message(1, 100, "\xff"), overrides, LogFormat::Json);
+    answer(summary_query(), overrides, LogFormat::Json);
 
     std::istringstream lines{out.str()};
     std::vector<ordered_json> objects;
@@ -222,6 +262,22 @@ TEST(ParseFault, TakesASubModuleAndAFault) {
     for (const char *text : {"", "3", "3=", "=close", "23=close", "3=burn"}) {
         EXPECT_EQ(configd::parse_fault(text), std::nullopt) << text;
     }
+}
+
+TEST(ParseReply, TakesAQueryAndTheBytesOfAFile) {
+    const std::string bytes("a\0\n\xff", 4);
+    const TemporaryFile file{bytes};
+    EXPECT_EQ(configd::parse_reply("18=" + file.name()), (std::pair{18, bytes}));
+    EXPECT_EQ(configd::parse_reply("rpc_ip_bgp_summary=" + file.name()), (std::pair{21, bytes}));
+    for (const char *text : {"", "18", "17=", "23=", "bgp_as="}) {
+        EXPECT_EQ(configd::parse_reply(text + file.name()), std::nullopt) << text;
+    }
+}
+
+TEST(ParseReply, NamesAFileThatIsNotThere) {
+    EXPECT_THAT(
+        [] { configd::parse_reply("18=/nowhere/reply"); },
+        testing::ThrowsMessage<std::system_error>("/nowhere/reply: No such file or directory"));
 }
 
 TEST_F(DaemonTest, ABadMessageHarmsNoOtherOnItsConnection) {

@@ -1,5 +1,6 @@
 #include "memory_backend.h"
 
+#include "bytes.h"
 #include "records.h"
 
 #include <gtest/gtest.h>
@@ -351,11 +352,31 @@ TEST_F(MemoryBackendTest, QuotesAKeySoThatItStaysOne) {
     EXPECT_TRUE(globle_neighbors().contains("globle-neighbor[neighbor-address=\"it's\"]"));
 }
 
-TEST_F(MemoryBackendTest, DoesNotSupportQueries) {
+TEST_F(MemoryBackendTest, AnswersQueriesFromTheConfigurationItHolds) {
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set, "10.0.0.2"),
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, erase)});
     const auto result =
         backend.query(message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}));
-    EXPECT_EQ(result.res_value, SR_ERR_NOT_SUPPORT);
-    EXPECT_EQ(result.payload, "");
+    EXPECT_EQ(result.res_value, 0);
+    EXPECT_EQ(result.payload.size(), 84 + 160U);
+    EXPECT_STREQ(result.payload.data() + 84, "10.0.0.2");
+}
+
+TEST(MemoryBackend, KeepsWhatAClearCounts) {
+    configd::MemoryBackend backend{configd::state_from_json(
+        {{"neighbors", {{{"neighbor-addr", "10.0.0.1"}, {"state", "Established"}}}}})};
+    ASSERT_EQ(backend.apply(as_message(set, as)), 0);
+    ASSERT_EQ(backend.apply(globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set)), 0);
+    bgp_rpc_clear_ip_bgp_input clear{};
+    clear.clear_all = 1;
+    for (const char *note : {"cleared 1 of 1 sessions", "cleared 1 of 1 sessions"}) {
+        EXPECT_EQ(backend.query(message_with(BGP_SUB_RPC_CLEAR_IP_BGP, clear)).note, note);
+    }
+    bgp_rpc_ip_bgp_neighbor_input query{};
+    query.all = 1;
+    const auto result = backend.query(message_with(BGP_SUB_RPC_IP_BGP_NEIGHBOR, query));
+    EXPECT_EQ(u32_at(result.payload, 4 + 300), 2U);
 }
 
 } // namespace

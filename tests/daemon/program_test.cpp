@@ -1,7 +1,9 @@
 // The program itself, as a process of its own.
+#include "bytes.h"
 #include "client.h"
 #include "process.h"
 #include "records.h"
+#include "temporary_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -82,13 +84,93 @@ TEST(Program, PrintsItsConfigurationOnSigusr1) {
     EXPECT_EQ(program.read_line(), "{}");
 }
 
-TEST(Program, AnswersAQueryWithAHeaderThatSaysNotSupported) {
+// The payload of the daemon's reply to a query, which is well-formed and says 0.
+template <typename Record>
+std::string ask(Client &client, std::int32_t sub_mod, const Record &query) {
+    client.send(message_with(sub_mod, query).bytes);
+    const std::string header = client.receive(16);
+    const std::string payload = client.receive(u32_at(header, 12) - 16);
+    EXPECT_EQ(header + payload, configd::make_message(MODULE_ID_BGP, sub_mod, payload).bytes);
+    return payload;
+}
+
+std::string ask_for_all_routes(Client &client) {
+    bgp_rpc_ip_bgp_evpn query{};
+    query.type = 0xFFFFFFFF;
+    return ask(client, BGP_SUB_RPC_IP_BGP_EVPN, query);
+}
+
+TEST(Program, AnswersEachQueryWithoutAConfiguration) {
     Program program{{"--port", "0"}};
     Client client{program.port()};
-    client.send(message_with(BGP_SUB_RPC_IP_BGP_EVPN, bgp_rpc_ip_bgp_evpn{}).bytes);
-    EXPECT_EQ(client.receive(16),
-              configd::make_message(MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_EVPN, "", SR_ERR_NOT_SUPPORT)
-                  .bytes);
+    EXPECT_EQ(ask_for_all_routes(client), Bytes{}.zeros(8).str());
+    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_INFO, bgp_rpc_ip_bgp_info_input{}),
+              Bytes{}.zeros(60).str());
+    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_NEIGHBOR, bgp_rpc_ip_bgp_neighbor_input{}),
+              Bytes{}.zeros(4).str());
+    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}),
+              Bytes{}.text("0", 84).str());
+    EXPECT_EQ(ask(client, BGP_SUB_RPC_CLEAR_IP_BGP, bgp_rpc_clear_ip_bgp_input{}), "");
+}
+
+TEST(Program, AnswersFromItsConfigurationAndTheStateFile) {
+    Program program{{"--port", "0", "--state", EXAMPLE_STATE}};
+    Client client{program.port()};
+    EXPECT_EQ(client.ask(as_message(1, 65001)), 0);
+    bgp_globle_neighbor_config neighbor{};
+    neighbor.op = 1;
+    neighbor.bgp_id = 65001;
+    put(neighbor.neighbor_ip_or_tag, "192.0.2.11");
+    put(neighbor.remote_as, "64496");
+    EXPECT_EQ(client.ask(message_with(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, neighbor)), 0);
+
+    const std::string summary =
+        ask(client, BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{});
+    EXPECT_STREQ(summary.data() + 84, "192.0.2.11");
+    EXPECT_STREQ(summary.data() + 84 + 125, "118");
+
+    // Five routes with 3 flags each, 3 with two texts, 6 next hops.
+    const std::string routes = ask_for_all_routes(client);
+    EXPECT_EQ(u32_at(routes, 0), 5U * 3 + 3 * 2 + 6 * 4);
+    EXPECT_EQ(u32_at(routes, 4), 2U);
+}
+
+TEST(Program, LogsWhatAClearDid) {
+    Program program{{"--port", "0"}};
+    Client client{program.port()};
+    ask(client, BGP_SUB_RPC_CLEAR_IP_BGP, bgp_rpc_clear_ip_bgp_input{});
+    EXPECT_EQ(program.read_line(), "connection 1 opened");
+    EXPECT_THAT(program.read_line(), HasSubstr("-> reply resValue=0 dataLen=16"));
+    EXPECT_EQ(program.read_line(), "BGP_SUB_RPC_CLEAR_IP_BGP: cleared 0 of 0 sessions");
+}
+
+TEST(Program, SendsCannedReplies) {
+    const std::string longest(BUF_SIZE_MAX - 15, 'x');
+    const TemporaryFile first{longest};
+    const TemporaryFile second{""};
+    Program program{{"--port", "0", "--log", "none", "--reply", "18=" + first.name(), "--reply",
+                     "rpc_ip_bgp_info=" + second.name()}};
+    Client client{program.port()};
+    EXPECT_TRUE(ask_for_all_routes(client) == longest);
+    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_INFO, bgp_rpc_ip_bgp_info_input{}), "");
+}
+
+TEST(Program, EndsBeforeItListensWhenItsStateFileIsBad) {
+    const TemporaryFile file{R"({"neighbors":[{"neighbor-addr":"a","hold-time":"long"}]})"};
+    Program program{{"--port", "0", "--state", file.name()}};
+    EXPECT_EQ(program.read_all(),
+              "bgp_configd: " + file.name() +
+                  ": /neighbors/0/hold-time is no number from 0 to 4294967295\n");
+    EXPECT_EQ(program.wait(), 1);
+}
+
+TEST(Program, EndsBeforeItListensWhenAFileIsMissing) {
+    for (const auto &[option, value] :
+         {std::pair{"--state", "/nowhere/file"}, std::pair{"--reply", "18=/nowhere/file"}}) {
+        Program program{{"--port", "0", option, value}};
+        EXPECT_EQ(program.read_all(), "bgp_configd: /nowhere/file: No such file or directory\n");
+        EXPECT_EQ(program.wait(), 1);
+    }
 }
 
 TEST(Program, FailsAsItIsTold) {
@@ -138,6 +220,7 @@ INSTANTIATE_TEST_SUITE_P(Options, BadOptionTest,
                                          std::vector<std::string>{"--fail", "23=1"},
                                          std::vector<std::string>{"--fail", "1=no"},
                                          std::vector<std::string>{"--fault", "1=burn"},
+                                         std::vector<std::string>{"--reply", "1=/dev/null"},
                                          std::vector<std::string>{"--unknown"},
                                          std::vector<std::string>{"argument"}));
 

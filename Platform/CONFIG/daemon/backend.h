@@ -11,10 +11,12 @@
 
 namespace configd {
 
-// The result value and the payload of a query's reply, at most BUF_SIZE_MAX - 16 bytes.
+// The result value and the payload of a query's reply, at most BUF_SIZE_MAX - 16 bytes. The note
+// is for the log: what the reply leaves out or what the query did; mostly empty.
 struct QueryResult {
     std::int32_t res_value;
     std::string payload;
+    std::string note = {};
 };
 
 // Every message that a backend sees has a known sub-module code and a record of its size.

@@ -1,10 +1,14 @@
 #include "daemon.h"
 
+#include "file_bytes.h"
+#include "plugin_public.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <limits>
 
 namespace configd {
 namespace {
@@ -42,6 +46,13 @@ std::optional<std::pair<std::int32_t, std::string_view>> parse_assignment(std::s
     return std::pair{*sub_mod, text.substr(separator + 1)};
 }
 
+// What one of the tables of overrides has for this kind of message; nullptr: nothing.
+template <typename T>
+const T *find(const std::map<std::int32_t, T> &table, const RecordKind &kind) {
+    const auto row = table.find(kind.sub_mod);
+    return row == table.end() ? nullptr : &row->second;
+}
+
 } // namespace
 
 std::optional<std::pair<std::int32_t, std::int32_t>> parse_failure(std::string_view text) {
@@ -73,6 +84,19 @@ std::optional<std::pair<std::int32_t, Fault>> parse_fault(std::string_view text)
     return std::pair{assignment->first, row->fault};
 }
 
+std::optional<std::pair<std::int32_t, std::string>> parse_reply(std::string_view text) {
+    constexpr std::size_t longest = std::numeric_limits<std::int32_t>::max() - header_size;
+    const auto assignment = parse_assignment(text);
+    if (!assignment || !find_record_kind(assignment->first)->is_query()) {
+        return std::nullopt;
+    }
+    std::string payload = read_file(std::string{assignment->second});
+    if (payload.size() > longest) {
+        return std::nullopt;
+    }
+    return std::pair{assignment->first, std::move(payload)};
+}
+
 std::string check(const Message &message) {
     if (message.module != MODULE_ID_BGP) {
         return fmt::format("unknown module {}", message.module);
@@ -89,14 +113,22 @@ std::string check(const Message &message) {
     return {};
 }
 
-Daemon::Daemon(Backend &backend, Log &log, Failures failures)
-    : backend_{backend}, log_{log}, failures_{std::move(failures)} {}
+Daemon::Daemon(Backend &backend, Log &log, Overrides overrides)
+    : backend_{backend}, log_{log}, overrides_{std::move(overrides)} {}
 
 Answer Daemon::answer(const Message &message) {
-    const std::string error = check(message);
-    Answer answer = error.empty() ? answer_to(*find_record_kind(message.sub_mod), message)
-                                  : ResultCode{SR_ERR_INVALID_VALUE};
-    log_.message(message, error, answer);
+    if (const std::string error = check(message); !error.empty()) {
+        Answer refusal = ResultCode{SR_ERR_INVALID_VALUE};
+        log_.message(message, error, refusal);
+        return refusal;
+    }
+    const RecordKind &kind = *find_record_kind(message.sub_mod);
+    std::string note;
+    Answer answer = answer_to(kind, message, note);
+    log_.message(message, {}, answer);
+    if (!note.empty()) {
+        log_.note(kind, note);
+    }
     return answer;
 }
 
@@ -104,17 +136,27 @@ void Daemon::log_configuration() {
     log_.configuration(backend_.configuration());
 }
 
-Answer Daemon::answer_to(const RecordKind &kind, const Message &message) {
-    if (const auto fault = failures_.faults.find(kind.sub_mod); fault != failures_.faults.end()) {
-        return faulty_answer(fault->second);
+Answer Daemon::answer_to(const RecordKind &kind, const Message &message, std::string &note) {
+    if (const auto *fault = find(overrides_.faults, kind); fault != nullptr) {
+        return faulty_answer(*fault);
     }
-    const auto code = failures_.codes.find(kind.sub_mod);
-    const bool is_failing = code != failures_.codes.end();
-    if (!kind.is_query()) {
-        return ResultCode{is_failing ? code->second : backend_.apply(message)};
+    if (kind.is_query()) {
+        QueryResult result = query(kind, message);
+        note = std::move(result.note);
+        return Reply{message.module, message.sub_mod, result.res_value, std::move(result.payload)};
     }
-    QueryResult result = is_failing ? QueryResult{code->second, {}} : backend_.query(message);
-    return Reply{message.module, message.sub_mod, result.res_value, std::move(result.payload)};
+    const auto *code = find(overrides_.codes, kind);
+    return ResultCode{code != nullptr ? *code : backend_.apply(message)};
+}
+
+QueryResult Daemon::query(const RecordKind &kind, const Message &message) {
+    if (const auto *code = find(overrides_.codes, kind); code != nullptr) {
+        return {*code, {}};
+    }
+    if (const auto *payload = find(overrides_.replies, kind); payload != nullptr) {
+        return {SR_ERR_OK, *payload};
+    }
+    return backend_.query(message);
 }
 
 } // namespace configd

@@ -22,11 +22,12 @@ enum class Fault {
     Silent // never answers
 };
 
-// How the daemon misbehaves on purpose, by sub-module code. A fault goes before a failure; the
-// message is not applied in either case.
-struct Failures {
+// What the daemon answers on purpose instead of the backend, by sub-module code. A fault goes
+// before a failure, and that before a canned reply; the backend does not see the message.
+struct Overrides {
     std::map<std::int32_t, std::int32_t> codes; // result code to answer
     std::map<std::int32_t, Fault> faults;
+    std::map<std::int32_t, std::string> replies = {}; // payload of the reply to a query
 };
 
 // Parses SUBMOD=CODE, a 32-bit number in decimal; std::nullopt when it is none.
@@ -35,6 +36,11 @@ std::optional<std::pair<std::int32_t, std::int32_t>> parse_failure(std::string_v
 // Parses SUBMOD=close|short|silent; std::nullopt when it is none.
 std::optional<std::pair<std::int32_t, Fault>> parse_fault(std::string_view text);
 
+// Parses SUBMOD=FILE with the sub-module of a query, and reads the file: the payload that answers
+// it, of any size that a header can tell. std::nullopt when the text is none or the file is
+// longer; throws std::system_error when the file cannot be read.
+std::optional<std::pair<std::int32_t, std::string>> parse_reply(std::string_view text);
+
 // What is wrong with the message: its module, its sub-module code or its payload's size. Empty
 // when it is one for this daemon.
 std::string check(const Message &message);
@@ -42,21 +48,23 @@ std::string check(const Message &message);
 class Daemon : public Handler {
   public:
     // `backend` and `log` are not owned and outlive the daemon.
-    Daemon(Backend &backend, Log &log, Failures failures = {});
+    Daemon(Backend &backend, Log &log, Overrides overrides = {});
 
     // Answers a message that check() refuses with the result code SR_ERR_INVALID_VALUE, a
-    // configuration message with the backend's code, a query with the backend's reply.
+    // configuration message with the backend's code, a query with the backend's reply. The note of
+    // a reply goes to the log.
     Answer answer(const Message &message) override;
 
     // Writes the backend's configuration to the log.
     void log_configuration();
 
   private:
-    Answer answer_to(const RecordKind &kind, const Message &message);
+    Answer answer_to(const RecordKind &kind, const Message &message, std::string &note);
+    QueryResult query(const RecordKind &kind, const Message &message);
 
     Backend &backend_;
     Log &log_;
-    Failures failures_;
+    Overrides overrides_;
 };
 
 } // namespace configd

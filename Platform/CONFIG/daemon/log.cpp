@@ -97,6 +97,14 @@ void Log::message(const Message &message, const std::string &error, const Answer
     }
 }
 
+void Log::note(const RecordKind &kind, const std::string &text) {
+    if (format_ == LogFormat::Text) {
+        line(fmt::format("{}: {}", kind.name, text));
+    } else if (format_ == LogFormat::Json) {
+        line(json_line({{"event", "note"}, {"name", kind.name}, {"text", text}}));
+    }
+}
+
 void Log::configuration(const ordered_json &configuration) {
     if (format_ == LogFormat::Json) {
         line(json_line({{"event", "configuration"}, {"configuration", configuration}}));

@@ -31,6 +31,9 @@ class Log {
     // A message came in; `error` says what is wrong with it, or is empty.
     void message(const Message &message, const std::string &error, const Answer &answer);
 
+    // What else there is to say of the message logged last.
+    void note(const RecordKind &kind, const std::string &text);
+
     // The configuration on request: as one JSON object in every format.
     void configuration(const nlohmann::ordered_json &configuration);
 

@@ -2,6 +2,7 @@
 #include "daemon.h"
 #include "memory_backend.h"
 #include "server.h"
+#include "state.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -23,7 +24,8 @@ namespace {
 struct Options {
     configd::LogFormat log = configd::LogFormat::Text;
     std::uint16_t port = NETCONF_DAEMON_PORT;
-    configd::Failures failures;
+    std::string state_file;
+    configd::Overrides overrides;
 };
 
 // Adds the repeatable option `name`, whose values `parse` turns into entries of `table`.
@@ -62,15 +64,35 @@ void add_options(CLI::App &app, Options &options) {
     app.add_option("--port", options.port, "Port to listen on, 0 for any free one; default 8888")
         ->type_name("PORT");
     add_table_option(app, "--fail", "Answer this result code to a sub-module and apply nothing",
-                     "SUBMOD=CODE", options.failures.codes, configd::parse_failure);
+                     "SUBMOD=CODE", options.overrides.codes, configd::parse_failure);
     add_table_option(app, "--fault",
                      "Do not answer a sub-module: close the connection, send 3 bytes and close "
                      "it, or stay silent",
-                     "SUBMOD=close|short|silent", options.failures.faults, configd::parse_fault);
+                     "SUBMOD=close|short|silent", options.overrides.faults, configd::parse_fault);
+    add_table_option(app, "--reply",
+                     "Answer a query with the bytes of a file as the reply's payload",
+                     "SUBMOD=FILE", options.overrides.replies, configd::parse_reply);
+    app.add_option("--state", options.state_file,
+                   "JSON file with what a BGP speaker knows beside its configuration; default: "
+                   "nothing is known")
+        ->type_name("FILE");
     app.set_version_flag("--version", "bgp_configd " BGP_CONFIGD_VERSION);
     app.footer("SUBMOD is a number from 1 to 22 or a name such as BGP_SUB_ROUTER_ID or router_id.\n"
+               "--fail, --fault and --reply may be given several times.\n"
                "SIGUSR1 prints the configuration held as one JSON object; SIGINT and SIGTERM end "
-               "the daemon.");
+               "the daemon.\n"
+               "\n"
+               "A state file is one JSON object. Every member may be left out but those marked "
+               "with *;\n"
+               "leaves are named and written as in the output of the model's calls:\n"
+               "  table-version, as-path-number, community-number\n"
+               "  neighbors: a list of neighbor-addr*, vrf-name, up-down, state-pfxrcd, tblver,\n"
+               "    the counters and timers of ip-bgp-neighbor (messages-in, hold-time ...) and\n"
+               "    address-familys: a list of afi*, safi* and its counters\n"
+               "  evpn: a list of route-distinguisher* and\n"
+               "    routes: a list of evpn-route*, valid-flag, select-flag, source-type,\n"
+               "      ext-community, lable-info and\n"
+               "      next-hops: a list of nexthop-address*, metric, LocPrf, Weight, path");
 }
 
 // From now on these signals arrive through the descriptor returned, in no handler.
@@ -91,8 +113,9 @@ configd::FileDescriptor redirect_signals() {
 void serve(const Options &options) {
     const configd::FileDescriptor signals = redirect_signals();
     configd::Log log{std::cout, options.log};
-    configd::MemoryBackend backend;
-    configd::Daemon daemon{backend, log, options.failures};
+    configd::MemoryBackend backend{
+        options.state_file.empty() ? configd::State{} : configd::load_state(options.state_file)};
+    configd::Daemon daemon{backend, log, options.overrides};
     configd::Server server{daemon, options.port};
     server.on_event([&](const configd::ConnectionEvent &event) { log.connection(event); });
     server.watch(signals.get(), [&] {

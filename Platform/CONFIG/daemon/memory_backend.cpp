@@ -1,6 +1,8 @@
 #include "memory_backend.h"
 
+#include "address_families.h"
 #include "plugin_public.h"
+#include "queries.h"
 
 #include <fmt/format.h>
 
@@ -82,23 +84,6 @@ const Setting &setting_of(std::int32_t sub_mod) {
                          [=](const Setting &row) { return row.sub_mod == sub_mod; });
 }
 
-struct NumberName {
-    std::uint32_t number;
-    const char *name;
-};
-
-constexpr NumberName afi_names[] = {{1, "AFI_IP"}, {2, "AFI_IPV6"}, {3, "AFI_L2VPN"}};
-constexpr std::uint32_t safi_vrf = 71;
-constexpr NumberName safi_names[] = {
-    {1, "SAFI_UNICAST"}, {2, "SAFI_MULTICAST"}, {5, "SAFI_EVPN"}, {safi_vrf, "SAFI_VRF"}};
-
-template <std::size_t N>
-const char *name_of(const NumberName (&names)[N], const ordered_json &number) {
-    const auto *row = std::find_if(std::begin(names), std::end(names),
-                                   [&](const NumberName &name) { return name.number == number; });
-    return row == std::end(names) ? nullptr : row->name;
-}
-
 // Whether a field has something to say: a text that is not empty, a number that is not 0.
 bool is_given(const ordered_json &field) {
     return field.is_string() ? !field.get_ref<const std::string &>().empty() : field != 0;
@@ -121,8 +106,8 @@ std::string predicate(const char *key, const ordered_json &value) {
 
 // The address family's entry; std::nullopt for a family there is not.
 std::optional<Path> family_path(const ordered_json &family) {
-    const char *afi = name_of(afi_names, family["afi"]);
-    const char *safi = name_of(safi_names, family["safi"]);
+    const char *afi = name_of(afi_names, family["afi"].get<std::uint32_t>());
+    const char *safi = name_of(safi_names, family["safi"].get<std::uint32_t>());
     if (afi == nullptr || safi == nullptr) {
         return std::nullopt;
     }
@@ -285,8 +270,8 @@ std::int32_t MemoryBackend::apply_setting(std::int32_t sub_mod, bool is_set,
     return SR_ERR_OK;
 }
 
-QueryResult MemoryBackend::query(const Message & /*message*/) {
-    return {SR_ERR_NOT_SUPPORT, {}};
+QueryResult MemoryBackend::query(const Message &message) {
+    return answer_query(message, tree_, state_);
 }
 
 ordered_json MemoryBackend::configuration() const {

@@ -3,6 +3,9 @@
 #define CONFIGD_MEMORY_BACKEND_H
 
 #include "backend.h"
+#include "state.h"
+
+#include <utility>
 
 namespace configd {
 
@@ -14,11 +17,14 @@ namespace configd {
 // message that creates it to the one that deletes it.
 class MemoryBackend : public Backend {
   public:
+    // No BGP runs here: what a BGP speaker would know beside the configuration is this state.
+    explicit MemoryBackend(State state = {}) : state_{std::move(state)} {}
+
     // Returns 0; SR_ERR_INVALID_VALUE for an operation, AFI or SAFI there is not;
     // SR_ERR_CONFIG_FAILED for setting something with no AS held, or another one than bgp_id.
     std::int32_t apply(const Message &message) override;
 
-    // No BGP runs here that could be asked: SR_ERR_NOT_SUPPORT and no payload.
+    // Answers from the configuration held and the state, as answer_query() describes.
     QueryResult query(const Message &message) override;
 
     nlohmann::ordered_json configuration() const override;
@@ -29,6 +35,7 @@ class MemoryBackend : public Backend {
                                const nlohmann::ordered_json &fields);
 
     nlohmann::json tree_ = nlohmann::json::object();
+    State state_;
 };
 
 } // namespace configd

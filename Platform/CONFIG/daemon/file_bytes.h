@@ -1,0 +1,14 @@
+// Reads whole files.
+#ifndef CONFIGD_FILE_BYTES_H
+#define CONFIGD_FILE_BYTES_H
+
+#include <string>
+
+namespace configd {
+
+// All bytes of the file. Throws std::system_error, which names the file.
+std::string read_file(const std::string &file);
+
+} // namespace configd
+
+#endif

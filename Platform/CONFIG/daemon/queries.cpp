@@ -1,0 +1,421 @@
+#include "queries.h"
+
+#include "address_families.h"
+#include "field_text.h"
+#include "plugin_public.h"
+#include "reply_payload.h"
+
+#include <fmt/format.h>
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace configd {
+namespace {
+
+using nlohmann::json;
+
+// The number that the whole text is, or 0.
+template <typename Number>
+Number number_from(std::string_view text) {
+    Number number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size() ? number : 0;
+}
+
+// The configuration.
+
+// What is below the node at this step; nothing when the step is not there.
+const json &child(const json &node, const std::string &step) {
+    static const json nothing = json::object();
+    const auto found = node.find(step);
+    return found == node.end() ? nothing : *found;
+}
+
+// The leaf's text; empty when the leaf is not there.
+std::string leaf_text(const json &node, const char *leaf) {
+    return node.value(leaf, std::string{});
+}
+
+// The value of a key in a list entry's step, such as red in family[afi='AFI_IP'][vrf-name='red'].
+std::string key_value(const std::string &step, const char *key) {
+    const std::string opening = fmt::format("[{}=", key);
+    const std::size_t start = step.find(opening);
+    if (start == std::string::npos) {
+        return {};
+    }
+    const std::size_t quote = start + opening.size();
+    const std::size_t end = std::min(step.find(step[quote] + std::string{"]["}, quote + 1),
+                                     step.size() - std::string_view{"']"}.size());
+    return step.substr(quote + 1, end - quote - 1);
+}
+
+// An address family with the containers in it. An empty VRF stands for those outside VRFs.
+struct Family {
+    std::string vrf;
+    FamilyKey key;
+    const json *node;
+
+    // The entries of one of its containers: networks, neighbors.
+    const json &entries(const char *container) const {
+        return child(*node, fmt::format("bgp-family-{}{}", vrf.empty() ? "" : "vrf-", container));
+    }
+};
+
+std::vector<Family> families_in(const json &configuration) {
+    std::vector<Family> families;
+    for (const char *container : {"bgp-address-family", "bgp-address-family-vrf"}) {
+        for (const auto &[step, node] : child(configuration, container).items()) {
+            const auto afi = number_of(afi_names, key_value(step, "afi"));
+            const auto safi = number_of(safi_names, key_value(step, "safi"));
+            if (afi && safi) {
+                families.push_back({key_value(step, "vrf-name"), {*afi, *safi}, &node});
+            }
+        }
+    }
+    return families;
+}
+
+// What the configuration says of a neighbour.
+struct Neighbor {
+    struct InFamily {
+        FamilyKey key;
+        bool is_reflector_client;
+    };
+
+    std::string remote_as;
+    std::string update_source;
+    std::vector<InFamily> families;
+
+    // Of the families of a VRF the first that has a setting says it.
+    void take_settings(const json &node) {
+        if (remote_as.empty()) {
+            remote_as = leaf_text(node, "remote-as");
+        }
+        if (update_source.empty()) {
+            update_source = leaf_text(node, "update-source");
+        }
+    }
+};
+
+using Neighbors = std::map<NeighborKey, Neighbor>;
+
+// All neighbours, those outside VRFs first. A VRF's are made in its families; outside VRFs the
+// families have only those that the instance has.
+Neighbors neighbors_in(const json &configuration) {
+    Neighbors neighbors;
+    const json &globle = child(child(configuration, "bgp"), "bgp-globle-neighbors");
+    for (const auto &[step, node] : globle.items()) {
+        neighbors[{"", key_value(step, "neighbor-address")}].take_settings(node);
+    }
+    for (const Family &family : families_in(configuration)) {
+        for (const auto &[step, node] : family.entries("neighbors").items()) {
+            const NeighborKey key{family.vrf, key_value(step, "neighbor-address")};
+            if (family.vrf.empty() && neighbors.count(key) == 0) {
+                continue;
+            }
+            Neighbor &neighbor = neighbors[key];
+            neighbor.take_settings(node);
+            neighbor.families.push_back({family.key, node.contains("route-reflector-client")});
+        }
+    }
+    return neighbors;
+}
+
+// A network that an address family announces.
+struct Network {
+    std::string address; // the part of the prefix before the slash
+    std::uint16_t mask_len;
+};
+
+Network network_from(const std::string &prefix, std::uint32_t afi) {
+    const std::size_t slash = prefix.find('/');
+    if (slash == std::string::npos) {
+        return {prefix, static_cast<std::uint16_t>(afi == afi_ip ? 32 : 128)};
+    }
+    return {prefix.substr(0, slash), number_from<std::uint16_t>(prefix.substr(slash + 1))};
+}
+
+// The networks of a table by their prefixes.
+std::map<std::string, Network> networks_in(const json &configuration, std::string_view vrf,
+                                           std::uint32_t afi) {
+    std::map<std::string, Network> networks;
+    for (const Family &family : families_in(configuration)) {
+        const auto [family_afi, safi] = family.key;
+        const bool is_table = safi == safi_unicast || safi == safi_vrf;
+        if (family.vrf != vrf || family_afi != afi || !is_table) {
+            continue;
+        }
+        for (const auto &[step, node] : family.entries("networks").items()) {
+            const std::string prefix = key_value(step, "prefix");
+            networks.emplace(prefix, network_from(prefix, afi));
+        }
+    }
+    return networks;
+}
+
+std::optional<std::uint32_t> ipv4_from(const std::string &text) {
+    in_addr address{};
+    if (inet_pton(AF_INET, text.c_str(), &address) != 1) {
+        return std::nullopt;
+    }
+    return ntohl(address.s_addr);
+}
+
+bool holds(const Network &network, std::uint32_t address) {
+    const auto base = ipv4_from(network.address);
+    if (!base || network.mask_len > 32) {
+        return false;
+    }
+    return network.mask_len == 0 || ((*base ^ address) >> (32 - network.mask_len)) == 0;
+}
+
+// The longest of the networks that holds the address, alone or none.
+std::vector<Network> longest_match(const std::vector<Network> &networks, const std::string &text) {
+    const auto address = ipv4_from(text);
+    const Network *longest = nullptr;
+    for (const Network &network : networks) {
+        const bool matches = address && holds(network, *address);
+        if (matches && (longest == nullptr || network.mask_len > longest->mask_len)) {
+            longest = &network;
+        }
+    }
+    return longest == nullptr ? std::vector<Network>{} : std::vector{*longest};
+}
+
+// The records.
+
+// What is known of a neighbour: without a state, a session that was never established.
+NeighborState known_state(const State &state, const NeighborKey &key) {
+    const auto found = state.neighbors.find(key);
+    return found == state.neighbors.end() ? NeighborState{} : found->second;
+}
+
+bgp_rpc_ip_bgp_summary_output_entry summary_entry(const NeighborKey &key, const Neighbor &neighbor,
+                                                  const NeighborState &known) {
+    bgp_rpc_ip_bgp_summary_output_entry entry{};
+    put_text(entry.neighbor, key.second);
+    entry.version = static_cast<std::uint8_t>(known.peer.version);
+    put_text(entry.AS, neighbor.remote_as);
+    entry.msg_recvd = known.peer.messages_in;
+    entry.msg_send = known.peer.messages_out;
+    entry.tblver = known.tblver;
+    entry.inq = known.peer.queue_in;
+    entry.outq = known.peer.queue_out;
+    put_text(entry.up_down, known.up_down);
+    put_text(entry.state_pfxrcd,
+             known.state_pfxrcd.empty() ? text_of(known.peer.state) : known.state_pfxrcd);
+    return entry;
+}
+
+bgp_rpc_ip_bgp_neighbor_output_addrsss_family family_record(const NeighborKey &key,
+                                                            const Neighbor::InFamily &family,
+                                                            const NeighborState &known) {
+    bgp_rpc_ip_bgp_neighbor_output_addrsss_family record{};
+    if (const auto found = known.families.find(family.key); found != known.families.end()) {
+        record = found->second;
+    }
+    record.address_family.afi = family.key.first;
+    record.address_family.safi = family.key.second;
+    put_text(record.address_family.vrf_name, key.first);
+    record.route_reflector_client = family.is_reflector_client ? 1 : 0;
+    return record;
+}
+
+PeerFacts peer_facts(const NeighborKey &key, const Neighbor &neighbor, const NeighborState &known,
+                     std::uint32_t local_as) {
+    PeerFacts facts{known.peer, {}};
+    put_text(facts.peer.neighbor_addr, key.second);
+    put_text(facts.peer.vrf_name, key.first);
+    facts.peer.remote_as = number_from<std::uint32_t>(neighbor.remote_as);
+    facts.peer.local_as = local_as;
+    put_text(facts.peer.update_source, neighbor.update_source);
+    for (const Neighbor::InFamily &family : neighbor.families) {
+        facts.families.push_back(family_record(key, family, known));
+    }
+    return facts;
+}
+
+// A network of the switch itself: it is its own best route, with the weight that such routes have.
+NetworkFacts network_facts(const Network &network, std::uint32_t afi) {
+    NetworkFacts facts{};
+    put_text(facts.entry.network, network.address);
+    facts.entry.mask_len = network.mask_len;
+    bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop{};
+    put_text(next_hop.nexthop, afi == afi_ip ? "0.0.0.0" : "::");
+    put_text(next_hop.metric, "0");
+    next_hop.weight = 32768;
+    put_text(next_hop.path, "i");
+    next_hop.valid_flag = 1;
+    next_hop.select_flag = 1;
+    next_hop.source_type = 2;
+    facts.next_hops.push_back(next_hop);
+    return facts;
+}
+
+// The answers.
+
+template <typename Record>
+Record record_from(const Message &message) {
+    Record record;
+    std::memcpy(&record, message.payload().data(), sizeof record);
+    return record;
+}
+
+std::uint32_t configured_as(const json &configuration) {
+    return configuration.value("as", std::uint32_t{0});
+}
+
+std::string configured_router_id(const json &configuration) {
+    return leaf_text(child(configuration, "bgp"), "router-id");
+}
+
+QueryResult answer_evpn(const Message &message, const json & /*configuration*/, State &state) {
+    constexpr std::uint32_t all_types = 0xFFFFFFFF;
+    const auto query = record_from<bgp_rpc_ip_bgp_evpn>(message);
+    const std::string_view text = text_of(query.evpn_route_str);
+    const std::string type = fmt::format("[{}]", query.type);
+    const bool any_type = query.type == all_types || (query.type == 0 && !text.empty());
+    const auto is_asked_for = [&](const EvpnRoute &route) {
+        return (any_type || route.text.compare(0, type.size(), type) == 0) &&
+               (text.empty() || route.text == text);
+    };
+
+    std::vector<EvpnDistinguisher> distinguishers;
+    for (const EvpnDistinguisher &known : state.evpn) {
+        EvpnDistinguisher chosen{known.text, {}};
+        std::copy_if(known.routes.begin(), known.routes.end(), std::back_inserter(chosen.routes),
+                     is_asked_for);
+        distinguishers.push_back(std::move(chosen));
+    }
+    return evpn_reply(distinguishers);
+}
+
+QueryResult answer_info(const Message &message, const json &configuration, State &state) {
+    const auto query = record_from<bgp_rpc_ip_bgp_info_input>(message);
+    const std::uint32_t afi = query.ip_type <= 1 ? afi_ip : afi_ipv6;
+    const std::string_view prefix = text_of(query.ipaddr_str);
+    const std::string_view address = text_of(query.ipaddr);
+    std::vector<Network> networks;
+    for (const auto &[key, network] : networks_in(configuration, text_of(query.vrf_name), afi)) {
+        if (query.all != 0 || prefix.empty() || key == prefix) {
+            networks.push_back(network);
+        }
+    }
+    if (query.all == 0 && !address.empty()) {
+        networks = longest_match(networks, std::string{address});
+    }
+
+    bgp_rpc_ip_bgp_info_output_public table{};
+    table.version = state.table_version;
+    put_text(table.router_id, configured_router_id(configuration));
+    std::vector<NetworkFacts> facts;
+    std::transform(networks.begin(), networks.end(), std::back_inserter(facts),
+                   [=](const Network &network) { return network_facts(network, afi); });
+    return info_reply(table, facts);
+}
+
+QueryResult answer_neighbor(const Message &message, const json &configuration, State &state) {
+    const auto query = record_from<bgp_rpc_ip_bgp_neighbor_input>(message);
+    const std::string_view address = text_of(query.neighbor_addr);
+    const std::string_view vrf = text_of(query.vrf_name);
+    const auto is_asked_for = [&](const NeighborKey &key) {
+        if (query.all != 0 || (address.empty() && vrf.empty())) {
+            return query.all != 0;
+        }
+        return (vrf.empty() || key.first == vrf) && (address.empty() || key.second == address);
+    };
+
+    std::vector<PeerFacts> peers;
+    for (const auto &[key, neighbor] : neighbors_in(configuration)) {
+        if (is_asked_for(key)) {
+            peers.push_back(
+                peer_facts(key, neighbor, known_state(state, key), configured_as(configuration)));
+        }
+    }
+    return neighbor_reply(peers);
+}
+
+QueryResult answer_summary(const Message &message, const json &configuration, State &state) {
+    const auto query = record_from<bgp_rpc_ip_bgp_summary_input>(message);
+    std::vector<bgp_rpc_ip_bgp_summary_output_entry> entries;
+    for (const auto &[key, neighbor] : neighbors_in(configuration)) {
+        if (key.first == text_of(query.vrf_name)) {
+            entries.push_back(summary_entry(key, neighbor, known_state(state, key)));
+        }
+    }
+
+    bgp_rpc_ip_bgp_summary_output_neighbors instance{};
+    put_text(instance.as, std::to_string(configured_as(configuration)));
+    put_text(instance.router_id, configured_router_id(configuration));
+    instance.version = state.table_version;
+    instance.as_path_number = state.as_path_number;
+    instance.community_number = state.community_number;
+    return summary_reply(instance, entries);
+}
+
+// What clearing does to an established session. Inbound, the neighbour is asked for its routes
+// anew; outbound, it is sent ours. Without either the session is dropped, and as nothing here
+// keeps it down, it is back at once.
+void clear_session(std::uint32_t reconfig_type, bgp_rpc_ip_bgp_neighbor_output_neighbor &peer) {
+    constexpr std::uint32_t inbound = 1, outbound = 2; // 3: both
+    if (reconfig_type == 0) {
+        ++peer.connection_dropped;
+        ++peer.connection_established;
+        return;
+    }
+    peer.refresh_out += (reconfig_type & inbound) != 0 ? 1U : 0U;
+    peer.messages_out += (reconfig_type & outbound) != 0 ? 1U : 0U;
+}
+
+QueryResult answer_clear(const Message &message, const json &configuration, State &state) {
+    const auto query = record_from<bgp_rpc_clear_ip_bgp_input>(message);
+    if (query.reconfig_type > 3) {
+        return {SR_ERR_INVALID_VALUE, {}, {}};
+    }
+    std::size_t concerned = 0, cleared = 0;
+    for (const auto &[key, neighbor] : neighbors_in(configuration)) {
+        if (query.clear_all == 0 && key.first != text_of(query.address_family.vrf_name)) {
+            continue;
+        }
+        ++concerned;
+        const auto known = state.neighbors.find(key);
+        if (known == state.neighbors.end() || text_of(known->second.peer.state) != "Established") {
+            continue;
+        }
+        clear_session(query.reconfig_type, known->second.peer);
+        ++cleared;
+    }
+    return {SR_ERR_OK, {}, fmt::format("cleared {} of {} sessions", cleared, concerned)};
+}
+
+struct Answerer {
+    std::int32_t sub_mod;
+    QueryResult (*answer)(const Message &message, const json &configuration, State &state);
+};
+
+constexpr Answerer answerers[] = {
+    {BGP_SUB_RPC_IP_BGP_EVPN, answer_evpn},         {BGP_SUB_RPC_IP_BGP_INFO, answer_info},
+    {BGP_SUB_RPC_IP_BGP_NEIGHBOR, answer_neighbor}, {BGP_SUB_RPC_IP_BGP_SUMMARY, answer_summary},
+    {BGP_SUB_RPC_CLEAR_IP_BGP, answer_clear},
+};
+
+} // namespace
+
+QueryResult answer_query(const Message &message, const json &configuration, State &state) {
+    const auto *row = std::find_if(std::begin(answerers), std::end(answerers),
+                                   [&](const Answerer &a) { return a.sub_mod == message.sub_mod; });
+    return row->answer(message, configuration, state);
+}
+
+} // namespace configd

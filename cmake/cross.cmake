@@ -1,0 +1,22 @@
+# What the cross builds use in place of this machine's own libraries: headers
+# that are the same for every architecture, and GoogleTest from its sources.
+
+# The machine's include directory holds its C library's headers as well, so the
+# headers that are wanted are linked into a directory of their own.
+set(staged ${PROJECT_BINARY_DIR}/include)
+file(MAKE_DIRECTORY ${staged})
+foreach(header sysrepo.h sysrepo libyang nlohmann fmt CLI)
+  file(CREATE_LINK /usr/include/${header} ${staged}/${header} SYMBOLIC)
+endforeach()
+
+set(SYSREPO_INCLUDE_DIRS ${staged})
+foreach(package fmt::fmt nlohmann_json::nlohmann_json CLI11::CLI11)
+  add_library(${package} INTERFACE IMPORTED)
+  target_include_directories(${package} SYSTEM INTERFACE ${staged})
+endforeach()
+target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
+
+set(INSTALL_GTEST OFF)
+add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+add_library(GTest::gtest ALIAS gtest)
+add_library(GTest::gmock ALIAS gmock)

@@ -1,0 +1,7 @@
+# A big-endian target of 32 bits: record layouts must not depend on the word size.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR powerpc)
+set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-ppc-static)
+set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
