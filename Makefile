@@ -11,10 +11,12 @@ build: setup
 run: build
 	scripts/run-demo build/release $(if $(KEEP),--keep)
 
-# Builds with g++ and with clang, then runs every test.
+# Builds with g++ and with clang, then runs every test; the unit tests also on
+# an emulated big-endian target.
 test: build
 	cmake --preset clang
 	cmake --build --preset clang
+	scripts/test-big-endian s390x
 	ctest --preset release
 
 # What the change callbacks cost, beside a floor that only walks the changes.

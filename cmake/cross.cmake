@@ -18,5 +18,3 @@ target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
 
 set(INSTALL_GTEST OFF)
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-add_library(GTest::gtest ALIAS gtest)
-add_library(GTest::gmock ALIAS gmock)

@@ -29,6 +29,10 @@ ObservedCalls::ObservedCalls() {
 }
 
 ObservedCalls::~ObservedCalls() {
+    end();
+}
+
+void ObservedCalls::end() {
     observer = nullptr;
 }
 

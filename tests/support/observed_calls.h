@@ -24,6 +24,9 @@ struct ObservedCalls {
     ObservedCalls &operator=(const ObservedCalls &) = delete;
     ~ObservedCalls();
 
+    // Ends the observation: what follows is the test's own.
+    void end();
+
     // How often a call was made, and with which sizes.
     std::size_t count(const std::string &name) const;
     std::vector<std::size_t> sizes(const std::string &name) const;

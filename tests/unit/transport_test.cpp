@@ -1,3 +1,4 @@
+#include "netconf_bgp_public.h"
 #include "observed_calls.h"
 #include "plugin_public.h"
 #include "plugin_test.h"
@@ -87,6 +88,19 @@ class Peer {
     int ends_[2] = {-1, -1};
 };
 
+bool is_big_endian() {
+    const std::uint16_t number = 1;
+    char first = 0;
+    std::memcpy(&first, &number, 1);
+    return first == 0;
+}
+
+#ifdef BIG_ENDIAN_TARGET
+TEST(ByteOrder, IsBigEndianOnThisTarget) {
+    EXPECT_TRUE(is_big_endian());
+}
+#endif
+
 class Transport : public support::PluginTest {};
 
 // --- Configuration: one record, one result code ---------------------------------
@@ -101,6 +115,18 @@ TEST_F(Transport, RecordTravelsBehindAHeaderThatCountsItself) {
     EXPECT_EQ(bytes.size(), 24U);
     EXPECT_EQ(bytes.substr(0, 8), message_bytes(3, 1, 0, 0, "").substr(0, 8));
     EXPECT_EQ(bytes.substr(12), message_bytes(0, 0, 0, 24, record).substr(12));
+}
+
+TEST_F(Transport, NumbersTravelInTheHostsByteOrder) {
+    RecordingDaemon daemon;
+    const ObservedCalls observed; // fresh memory holds zeros, so resValue does too
+    const bgp_as_val record{1, 65001};
+    plugin_config(&record, sizeof record, 0, MODULE_ID_BGP, BGP_SUB_BGP_AS);
+    const auto messages = daemon.take_messages();
+    ASSERT_EQ(messages.size(), 1U);
+    const char big[] = "\0\0\0\3\0\0\0\1\0\0\0\0\0\0\0\x18\0\0\0\1\0\0\xfd\xe9";
+    const char little[] = "\3\0\0\0\1\0\0\0\0\0\0\0\x18\0\0\0\1\0\0\0\xe9\xfd\0\0";
+    EXPECT_EQ(messages[0].bytes, std::string(is_big_endian() ? big : little, 24));
 }
 
 TEST_F(Transport, OptionIsNotSent) {
@@ -147,6 +173,7 @@ TEST_F(Transport, OneRecordCostsOneWriteAndOneReadOnTheOpenConnection) {
     plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
     ObservedCalls observed;
     plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    observed.end();
     EXPECT_EQ(observed.sizes("write"), std::vector<std::size_t>{24});
     EXPECT_EQ(observed.sizes("read"), std::vector<std::size_t>{4});
     EXPECT_EQ(observed.sizes("malloc"), std::vector<std::size_t>{24});
