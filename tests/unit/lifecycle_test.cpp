@@ -9,9 +9,7 @@ using support::CapturedOutput;
 
 class Lifecycle : public support::PluginTest {
   protected:
-    ~Lifecycle() override {
-        sr_unsubscribe(sysrepo().handle);
-    }
+    ~Lifecycle() override { sr_unsubscribe(sysrepo().handle); }
 };
 
 struct Expected {

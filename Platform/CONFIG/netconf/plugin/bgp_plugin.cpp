@@ -1827,7 +1827,8 @@ netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int in
         always.print("[%s][%d]malloc err.\n", __func__, 1480);
         return nullptr;
     }
-    std::memset(static_cast<void *>(message.get()), 0, length);
+    // Header and query fill the message: nothing of it stays as it was allocated.
+    message->resValue = 0;
     message->module = MODULE_ID_BGP;
     message->subMod = sub_mod;
     message->dataLen = static_cast<int>(length);

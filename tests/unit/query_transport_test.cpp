@@ -1,0 +1,481 @@
+// Queries from the callback to its output values, over the sockets.
+#include "observed_calls.h"
+#include "recording_daemon.h"
+#include "replies.h"
+
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace {
+
+using support::CapturedOutput;
+using support::ObservedCalls;
+using support::Outputs;
+using support::packed;
+using support::Record;
+using support::RecordingDaemon;
+using support::Values;
+
+// --- The queries and a reply to each ------------------------------------------------
+
+struct Query {
+    const char *name;
+    sr_rpc_cb callback;
+    int sub_mod;
+    std::string payload;
+    Outputs outputs;
+};
+
+Query summary_query(std::size_t entries) {
+    const Record block = Record(support::summary_block, 0)
+                             .put("neighbor_number", static_cast<std::uint32_t>(entries));
+    Query query = {"summary", ip_bgp_summary_cb, BGP_SUB_RPC_IP_BGP_SUMMARY, block.bytes(),
+                   block.outputs({})};
+    for (unsigned i = 0; i < entries; ++i) {
+        const Record entry(support::summary_entry, i + 1);
+        query.payload += entry.bytes();
+        append(query.outputs, entry.outputs({entry.text("neighbor")}));
+    }
+    return query;
+}
+
+Query neighbor_query() {
+    const Record peer = Record(support::peer_record, 1).put("address_family_cnt", 1);
+    const Record family = Record(support::family_record, 2).put("afi", 1).put("safi", 1);
+    Query query = {"neighbor", ip_bgp_neighbor_cb, BGP_SUB_RPC_IP_BGP_NEIGHBOR,
+                   packed(std::uint32_t{1}) + peer.bytes() + family.bytes(),
+                   peer.outputs({"1-neighbor_addr", "1-vrf_name"})};
+    append(query.outputs,
+           family.outputs({"1-neighbor_addr", "1-vrf_name", "AFI_IP", "SAFI_UNICAST"}));
+    return query;
+}
+
+Query info_query() {
+    const Record table = Record(support::table_record, 1).put("prefix_number", 1);
+    const Record network = Record(support::network_record, 2).put("nextop_num", 1);
+    const Record next_hop(support::next_hop_record, 3);
+    Query query = {"info", ip_bgp_info_cb, BGP_SUB_RPC_IP_BGP_INFO,
+                   packed(std::uint32_t{1}) + table.bytes() + network.bytes() + next_hop.bytes(),
+                   table.outputs({})};
+    append(query.outputs, network.outputs({"2-network"}));
+    append(query.outputs, next_hop.outputs({"2-network", "3-nexthop", "3-metric", "3-path"}));
+    return query;
+}
+
+Query evpn_query() {
+    const std::string entry = "/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher"
+                              "[route-distinguisher='rd']/list-evpn-route-brief[evpn-route='r']/";
+    return {"evpn",
+            ip_bgp_evpn_cb,
+            BGP_SUB_RPC_IP_BGP_EVPN,
+            support::evpn_payload(4, {{"rd", {{"r", 1, 1, 1, {1, "community"}}}}}),
+            {{entry + "valid-flag", SR_ENUM_T, "valid"},
+             {entry + "select-flag", SR_ENUM_T, "best"},
+             {entry + "source-type", SR_ENUM_T, "internal"},
+             {entry + "ext-community", SR_STRING_T, "community"}}};
+}
+
+Query clear_query() {
+    return {"clear", clear_ip_bgp_cb, BGP_SUB_RPC_CLEAR_IP_BGP, "done", {}};
+}
+
+std::vector<Query> all_queries() {
+    return {evpn_query(), info_query(), neighbor_query(), summary_query(2), clear_query()};
+}
+
+// A whole reply; a `length` of 0 is its own.
+std::string reply_bytes(int sub_mod, const std::string &payload, std::int32_t length = 0,
+                        int module = MODULE_ID_BGP) {
+    const auto whole = static_cast<std::int32_t>(payload.size() + 16);
+    const std::int32_t header[] = {module, sub_mod, 0, length == 0 ? whole : length};
+    return support::bytes_of(header) + payload;
+}
+std::string reply_bytes(const Query &query) {
+    return reply_bytes(query.sub_mod, query.payload);
+}
+
+int call(const Query &query, Values &output) {
+    sr_val_t input{}; // nothing in particular is asked for
+    return output.fill([&](sr_val_t **array, size_t *count) {
+        return query.callback(scripted::session(), "/orv_bgp:rpc", &input, 0, SR_EV_RPC, 1, array,
+                              count, nullptr);
+    });
+}
+
+class QueryTransport : public support::PluginTest {
+  protected:
+    QueryTransport() { configure_as(65001); }
+
+    static void expect_answered(const Query &query) {
+        Values output;
+        const CapturedOutput printed;
+        EXPECT_EQ(call(query, output), SR_ERR_OK) << query.name;
+        EXPECT_EQ(output.outputs(), query.outputs) << query.name;
+        EXPECT_EQ(printed.text(), "");
+    }
+    static void expect_failed(const Query &query, const std::string &line = "") {
+        Values output(2);
+        const CapturedOutput printed;
+        EXPECT_EQ(call(query, output), SR_ERR_CALLBACK_FAILED) << query.name;
+        EXPECT_EQ(printed.text(), line + "get reply buff error!\n");
+        EXPECT_EQ(output.size(), 2U);
+        EXPECT_EQ(output.written_count(), 0U);
+    }
+};
+
+// --- Replies in pieces --------------------------------------------------------------
+
+// A daemon that takes one query on the daemon's port and answers it piece by
+// piece, without waiting for more to send along.
+class PieceDaemon {
+  public:
+    explicit PieceDaemon(std::vector<std::string> pieces)
+        : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
+        const int on = 1;
+        setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = inet_addr(NETCONF_DAEMON_ADDRESS);
+        address.sin_port = htons(NETCONF_DAEMON_PORT);
+        if (bind(listener_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+            listen(listener_, 1) != 0) {
+            throw std::system_error(errno, std::generic_category(), "listening");
+        }
+        thread_ = std::thread([this, pieces = std::move(pieces)] { serve(pieces); });
+    }
+    PieceDaemon(const PieceDaemon &) = delete;
+    PieceDaemon &operator=(const PieceDaemon &) = delete;
+    ~PieceDaemon() {
+        shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        close(listener_);
+    }
+
+  private:
+    void serve(const std::vector<std::string> &pieces) const {
+        const int connection = accept(listener_, nullptr, nullptr);
+        const int on = 1;
+        setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        char query[1000];
+        if (recv(connection, query, sizeof query, 0) > 0) {
+            std::all_of(pieces.begin(), pieces.end(), [&](const std::string &piece) {
+                return send(connection, piece.data(), piece.size(), MSG_NOSIGNAL) >= 0;
+            });
+        }
+        close(connection);
+    }
+
+    int listener_;
+    std::thread thread_;
+};
+
+// The first piece of `first` bytes, the others of `size`.
+std::vector<std::string> in_pieces(const std::string &bytes, std::size_t first, std::size_t size) {
+    std::vector<std::string> pieces = {bytes.substr(0, first)};
+    for (std::size_t i = first; i < bytes.size(); i += size) {
+        pieces.push_back(bytes.substr(i, size));
+    }
+    return pieces;
+}
+
+TEST_F(QueryTransport, ReplyInPiecesBehindItsHeaderIsPutTogether) {
+    for (const Query &query : all_queries()) {
+        for (const std::size_t size : {1U, 7U, 65536U}) {
+            const PieceDaemon daemon(in_pieces(reply_bytes(query), 16, size));
+            expect_answered(query);
+        }
+    }
+}
+
+TEST_F(QueryTransport, LongReplyInPiecesOf64KiBIsPutTogether) {
+    const Query query = summary_query(3000);
+    const PieceDaemon daemon(in_pieces(reply_bytes(query), 65536, 65536));
+    expect_answered(query);
+}
+
+// Stands in for the connection of the next query: every piece that is sent is
+// read by one read, however the two ends run.
+class Connection {
+  public:
+    Connection(ObservedCalls &observed, const std::vector<std::string> &pieces) {
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends_) != 0) {
+            throw std::system_error(errno, std::generic_category(), "socketpair");
+        }
+        observed.socket_result = ends_[0]; // the query closes it
+        observed.connect_result = 0;
+        for (const std::string &piece : pieces) {
+            EXPECT_EQ(send(ends_[1], piece.data(), piece.size(), MSG_NOSIGNAL),
+                      static_cast<ssize_t>(piece.size()));
+        }
+        shutdown(ends_[1], SHUT_WR);
+    }
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+    ~Connection() { close(ends_[1]); }
+
+  private:
+    int ends_[2] = {-1, -1};
+};
+
+// A header of which only `size` bytes have come: the rest counts as zeros.
+struct HeaderSoFar {
+    std::int32_t module, sub_mod, result, length;
+
+    static HeaderSoFar of(std::string bytes, std::size_t size) {
+        bytes.resize(size);
+        bytes.resize(sizeof(HeaderSoFar), '\0');
+        HeaderSoFar header{};
+        std::memcpy(&header, bytes.data(), sizeof header);
+        return header;
+    }
+};
+
+TEST_F(QueryTransport, HeaderThatComesInTwoPiecesCountsAsFarAsItHasCome) {
+    const Query query = summary_query(2);
+    const std::string whole = reply_bytes(query);
+    for (std::size_t first = 1; first < 16; ++first) {
+        const HeaderSoFar header = HeaderSoFar::of(whole, first);
+        ObservedCalls observed;
+        const Connection connection(observed, in_pieces(whole, first, whole.size()));
+        if (header.module != MODULE_ID_BGP) {
+            expect_failed(query);
+            continue;
+        }
+        Values output;
+        if (header.length > static_cast<int>(first)) { // more is awaited
+            EXPECT_EQ(call(query, output), SR_ERR_OK) << first;
+            EXPECT_EQ(output.outputs(), query.outputs);
+        } else { // that was all: a reply without neighbours, or for no query at all
+            EXPECT_EQ(call(query, output), header.sub_mod == query.sub_mod ? 0 : -1) << first;
+            EXPECT_EQ(output.size(), 0U);
+        }
+        EXPECT_EQ(observed.count("close"), 1U);
+    }
+}
+
+TEST_F(QueryTransport, ReplyByteByByteFromItsStartEndsWithTheFirst) {
+    const Query query = summary_query(2);
+    const std::string whole = reply_bytes(query);
+    ObservedCalls observed;
+    const Connection connection(observed, in_pieces(whole.substr(0, 40), 1, 1));
+    if (HeaderSoFar::of(whole, 1).module != MODULE_ID_BGP) {
+        expect_failed(query);
+        return;
+    }
+    Values output;
+    EXPECT_EQ(call(query, output), -1);
+    EXPECT_EQ(observed.count("read"), 1U);
+    EXPECT_EQ(output.size(), 0U);
+}
+
+TEST_F(QueryTransport, EveryByteBehindTheHeaderIsReadByItself) {
+    const Query query = evpn_query();
+    const std::string whole = reply_bytes(query);
+    ObservedCalls observed;
+    const Connection connection(observed, in_pieces(whole, 16, 1));
+    expect_answered(query);
+    EXPECT_EQ(observed.count("read"), 1 + query.payload.size());
+    EXPECT_EQ(observed.count("write"), 1U);
+    EXPECT_EQ(observed.sizes("select"), std::vector<std::size_t>{60});
+}
+
+// --- The longest reply ------------------------------------------------------------------
+
+TEST_F(QueryTransport, ReplyOf10MiBIsAnswered) {
+    RecordingDaemon daemon;
+    const Query entry = summary_query(1);
+    const std::size_t entries = (support::payload_limit - 84) / 160;
+    std::string payload = Record(support::summary_block)
+                              .put("neighbor_number", static_cast<std::uint32_t>(entries))
+                              .bytes();
+    for (std::size_t i = 0; i < entries; ++i) {
+        payload += entry.payload.substr(84);
+    }
+    payload.resize(support::payload_limit, 'x');
+    const std::string whole = reply_bytes(entry.sub_mod, payload);
+    ASSERT_EQ(whole.size(), 10485760U);
+    for (const char *more : {"", "y"}) { // a byte that is not announced
+        daemon.answer_next(configd::RawBytes{whole + more, true});
+        Values output;
+        EXPECT_EQ(call(entry, output), SR_ERR_OK);
+        ASSERT_EQ(output.size(), 6 + 9 * entries);
+        EXPECT_STREQ(output.at(output.size() - 1).data.string_val, "1-state_pfxrcd");
+    }
+}
+
+TEST_F(QueryTransport, ReplyOfOneByteMoreIsRefused) {
+    RecordingDaemon daemon;
+    for (const Query &query : all_queries()) {
+        std::string payload = query.payload;
+        payload.resize(support::payload_limit + 1, '\0');
+        const std::string whole = reply_bytes(query.sub_mod, payload);
+        ASSERT_EQ(whole.size(), 10485761U);
+        daemon.answer_next(configd::RawBytes{whole, true});
+        expect_failed(query, "data length exceed BUF_SIZE_MAX\n");
+    }
+    const Query query = summary_query(2);
+    daemon.answer_next(configd::RawBytes{reply_bytes(query), true});
+    expect_answered(query);
+}
+
+// --- Replies that are not what they should be ---------------------------------------------
+
+TEST_F(QueryTransport, ReplyThatEndsEarlyIsReadAsFarAsItCame) {
+    RecordingDaemon daemon;
+    const Query query = summary_query(2);
+    Outputs expected(query.outputs.begin(), query.outputs.begin() + 15);
+    append(expected, Record(support::summary_entry).outputs({""}));
+    const std::string cut = query.payload.substr(0, 84 + 160);
+    daemon.answer_next(configd::RawBytes{
+        reply_bytes(query.sub_mod, cut, static_cast<std::int32_t>(query.payload.size()) + 16),
+        true});
+    Values output;
+    EXPECT_EQ(call(query, output), SR_ERR_OK);
+    EXPECT_EQ(output.outputs(), expected);
+}
+
+TEST_F(QueryTransport, LongerReplyBeforeLeavesNothingInAShorterOne) {
+    RecordingDaemon daemon;
+    const Query longer = summary_query(5);
+    daemon.answer_next(configd::RawBytes{reply_bytes(longer), true});
+    expect_answered(longer);
+    const Query shorter = summary_query(1);
+    std::string announces_two = shorter.payload;
+    announces_two.replace(80, 4, packed(std::uint32_t{2}));
+    daemon.answer_next(configd::RawBytes{reply_bytes(shorter.sub_mod, announces_two), true});
+    Values output;
+    EXPECT_EQ(call(shorter, output), SR_ERR_OK);
+    ASSERT_EQ(output.size(), 24U);
+    EXPECT_EQ(output.outputs().at(23).xpath,
+              "/ip-bgp-summary/neighbors/entry[neighbor='']/state-pfxrcd");
+    EXPECT_EQ(output.outputs().at(23).value, "");
+}
+
+TEST_F(QueryTransport, ConnectionThatIsClosedWithoutAReplyFailsTheCall) {
+    RecordingDaemon daemon;
+    for (const Query &query : all_queries()) {
+        daemon.answer_next(configd::RawBytes{"", true});
+        expect_failed(query);
+    }
+}
+
+TEST_F(QueryTransport, ReplyOfAnotherModuleFailsTheCall) {
+    RecordingDaemon daemon;
+    for (const Query &query : all_queries()) {
+        for (const int module : {0, 1, 2, 4, 8, -3}) {
+            daemon.answer_next(
+                configd::RawBytes{reply_bytes(query.sub_mod, query.payload, 0, module), true});
+            expect_failed(query);
+        }
+    }
+}
+
+TEST_F(QueryTransport, ReplyToAnotherQueryIsRefusedByTheParser) {
+    RecordingDaemon daemon;
+    for (const Query &query : all_queries()) {
+        for (const Query &other : all_queries()) {
+            if (query.sub_mod == other.sub_mod || query.sub_mod == BGP_SUB_RPC_CLEAR_IP_BGP) {
+                continue;
+            }
+            daemon.answer_next(configd::RawBytes{reply_bytes(other), true});
+            Values output;
+            EXPECT_EQ(call(query, output), -1);
+            EXPECT_EQ(output.size(), 0U);
+        }
+    }
+}
+
+TEST_F(QueryTransport, ReplyThatOnlyLooksLikeOneIsRefusedWithALine) {
+    RecordingDaemon daemon;
+    for (const Query &query : all_queries()) {
+        if (query.sub_mod == BGP_SUB_RPC_CLEAR_IP_BGP) {
+            continue;
+        }
+        daemon.answer_next(
+            configd::RawBytes{reply_bytes(query.sub_mod, std::string(500, '\xff')), true});
+        Values output(1);
+        const CapturedOutput printed;
+        EXPECT_EQ(call(query, output), -1);
+        EXPECT_THAT(printed.text(), testing::HasSubstr("]reply refused: "));
+        EXPECT_EQ(output.size(), 1U);
+    }
+}
+
+TEST_F(QueryTransport, RefusedConnectionFailsTheCallAndTheNextOneMaySucceed) {
+    for (const Query &query : all_queries()) {
+        {
+            ObservedCalls observed;
+            expect_failed(query, "error, parameter send error :-1");
+            for (const auto &made : observed.calls) {
+                if (made.name == "connect") {
+                    close(made.descriptor); // a failed connect leaves it open
+                }
+            }
+        }
+        RecordingDaemon daemon;
+        daemon.answer_next(configd::RawBytes{reply_bytes(query), true});
+        expect_answered(query);
+    }
+}
+
+// --- A daemon that says nothing ----------------------------------------------------------
+
+TEST_F(QueryTransport, SilentDaemonGivesThePreviousReplyOnceMore) {
+    RecordingDaemon daemon;
+    std::size_t queries = 0;
+    for (const Query &query : all_queries()) {
+        daemon.answer_next(configd::RawBytes{reply_bytes(query), true});
+        expect_answered(query);
+        daemon.wait_for_closed(++queries);
+        daemon.answer_next(configd::Silence{});
+        daemon.answer_next(configd::Silence{});
+        ObservedCalls observed;
+        observed.select_result = 0;
+        for (int times = 0; times < 2; ++times) {
+            expect_answered(query);
+            daemon.wait_for_closed(++queries);
+        }
+        EXPECT_EQ(observed.count("read"), 0U);
+        EXPECT_EQ(observed.sizes("select"), (std::vector<std::size_t>{60, 60}));
+    }
+}
+
+TEST_F(QueryTransport, SilentDaemonsPreviousReplyMayBelongToAnotherQuery) {
+    RecordingDaemon daemon;
+    const Query previous = summary_query(2);
+    daemon.answer_next(configd::RawBytes{reply_bytes(previous), true});
+    expect_answered(previous);
+    daemon.answer_otherwise(configd::Silence{});
+    ObservedCalls observed;
+    observed.select_result = 0;
+    for (const Query &query : {evpn_query(), info_query(), neighbor_query()}) {
+        Values output;
+        EXPECT_EQ(call(query, output), -1);
+        EXPECT_EQ(output.size(), 0U);
+    }
+    expect_answered(clear_query()); // takes any reply
+}
+
+TEST_F(QueryTransport, SilentDaemonFailsTheCallWhenThereIsNoPreviousReply) {
+    RecordingDaemon daemon;
+    daemon.answer_next(configd::RawBytes{"", true});
+    expect_failed(summary_query(2));
+    daemon.answer_otherwise(configd::Silence{});
+    ObservedCalls observed;
+    observed.select_result = 0;
+    for (const Query &query : all_queries()) {
+        expect_failed(query);
+    }
+}
+
+} // namespace
