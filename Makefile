@@ -2,7 +2,7 @@
 
 .PHONY: build run test bench format clean
 
-# Builds everything with both compilers' strictest warnings: make test.
+# Builds everything with g++.
 build: setup
 	cmake --preset release
 	cmake --build --preset release
@@ -11,11 +11,15 @@ build: setup
 run: build
 	scripts/run-demo build/release $(if $(KEEP),--keep)
 
-# Builds with g++ and with clang, then runs every test; the unit tests also on
-# an emulated big-endian target.
+# Builds with g++ and with clang, then runs every test; the unit tests also under
+# sanitizers and on an emulated big-endian target.
 test: build
 	cmake --preset clang
 	cmake --build --preset clang
+	cmake --preset sanitize
+	cmake --build --preset sanitize --target unit_test
+	ctest --preset sanitize
+	scripts/install-dependencies --for-tests
 	scripts/test-big-endian s390x
 	ctest --preset release
 

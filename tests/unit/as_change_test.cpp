@@ -185,7 +185,7 @@ TEST_F(AsChange, SubscriptionPathThatDoesNotFitIsRefused) {
                                       nullptr),
               SR_ERR_INVALID_VALUE);
     EXPECT_EQ(output.text(),
-              "path /" + std::string(99, 'x') + "... is 997 bytes long, the limit is 996\n");
+              "path ..." + std::string(100, 'x') + " is 997 bytes long, the limit is 996\n");
     EXPECT_EQ(bgp_config_as_change_cb(scripted::session(), "orv_bgp", path.substr(0, 996).c_str(),
                                       SR_EV_CHANGE, 1, nullptr),
               SR_ERR_OK);

@@ -146,10 +146,12 @@ bool contains(const char *text, const char *part) {
     return std::strstr(text, part) != nullptr;
 }
 
-// Refuses a path that is longer than its working buffer has room for.
+// Refuses a path that is longer than its working buffer has room for. Its end
+// says which node it is.
 int refuse_path(const char *path, std::size_t limit) {
-    always.print("path %.100s... is %zu bytes long, the limit is %zu\n", path, std::strlen(path),
-                 limit);
+    const std::size_t length = std::strlen(path);
+    always.print("path ...%s is %zu bytes long, the limit is %zu\n",
+                 path + (length > 100 ? length - 100 : 0), length, limit);
     return SR_ERR_INVALID_VALUE;
 }
 
@@ -288,8 +290,9 @@ constexpr CallbackLines as_lines = {"bgp_config_as_change_cb", 1369, 1378,
 
 // Sends the AS number as changed; g_bgp_id follows once the daemon has agreed.
 int send_as(const Change &change) {
+    // Nothing is ever pending here: each change goes out by itself.
     PendingRecord pending;
-    debug.print("[%s][%d] need_send:%d sub_mod:%d\n", as_lines.function, 1412, 0, pending.sub_mod);
+    debug.print("[%s][%d] need_send:%d sub_mod:%d\n", as_lines.function, 1412, 0, 0);
 
     bgp_as_val record{};
     record.as = change.value->data.uint32_val;
@@ -763,8 +766,11 @@ constexpr FamilyContainer vrf_neighbor_container = {
 int put_keys(const FamilyContainer &container, const char *list, const char *function, char *record,
              sr_val_t &value) {
     // A look-up cuts the text that it is given, so the second needs a copy.
-    char copy[path_size] = {};
+    char copy[path_size];
     const bool several = container.keys[1].node != nullptr;
+    if (several) {
+        std::memset(copy, 0, sizeof copy);
+    }
     for (const Key &key : container.keys) {
         if (key.node == nullptr) {
             break;
@@ -1710,7 +1716,7 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
     const uint32_t peers_length = static_cast<uint32_t>(sizeof(Peer)) * peer_cnt;
     const uint32_t entry_cnt = (static_cast<uint32_t>(reply_buf->dataLen) - peers_length) /
                                static_cast<uint32_t>(sizeof(PeerFamily));
-    if (entry_cnt > BUF_SIZE_MAX / sizeof(PeerFamily)) {
+    if (reply_buf->dataLen > BUF_SIZE_MAX || entry_cnt > BUF_SIZE_MAX / sizeof(PeerFamily)) {
         return refuse_reply(neighbor_reply, counts_lead_outside_reply);
     }
     const std::size_t add_count =
@@ -1857,11 +1863,16 @@ bool input_is(const sr_val_t &value, const char *part) {
     return value.xpath != nullptr && contains(value.xpath, part);
 }
 
-// Puts a text input into its field of the query.
+// Copies a text input into its field of the query, which is zero: an input comes
+// once.
 template <std::size_t size>
 int put_input(char (&field)[size], const sr_val_t &value) {
-    const bool put = put_text(field, text_of(value), value.xpath);
-    return put ? int{SR_ERR_OK} : int{SR_ERR_INVALID_VALUE};
+    const char *text = text_of(value);
+    if (!text_fits(size, text, value.xpath)) {
+        return SR_ERR_INVALID_VALUE;
+    }
+    std::memcpy(field, text, std::strlen(text));
+    return SR_ERR_OK;
 }
 
 bool starts_with(const sr_val_t &value, const char *start) {
@@ -2167,7 +2178,7 @@ int clear_ip_bgp_cb(sr_session_ctx_t *session, const char *path, const sr_val_t 
         return SR_ERR_OK;
     }
     bgp_rpc_clear_ip_bgp_input query{};
-    for (size_t i = 0; i < input_cnt; ++i) {
+    for (size_t i = 0; input != nullptr && i < input_cnt; ++i) {
         rc = put_clear_input(query, input[i]);
         if (rc != SR_ERR_OK) {
             return rc;

@@ -6,6 +6,12 @@
  * Numbers are in host byte order. A text fills the start of its field and is
  * followed by zeros; one that fills its field has no terminator.
  *
+ * A configuration record is about one setting, which its sub-module code names
+ * (a network or redistribution: its keys and the leaves that changed). It is
+ * built over what the records before it in the same edit left behind, and is
+ * cleared only where a list entry's first key leaf changed. So what the code does
+ * not name, padding included, may hold anything; a flag is set when it is not 0.
+ *
  * The EVPN reply is no record but a packed stream of counts, flags and
  * NUL-terminated texts.
  */
@@ -84,8 +90,8 @@ NETCONF_FIELD(bgp_globle_config, reserved, 41);
 NETCONF_RECORD(bgp_globle_config, 44);
 
 /*
- * BGP_SUB_GLOBLE_NEIGHBOR_*: one setting of a global neighbour; the sub-module code
- * says which, the other fields may hold what was sent for it before.
+ * BGP_SUB_GLOBLE_NEIGHBOR_*: one setting of a global neighbour; the sub-module
+ * code says which.
  *
  * bgp_globle_neighbor_config: 412 bytes
  *
@@ -96,7 +102,7 @@ NETCONF_RECORD(bgp_globle_config, 44);
  *       55   13  remote_as               AS number of the neighbour
  *       68   81  description
  *      149  257  update_source           interface or address that the session starts from
- *      406    2  reserved                zero
+ *      406    2  reserved
  *      408    4  ebgp_multihop           hop count
  */
 typedef struct bgp_globle_neighbor_config {
@@ -162,7 +168,7 @@ NETCONF_RECORD(address_family_val, 84);
  *        8   84  address_family          the family, and the VRF
  *       92   50  network_ip_str          prefix, the key
  *      142  257  route_map
- *      399    1  reserved                zero
+ *      399    1  reserved
  *      400    4  backdoor                1 when the change concerned it
  */
 typedef struct bgp_address_family_network_universal_val {
@@ -216,7 +222,7 @@ NETCONF_RECORD(bgp_address_family_redistribute_universal_val, 376);
 
 /*
  * BGP_SUB_NEIGHBOR_*: one setting of a neighbour in an address family; the
- * sub-module code says which, the other fields may hold what was sent before.
+ * sub-module code says which.
  *
  * bgp_address_family_neighbor_universal_val: 508 bytes
  *
@@ -225,13 +231,13 @@ NETCONF_RECORD(bgp_address_family_redistribute_universal_val, 376);
  *        4    4  bgp_id                  AS number of the instance
  *        8   84  address_family          the family, and the VRF
  *       92   47  neighbor_ip_or_tag      address, the key
- *      139    1  reserved                zero
+ *      139    1  reserved
  *      140    4  active                  1 when the change concerned it
  *      144    4  next_hop_self           1 when the change concerned it; not in a VRF
  *      148   13  remote_as               VRF only
  *      161   81  description             VRF only
  *      242  257  update_source           VRF only
- *      499    1  reserved2               zero
+ *      499    1  reserved2
  *      500    4  ebgp_multihop           hop count; VRF only
  *      504    4  route_reflector_client  1 when the change concerned it; not in a VRF
  */

@@ -69,7 +69,8 @@ int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error
  * Returns the reply, or NULL. It lies in that buffer: nobody frees it, and it is
  * valid until the next call. BUF_SIZE_MAX bytes may be read from it whatever
  * its dataLen says; what lies behind the reply's end is zero. A time-out
- * returns the previous reply once more, if there was one.
+ * returns the previous reply once more, if there was one, even if it had been
+ * refused or broken off.
  */
 netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_data);
 

@@ -6,11 +6,10 @@
 
 #include <cstring>
 
-// Puts `text` into the `size` bytes at `field`: zeros first, then exactly the
-// text's characters, so that a text which fills its field has no terminator.
-// A text that is too long, or none at all, is refused with a line that names
-// its `node`; the field is then left as it was. Returns whether it was put.
-inline bool put_text(char *field, std::size_t size, const char *text, const char *node) {
+// Whether `text` fits a field of `size` bytes; it may fill the field, without a
+// terminator. A text that is too long, or none at all, is refused with a line
+// that names its `node`.
+inline bool text_fits(std::size_t size, const char *text, const char *node) {
     if (text == nullptr) {
         always.print("value of %s has no text\n", node);
         return false;
@@ -20,8 +19,18 @@ inline bool put_text(char *field, std::size_t size, const char *text, const char
         always.print("value of %s is %zu bytes long, the limit is %zu\n", node, length, size);
         return false;
     }
+    return true;
+}
+
+// Puts `text` into the `size` bytes at `field`: zeros first, then exactly the
+// text's characters. Returns false, with the field left as it was, for a text
+// that does not fit.
+inline bool put_text(char *field, std::size_t size, const char *text, const char *node) {
+    if (!text_fits(size, text, node)) {
+        return false;
+    }
     std::memset(field, 0, size);
-    std::memcpy(field, text, length);
+    std::memcpy(field, text, std::strlen(text));
     return true;
 }
 
