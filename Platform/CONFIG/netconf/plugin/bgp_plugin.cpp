@@ -1571,13 +1571,93 @@ bool info_fits(std::size_t networks, std::size_t next_hops) {
            next_hops <= room_for(sizeof(InfoNextHop), offset + networks * sizeof(InfoNetwork));
 }
 
+// The walk through the networks of a reply.
+struct InfoWalk {
+    const char *payload;
+    OutputValues &values;
+    OutputXPath entry{};
+    std::size_t next_hop_cnt_all = 0; // next hops of the networks passed
+};
+
+// Publishes the next hops of a network, whose XPath and record end where the
+// walk's entry and `offset` stand. Returns false when the array is full.
+bool publish_next_hops(InfoWalk &walk, std::size_t offset, uint32_t network, uint32_t count) {
+    const std::size_t network_length = walk.entry.length();
+    for (uint32_t j = 0; j < count; ++j, offset += sizeof(InfoNextHop)) {
+        debug.print("%s\t%d\toffset:%d i:%d\tnext_hop_cnt_all:%d  next_hop_cnt:%d\n",
+                    info_reply.function, 2024, static_cast<int>(offset), network,
+                    static_cast<int>(walk.next_hop_cnt_all), j);
+        const auto next_hop = record_at<InfoNextHop>(walk.payload, offset);
+        trace_record(info_next_hop, &next_hop);
+        walk.entry.cut(network_length);
+        walk.entry.append("/next-hop-information");
+        walk.entry.append_key("next-hop", text_in(next_hop.nexthop));
+        walk.entry.append_key("metric", text_in(next_hop.metric));
+        walk.entry.append_key("path", text_in(next_hop.path));
+        walk.entry.append("/");
+        if (!publish_record(walk.values, walk.entry, info_next_hop, &next_hop)) {
+            return false;
+        }
+    }
+    walk.next_hop_cnt_all += count;
+    return true;
+}
+
+// Publishes network number i with its next hops. Returns nullptr, or why the
+// reply is refused.
+const char *publish_network(InfoWalk &walk, uint32_t i) {
+    if (!info_fits(i + std::size_t{1}, walk.next_hop_cnt_all)) {
+        return counts_lead_outside_reply;
+    }
+    const std::size_t offset = info_networks_offset + i * sizeof(InfoNetwork) +
+                               walk.next_hop_cnt_all * sizeof(InfoNextHop);
+    debug.print("%s\t%d\toffset:%d i:%d\tnext_hop_cnt_all:%d\n", info_reply.function, 1996,
+                static_cast<int>(offset), i, static_cast<int>(walk.next_hop_cnt_all));
+    debug.print("%s\t%d\thand struct:%d network struct:%d  next-hop struct:%d\n",
+                info_reply.function, 2001, static_cast<int>(sizeof(InfoTable)),
+                static_cast<int>(sizeof(InfoNetwork)), static_cast<int>(sizeof(InfoNextHop)));
+    const auto network = record_at<InfoNetwork>(walk.payload, offset);
+    trace_record(info_network, &network);
+    if (network.nextop_num > room_for(sizeof(InfoNextHop), offset + sizeof network)) {
+        return counts_lead_outside_reply;
+    }
+    walk.entry.cut(0);
+    walk.entry.append("/ip-bgp-info/bgp-info/entry");
+    walk.entry.append_key("network", text_in(network.network));
+    const std::size_t network_length = walk.entry.length();
+    walk.entry.append("/");
+    if (!publish_record(walk.values, walk.entry, info_network, &network)) {
+        return counts_lead_outside_array;
+    }
+    walk.entry.cut(network_length);
+    if (!publish_next_hops(walk, offset + sizeof network, i, network.nextop_num)) {
+        return counts_lead_outside_array;
+    }
+    return nullptr;
+}
+
+// Publishes the table and its networks. Returns nullptr, or why the reply is
+// refused.
+const char *publish_info(InfoWalk &walk, const InfoTable &table) {
+    walk.entry.append("/ip-bgp-info/bgp-info/");
+    if (!publish_record(walk.values, walk.entry, info_table, &table)) {
+        return counts_lead_outside_array;
+    }
+    for (uint32_t i = 0; i < table.prefix_number; ++i) {
+        const char *refusal = publish_network(walk, i);
+        if (refusal != nullptr) {
+            return refusal;
+        }
+    }
+    return nullptr;
+}
+
 } // namespace
 
 int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data_struc *reply_buf) {
     if (!accept_reply(info_reply, output, output_cnt, reply_buf)) {
         return -1;
     }
-    const char *function = info_reply.function;
     const char *payload = reply_buf->transferData;
     const auto next_hop_num = record_at<uint32_t>(payload, 0);
     const auto table = record_at<InfoTable>(payload, sizeof next_hop_num);
@@ -1600,56 +1680,11 @@ int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
         return 0;
     }
     OutputValues values(*output, add_count);
-    OutputXPath entry;
-    entry.append("/ip-bgp-info/bgp-info/");
-    const std::size_t table_length = entry.length();
-    if (!publish_record(values, entry, info_table, &table)) {
-        return refuse_values(info_reply, values);
-    }
-    std::size_t next_hop_cnt_all = 0;
-    for (uint32_t i = 0; i < network_num; ++i) {
-        std::size_t offset =
-            info_networks_offset + i * sizeof(InfoNetwork) + next_hop_cnt_all * sizeof(InfoNextHop);
-        if (!info_fits(i + std::size_t{1}, next_hop_cnt_all)) {
-            values.discard();
-            return refuse_reply(info_reply, counts_lead_outside_reply);
-        }
-        debug.print("%s\t%d\toffset:%d i:%d\tnext_hop_cnt_all:%d\n", function, 1996,
-                    static_cast<int>(offset), i, static_cast<int>(next_hop_cnt_all));
-        debug.print("%s\t%d\thand struct:%d network struct:%d  next-hop struct:%d\n", function,
-                    2001, static_cast<int>(sizeof(InfoTable)),
-                    static_cast<int>(sizeof(InfoNetwork)), static_cast<int>(sizeof(InfoNextHop)));
-        const auto network = record_at<InfoNetwork>(payload, offset);
-        trace_record(info_network, &network);
-        offset += sizeof network;
-        if (network.nextop_num > room_for(sizeof(InfoNextHop), offset)) {
-            values.discard();
-            return refuse_reply(info_reply, counts_lead_outside_reply);
-        }
-        entry.cut(table_length);
-        entry.append("entry");
-        entry.append_key("network", text_in(network.network));
-        const std::size_t network_length = entry.length();
-        entry.append("/");
-        if (!publish_record(values, entry, info_network, &network)) {
-            return refuse_values(info_reply, values);
-        }
-        for (uint32_t j = 0; j < network.nextop_num; ++j, offset += sizeof(InfoNextHop)) {
-            debug.print("%s\t%d\toffset:%d i:%d\tnext_hop_cnt_all:%d  next_hop_cnt:%d\n", function,
-                        2024, static_cast<int>(offset), i, static_cast<int>(next_hop_cnt_all), j);
-            const auto next_hop = record_at<InfoNextHop>(payload, offset);
-            trace_record(info_next_hop, &next_hop);
-            entry.cut(network_length);
-            entry.append("/next-hop-information");
-            entry.append_key("next-hop", text_in(next_hop.nexthop));
-            entry.append_key("metric", text_in(next_hop.metric));
-            entry.append_key("path", text_in(next_hop.path));
-            entry.append("/");
-            if (!publish_record(values, entry, info_next_hop, &next_hop)) {
-                return refuse_values(info_reply, values);
-            }
-        }
-        next_hop_cnt_all += network.nextop_num;
+    InfoWalk walk{payload, values};
+    const char *refusal = publish_info(walk, table);
+    if (refusal != nullptr) {
+        values.discard();
+        return refuse_reply(info_reply, refusal);
     }
     debug.print("ip_bgp_info_output_parse cnt:%d\n", static_cast<int>(values.count()));
     *output_cnt = values.count();
