@@ -1,5 +1,7 @@
 #include "scripted_sysrepo.h"
 
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -152,6 +154,17 @@ sr_session_ctx_t *session() {
 using scripted::sysrepo;
 
 extern "C" {
+
+int sr_set_error(sr_session_ctx_t * /*session*/, const char *path, const char *format, ...) {
+    char message[2000];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
+    scripted::sysrepo().errors.push_back(
+        {path == nullptr ? std::nullopt : std::optional<std::string>(path), message});
+    return SR_ERR_OK;
+}
 
 const char *sr_strerror(int err_code) {
     static const char *const texts[] = {"Operation succeeded",

@@ -1,4 +1,4 @@
-// A sysrepo that does what a test tells it: the twelve functions of the library
+// A sysrepo that does what a test tells it: the thirteen functions of the library
 // that the plug-in calls, without a datastore. A test program links this
 // instead of the library.
 #ifndef SCRIPTED_SYSREPO_H
@@ -45,6 +45,12 @@ Change moved(Value value);
 // A value in the heap, as sysrepo hands it out; free with sr_free_val.
 sr_val_t *make_value(const Value &value);
 
+// What sr_set_error was given.
+struct Error {
+    std::optional<std::string> path;
+    std::string message;
+};
+
 struct Registration {
     std::string module; // empty for an RPC
     std::string path;
@@ -77,6 +83,7 @@ struct Sysrepo {
     sr_subscription_ctx_t *handle = nullptr; // that the registrations hang on
     std::vector<void *> unsubscribed;        // handles, null ones too
     std::vector<std::pair<std::size_t, std::size_t>> reallocs;
+    std::vector<Error> errors;
     std::size_t values_open = 0;    // handed out and not freed
     std::size_t iterators_open = 0; // opened and not freed
 };

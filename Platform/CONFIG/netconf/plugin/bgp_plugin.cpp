@@ -6,6 +6,7 @@
 #include "output_values.h"
 #include "packed_reader.h"
 #include "record_text.h"
+#include "refusal.h"
 #include "reply_fields.h"
 
 #include <sysrepo/values.h>
@@ -142,6 +143,12 @@ namespace {
 constexpr std::size_t path_size = 1000;        // bytes, terminator included
 constexpr std::size_t send_buffer_size = 1500; // bytes, no record is longer
 
+// Prints why a callback fails, and notes it for the client.
+void report(const char *why) {
+    always.line(why);
+    refusal.because("%s", why);
+}
+
 bool contains(const char *text, const char *part) {
     return std::strstr(text, part) != nullptr;
 }
@@ -152,6 +159,8 @@ int refuse_path(const char *path, std::size_t limit) {
     const std::size_t length = std::strlen(path);
     always.print("path ...%s is %zu bytes long, the limit is %zu\n",
                  path + (length > 100 ? length - 100 : 0), length, limit);
+    refusal.because("the path is %zu bytes long, the limit is %zu; shorten its keys", length,
+                    limit);
     return SR_ERR_INVALID_VALUE;
 }
 
@@ -200,6 +209,30 @@ const char *text_of(const sr_val_t &value) {
     }
 }
 
+// The daemon's refusals, for the client.
+struct DaemonCode {
+    int code;
+    const char *meaning;
+    const char *advice;
+};
+constexpr DaemonCode daemon_codes[] = {
+    {SR_ERR_INVALID_VALUE, "invalid value", "correct the value"},
+    {SR_ERR_NO_EXISTS_CONFIG, "configuration does not exist", "configure what it belongs to first"},
+    {SR_ERR_CONFIG_FAILED, "configuration failed", "see the daemon's log"},
+    {SR_ERR_NOT_SUPPORT, "not supported", "leave the setting out"},
+    {SR_ERR_SOCKET_FAILED, "connection failed", "see the daemon's log"},
+};
+
+// Notes that the daemon refused, unless the transport has said why no answer came.
+void note_daemon_code(int code) {
+    const auto *row = std::find_if(std::begin(daemon_codes), std::end(daemon_codes),
+                                   [code](const DaemonCode &known) { return known.code == code; });
+    const bool known = row != std::end(daemon_codes);
+    refusal.because("the configuration daemon refused it with code %d, \"%s\"; %s", code,
+                    known ? row->meaning : sr_strerror(code),
+                    known ? row->advice : "see the daemon's log");
+}
+
 // The record in the making: what the next plugin_config sends. Its bytes stay
 // when it has been sent; a later record of the same edit is built over them.
 struct PendingRecord {
@@ -208,8 +241,12 @@ struct PendingRecord {
     uint32_t sub_mod = 0; // 0: none
 
     int send(sr_change_oper_t operation) const {
-        return plugin_config(data, static_cast<int>(length), operation, MODULE_ID_BGP,
-                             static_cast<int>(sub_mod));
+        const int rc = plugin_config(data, static_cast<int>(length), operation, MODULE_ID_BGP,
+                                     static_cast<int>(sub_mod));
+        if (rc != SR_ERR_OK) {
+            note_daemon_code(rc);
+        }
+        return rc;
     }
     void clear() { length = sub_mod = 0; }
 };
@@ -230,12 +267,8 @@ struct CallbackLines {
     const char *closing; // the walk ended with "not found"
 };
 
-// Runs `work` on the changes of an edit when the event asks for it: done and
-// abort come after the daemon has been told. `work` returns the callback's
-// result; "not found", which is the end of the changes (or a daemon's answer
-// with the same number), is success.
 template <typename Work>
-int run_callback(const CallbackLines &lines, sr_session_ctx_t *session, const char *p_xpath,
+int handle_event(const CallbackLines &lines, sr_session_ctx_t *session, const char *p_xpath,
                  sr_event_t event, Work work) {
     char xpath[path_size];
     const std::size_t size = std::strlen(p_xpath) + sizeof "//.";
@@ -263,10 +296,22 @@ int run_callback(const CallbackLines &lines, sr_session_ctx_t *session, const ch
     return rc;
 }
 
+// Runs `work` on the changes of an edit when the event asks for it: done and
+// abort come after the daemon has been told. `work` returns the callback's
+// result; "not found", which is the end of the changes (or a daemon's answer
+// with the same number), is success. The client is told of a failure.
+template <typename Work>
+int run_callback(const CallbackLines &lines, sr_session_ctx_t *session, const char *p_xpath,
+                 sr_event_t event, Work work) {
+    refusal.begin(p_xpath);
+    return refusal.tell(session, handle_event(lines, session, p_xpath, event, work));
+}
+
 // Says that a change has no value to work on.
 void report_no_value(const ChangeWalk &walk) {
     always.print("choose value for oper %d failed. old_value:%p, new_value:%p\n", walk.operation(),
                  static_cast<void *>(walk.old_value()), static_cast<void *>(walk.new_value()));
+    refusal.because("a change carries no value");
 }
 
 // The last node of a value's path, or nullptr after saying so.
@@ -275,6 +320,7 @@ const char *node_name(const sr_val_t &value) {
     if (name == nullptr) {
         always.print("get node name from xpath %s fail\n",
                      value.xpath == nullptr ? "(null)" : value.xpath);
+        refusal.because("the path names no node");
     }
     return name;
 }
@@ -341,6 +387,7 @@ int walk_as(ChangeWalk &walk) {
         }
         debug.print("[%s][%d]pNodeName=%s.\n", as_lines.function, 1407, change.node);
         if (equal(change.node, "as")) {
+            refusal.about(change.value->xpath);
             rc = send_as(change);
             if (rc != SR_ERR_OK) {
                 return rc;
@@ -386,6 +433,8 @@ int send_last(const PendingRecord &pending, sr_change_oper_t last_operation) {
     }
     if (pending.sub_mod == 0) {
         debug.print("\nchange cfg for bgp failed:%s", sr_strerror(SR_ERR_NOT_FOUND));
+        refusal.because("the edit ends with a neighbor that has no setting of its own; create or "
+                        "delete one of its settings with it");
         return SR_ERR_INVAL_ARG;
     }
     const int rc = pending.send(last_operation);
@@ -418,6 +467,8 @@ std::optional<int> next_change(const InstanceLines &lines, const char *p_xpath, 
         }
         if (walk.operation() != SR_OP_DELETED) {
             debug.print("[%s][%d] error, as not exist!", lines.function, lines.as_error);
+            refusal.about(walk.new_value() == nullptr ? p_xpath : walk.new_value()->xpath);
+            refusal.because("no AS is configured; configure /orv_bgp:router-bgp/as first");
             return SR_ERR_CONFIG_FAILED;
         }
         debug.print("[%s][%d]as not exist!", lines.function, lines.as_missing);
@@ -596,6 +647,7 @@ int globle_change(sr_session_ctx_t *session, const Change &change, GlobleState &
     if (is_continue_by_node_name(change.node) != 0) {
         return SR_ERR_OK;
     }
+    refusal.about(change.value->xpath);
     int need_send = 0;
     if (equal(change.node, "router-id")) {
         const int rc = put_router_id(change, state.pending);
@@ -640,7 +692,7 @@ int container_bgp_globle_neighbor_plugin_change_parse(sr_session_ctx_t *session,
 
     const char *address = key_value(use_val->xpath, "globle-neighbor", "neighbor-address");
     if (address == nullptr) {
-        always.line("neighbor address value is NULL.");
+        report("neighbor address value is NULL.");
         return SR_ERR_INTERNAL;
     }
     if (!put_text(buff->neighbor_ip_or_tag, address, "neighbor-address")) {
@@ -994,7 +1046,7 @@ const char *family_key(const FamilyKind &kind, const Change &change, const char 
     }
     const char *text = key_value(state.path, kind.list, key);
     if (text == nullptr) {
-        always.line(missing);
+        report(missing);
         *rc = SR_ERR_INTERNAL;
     }
     return text;
@@ -1026,7 +1078,7 @@ int read_family(const FamilyKind &kind, const Change &change, FamilyState &state
         }
         family.*key.field = key.number(text);
         if (family.*key.field == 0) {
-            always.line(key.wrong);
+            report(key.wrong);
             return SR_ERR_INTERNAL;
         }
     }
@@ -1144,8 +1196,12 @@ int family_change(const FamilyKind &kind, sr_session_ctx_t *session, const Chang
     const char *function = kind.lines.function;
     debug.print("[%s][%d]use_val->xpath = %s \n", function, __LINE__, change.value->xpath);
     int rc = read_family(kind, change, state);
-    if (rc != SR_ERR_OK || is_continue_by_node_name(change.node) != 0) {
+    if (rc != SR_ERR_OK) {
+        refusal.about(change.value->xpath);
         return rc;
+    }
+    if (is_continue_by_node_name(change.node) != 0) {
+        return SR_ERR_OK;
     }
     debug.print("[%s][%d] sub_mod:%d  pNodeName:%s\n", function, __LINE__, state.pending.sub_mod,
                 change.node);
@@ -1161,6 +1217,7 @@ int family_change(const FamilyKind &kind, sr_session_ctx_t *session, const Chang
     case Decision::keep:
         break;
     }
+    refusal.about(change.value->xpath);
     if (is_vrf_entry(kind, change, state.family)) {
         put_vrf_entry(change, state.family, state.pending);
     }
@@ -1216,12 +1273,13 @@ struct ReplyKind {
 bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output_cnt,
                   const netconf_data_struc *reply_buf) {
     if (reply_buf == nullptr || output_cnt == nullptr || output == nullptr) {
-        always.line("reply_buf is NULL");
+        report("reply_buf is NULL");
         return false;
     }
     debug.print("%s,module:%d,subMod:%d\n", kind.trace, reply_buf->module, reply_buf->subMod);
     if (reply_buf->module != MODULE_ID_BGP || reply_buf->subMod != kind.sub_mod) {
         debug.line(kind.other);
+        refusal.because("the configuration daemon answered another query; see its log");
         return false;
     }
     return true;
@@ -1230,6 +1288,7 @@ bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output
 // The result for a reply whose counts cannot be true.
 int refuse_reply(const ReplyKind &kind, const char *why) {
     always.print("[%s]reply refused: %s\n", kind.function, why);
+    refusal.because("the configuration daemon's reply is refused: %s; see its log", why);
     return -1;
 }
 constexpr const char *counts_lead_outside_reply = "its counts lead outside the reply";
@@ -1644,9 +1703,9 @@ const char *publish_info(InfoWalk &walk, const InfoTable &table) {
         return counts_lead_outside_array;
     }
     for (uint32_t i = 0; i < table.prefix_number; ++i) {
-        const char *refusal = publish_network(walk, i);
-        if (refusal != nullptr) {
-            return refusal;
+        const char *why = publish_network(walk, i);
+        if (why != nullptr) {
+            return why;
         }
     }
     return nullptr;
@@ -1673,7 +1732,7 @@ int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
                 static_cast<int>(*output_cnt), network_num, next_hop_num,
                 static_cast<int>(add_count));
     if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
-        always.line("bgp info realloc failed!");
+        report("bgp info realloc failed!");
         return -1;
     }
     if (network_num == 0) {
@@ -1681,10 +1740,10 @@ int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
     }
     OutputValues values(*output, add_count);
     InfoWalk walk{payload, values};
-    const char *refusal = publish_info(walk, table);
-    if (refusal != nullptr) {
+    const char *why = publish_info(walk, table);
+    if (why != nullptr) {
         values.discard();
-        return refuse_reply(info_reply, refusal);
+        return refuse_reply(info_reply, why);
     }
     debug.print("ip_bgp_info_output_parse cnt:%d\n", static_cast<int>(values.count()));
     *output_cnt = values.count();
@@ -1712,12 +1771,12 @@ int publish_families(OutputValues &values, OutputXPath &entry, const char *first
         trace_record(neighbor_family, &family);
         const char *afi = bgp_key_afi_int_to_str(family.address_family.afi);
         if (afi == nullptr) {
-            always.line("afi is NULL!");
+            report("afi is NULL!");
             return SR_ERR_INVAL_ARG;
         }
         const char *safi = bgp_key_safi_int_to_str(family.address_family.safi);
         if (safi == nullptr) {
-            always.line("safi is NULL!");
+            report("safi is NULL!");
             return SR_ERR_INVAL_ARG;
         }
         debug.print("afi_str:%s  safi_str:%s\n", afi, safi);
@@ -1759,7 +1818,7 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
     debug.print("peer_cnt:%d entry_cnt:%d add_count:%d\n", peer_cnt, entry_cnt,
                 static_cast<int>(add_count));
     if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
-        always.line("bgp neighbor realloc failed!");
+        report("bgp neighbor realloc failed!");
         return -1;
     }
     OutputValues values(*output, add_count);
@@ -1821,7 +1880,7 @@ int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
     debug.print("*output_cnt:%d add_count:%d\n", static_cast<int>(*output_cnt),
                 static_cast<int>(add_count));
     if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
-        always.line("bgp info realloc failed!");
+        report("bgp info realloc failed!");
         return -1;
     }
     trace_record(summary_block, &block);
@@ -1858,7 +1917,7 @@ netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int in
                                                 int sub_mod) {
     debug.line("\nin bgp_plugin_send_and_receive");
     if (input == nullptr) {
-        always.line("input data is NULL");
+        report("input data is NULL");
         return nullptr;
     }
     const std::size_t length = sizeof(netconf_data_struc) + static_cast<std::size_t>(inDataLen);
@@ -1866,6 +1925,7 @@ netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int in
         static_cast<netconf_data_struc *>(std::malloc(length)), std::free);
     if (!message) {
         always.print("[%s][%d]malloc err.\n", __func__, 1480);
+        refusal.because("out of memory");
         return nullptr;
     }
     // Header and query fill the message: nothing of it stays as it was allocated.
@@ -1904,6 +1964,7 @@ template <std::size_t size>
 int put_input(char (&field)[size], const sr_val_t &value) {
     const char *text = text_of(value);
     if (!text_fits(size, text, value.xpath)) {
+        refusal.about(value.xpath);
         return SR_ERR_INVALID_VALUE;
     }
     std::memcpy(field, text, std::strlen(text));
@@ -2005,6 +2066,13 @@ namespace {
 
 using ReplyParser = int (*)(sr_val_t **, size_t *, netconf_data_struc *);
 
+// Does the work of a call. The client is told of a failure.
+template <typename Work>
+int run_call(sr_session_ctx_t *session, const char *path, Work work) {
+    refusal.begin(path);
+    return refusal.tell(session, work());
+}
+
 // Sends the query and gives the reply to its parser; without one, any reply is
 // success.
 template <typename Query>
@@ -2023,11 +2091,11 @@ int answer_query(const char *function, Query &query, int sub_mod, ReplyParser pa
 
 int check_arguments(const char *path, const sr_session_ctx_t *session) {
     if (path == nullptr) {
-        always.line(" path inval arg!");
+        report(" path inval arg!");
         return SR_ERR_INVAL_ARG;
     }
     if (session == nullptr) {
-        always.line(" session inval arg!");
+        report(" session inval arg!");
         return SR_ERR_INVAL_ARG;
     }
     return SR_ERR_OK;
@@ -2038,6 +2106,7 @@ int check_event(const char *function, int line, sr_event_t event) {
         return SR_ERR_OK;
     }
     always.print("[%s][%d]invalid argument.\n", function, line);
+    refusal.because("event %d is not that of a call", event);
     return SR_ERR_OPERATION_FAILED;
 }
 
@@ -2120,120 +2189,135 @@ int put_clear_input(bgp_rpc_clear_ip_bgp_input &query, const sr_val_t &value) {
 int ip_bgp_evpn_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
                    const size_t /*input_cnt*/, sr_event_t event, uint32_t /*request_id*/,
                    sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    if (path == nullptr || session == nullptr || input == nullptr) {
-        always.line("inval arg!");
-        return SR_ERR_INVAL_ARG;
-    }
-    debug.print("in [%s][%d]path = %s,input[0].xpath = '%s'\n", __func__, 2687, path,
-                input[0].xpath == nullptr ? "(null)" : input[0].xpath);
-    debug.print("in [%s][%d]event= '%d'\n", __func__, 2688, event);
-    int rc = check_event(__func__, 2692, event);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    bgp_rpc_ip_bgp_evpn query{};
-    rc = put_evpn_input(query, input[0]);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_EVPN, ip_bgp_evpn_output_parse, output,
-                        output_cnt);
+    const char *function = __func__;
+    return run_call(session, path, [&]() -> int {
+        if (path == nullptr || session == nullptr || input == nullptr) {
+            report("inval arg!");
+            return SR_ERR_INVAL_ARG;
+        }
+        debug.print("in [%s][%d]path = %s,input[0].xpath = '%s'\n", function, 2687, path,
+                    input[0].xpath == nullptr ? "(null)" : input[0].xpath);
+        debug.print("in [%s][%d]event= '%d'\n", function, 2688, event);
+        int rc = check_event(function, 2692, event);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        bgp_rpc_ip_bgp_evpn query{};
+        rc = put_evpn_input(query, input[0]);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_EVPN, ip_bgp_evpn_output_parse,
+                            output, output_cnt);
+    });
 }
 
 int ip_bgp_info_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
                    const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
                    sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    const int rc = begin_query(__func__, 2753, 2757, path, session, event, input_cnt);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    bgp_rpc_ip_bgp_info_input query{};
-    query.input_cnt = static_cast<uint32_t>(input_cnt);
-    debug.print("in [%s][%d]inData.input_cnt = %d\n", __func__, 2763, query.input_cnt);
-    if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_INFO)) {
-        return SR_ERR_INVALID_VALUE;
-    }
-    if (input_cnt == 0) {
-        query.ip_type = 1;
-        query.all = 1;
-    }
-    debug.print("in [%s][%d] vrf_name:%.*s ip_type:%d all:%d ipaddr:%.*s ipaddr_str:%.*s\n",
-                __func__, 2773, QUERY_TEXT(query.vrf_name), query.ip_type, query.all,
-                QUERY_TEXT(query.ipaddr), QUERY_TEXT(query.ipaddr_str));
-    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_INFO, ip_bgp_info_output_parse, output,
-                        output_cnt);
+    const char *function = __func__;
+    return run_call(session, path, [&]() -> int {
+        const int rc = begin_query(function, 2753, 2757, path, session, event, input_cnt);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        bgp_rpc_ip_bgp_info_input query{};
+        query.input_cnt = static_cast<uint32_t>(input_cnt);
+        debug.print("in [%s][%d]inData.input_cnt = %d\n", function, 2763, query.input_cnt);
+        if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_INFO)) {
+            return SR_ERR_INVALID_VALUE;
+        }
+        if (input_cnt == 0) {
+            query.ip_type = 1;
+            query.all = 1;
+        }
+        debug.print("in [%s][%d] vrf_name:%.*s ip_type:%d all:%d ipaddr:%.*s ipaddr_str:%.*s\n",
+                    function, 2773, QUERY_TEXT(query.vrf_name), query.ip_type, query.all,
+                    QUERY_TEXT(query.ipaddr), QUERY_TEXT(query.ipaddr_str));
+        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_INFO, ip_bgp_info_output_parse,
+                            output, output_cnt);
+    });
 }
 
 int ip_bgp_neighbor_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
                        const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
                        sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    int rc = begin_query(__func__, 2817, 2821, path, session, event, input_cnt);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    bgp_rpc_ip_bgp_neighbor_input query{};
-    rc = put_neighbor_input(query, input, input_cnt);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    debug.print("in inData.neighbor_addr:%.*s\n", QUERY_TEXT(query.neighbor_addr));
-    debug.print("in inData.all flag:%d\n", query.all);
-    debug.print("in inData.vrf_name:%.*s\n", QUERY_TEXT(query.vrf_name));
-    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_NEIGHBOR, ip_bgp_neighbor_output_parse,
-                        output, output_cnt);
+    const char *function = __func__;
+    return run_call(session, path, [&]() -> int {
+        int rc = begin_query(function, 2817, 2821, path, session, event, input_cnt);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        bgp_rpc_ip_bgp_neighbor_input query{};
+        rc = put_neighbor_input(query, input, input_cnt);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        debug.print("in inData.neighbor_addr:%.*s\n", QUERY_TEXT(query.neighbor_addr));
+        debug.print("in inData.all flag:%d\n", query.all);
+        debug.print("in inData.vrf_name:%.*s\n", QUERY_TEXT(query.vrf_name));
+        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_NEIGHBOR,
+                            ip_bgp_neighbor_output_parse, output, output_cnt);
+    });
 }
 
 int ip_bgp_summary_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
                       const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
                       sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    const int rc = begin_query(__func__, 2891, 2895, path, session, event, input_cnt);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    bgp_rpc_ip_bgp_summary_input query{};
-    query.input_cnt = static_cast<uint32_t>(input_cnt);
-    if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_SUMMARY)) {
-        return SR_ERR_INVALID_VALUE;
-    }
-    query.all = 1;
-    debug.print("inData.all flag:%d\n", query.all);
-    return answer_query(__func__, query, BGP_SUB_RPC_IP_BGP_SUMMARY, ip_bgp_summary_output_parse,
-                        output, output_cnt);
+    const char *function = __func__;
+    return run_call(session, path, [&]() -> int {
+        const int rc = begin_query(function, 2891, 2895, path, session, event, input_cnt);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        bgp_rpc_ip_bgp_summary_input query{};
+        query.input_cnt = static_cast<uint32_t>(input_cnt);
+        if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_SUMMARY)) {
+            return SR_ERR_INVALID_VALUE;
+        }
+        query.all = 1;
+        debug.print("inData.all flag:%d\n", query.all);
+        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_SUMMARY,
+                            ip_bgp_summary_output_parse, output, output_cnt);
+    });
 }
 
 int clear_ip_bgp_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
                     const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
                     sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    int rc = check_arguments(path, session);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    refresh_bgp_id(session);
-    if (g_bgp_id == 0) {
-        return SR_ERR_OK;
-    }
-    bgp_rpc_clear_ip_bgp_input query{};
-    for (size_t i = 0; input != nullptr && i < input_cnt; ++i) {
-        rc = put_clear_input(query, input[i]);
+    const char *function = __func__;
+    return run_call(session, path, [&]() -> int {
+        int rc = check_arguments(path, session);
         if (rc != SR_ERR_OK) {
             return rc;
         }
-    }
-    query.clear_all = input_cnt == 0 ? 1 : 0;
+        refresh_bgp_id(session);
+        if (g_bgp_id == 0) {
+            return SR_ERR_OK;
+        }
+        bgp_rpc_clear_ip_bgp_input query{};
+        for (size_t i = 0; input != nullptr && i < input_cnt; ++i) {
+            rc = put_clear_input(query, input[i]);
+            if (rc != SR_ERR_OK) {
+                return rc;
+            }
+        }
+        query.clear_all = input_cnt == 0 ? 1 : 0;
 
-    constexpr const char *frame = "-------------in clear_ip_bgp_cb inData info -------------";
-    debug.line(frame);
-    debug.print("input_cnt:%d\n", static_cast<int>(input_cnt));
-    debug.print("inData.clear_all:%d\n", query.clear_all);
-    debug.print("inData.reconfig_type:%d\n", query.reconfig_type);
-    debug.print("inData.vrf_name:%.*s\n", QUERY_TEXT(query.address_family.vrf_name));
-    debug.line(frame);
-    debug.print("in [%s][%d]event= '%d'\n", __func__, 3004, event);
-    rc = check_event(__func__, 3008, event);
-    if (rc != SR_ERR_OK) {
-        return rc;
-    }
-    return answer_query(__func__, query, BGP_SUB_RPC_CLEAR_IP_BGP, nullptr, output, output_cnt);
+        constexpr const char *frame = "-------------in clear_ip_bgp_cb inData info -------------";
+        debug.line(frame);
+        debug.print("input_cnt:%d\n", static_cast<int>(input_cnt));
+        debug.print("inData.clear_all:%d\n", query.clear_all);
+        debug.print("inData.reconfig_type:%d\n", query.reconfig_type);
+        debug.print("inData.vrf_name:%.*s\n", QUERY_TEXT(query.address_family.vrf_name));
+        debug.line(frame);
+        debug.print("in [%s][%d]event= '%d'\n", function, 3004, event);
+        rc = check_event(function, 3008, event);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        return answer_query(function, query, BGP_SUB_RPC_CLEAR_IP_BGP, nullptr, output, output_cnt);
+    });
 }
 
 // --- Life cycle --------------------------------------------------------------

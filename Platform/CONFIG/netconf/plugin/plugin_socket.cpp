@@ -2,6 +2,7 @@
 #include "plugin_public.h"
 
 #include "diagnostics.h"
+#include "refusal.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -31,6 +32,15 @@ constexpr int reply_wait_seconds = 60;
 constexpr int header_length = sizeof(netconf_data_struc);
 
 constexpr Diagnostics trace{com_printf_flag};
+
+// What a client is told of a failed exchange.
+constexpr const char *not_reachable =
+    "the configuration daemon is not reachable at " NETCONF_DAEMON_ADDRESS
+    ":%d; start it and try again";
+constexpr const char *connection_lost =
+    "the configuration daemon has closed the connection (%s); when it runs again, restart the "
+    "plug-in host, which connects anew";
+constexpr const char *no_reply = "the configuration daemon gave no reply (%s); see its log";
 
 struct FreeDeleter {
     void operator()(void *memory) const { std::free(memory); }
@@ -66,6 +76,7 @@ int read_on(int fd, int &total, int line) {
     trace.print("[%s:%d]readLen = %d\n", "sendAndGetReplyBuff", line, count);
     if (count < 0) {
         trace.print("read data err,readLen = %d!\n", count);
+        refusal.because(no_reply, "reading failed");
     } else if (count == 0) {
         trace.print("read over,total = %d.\n", total);
     } else {
@@ -86,6 +97,8 @@ bool read_reply(int fd, int &total) {
     }
     if (reply_header().dataLen > BUF_SIZE_MAX) {
         always.line("data length exceed BUF_SIZE_MAX");
+        refusal.because("the configuration daemon's reply is longer than %d bytes; ask for less",
+                        BUF_SIZE_MAX);
         return false;
     }
     // The announced length may itself still be on its way: look at it again in
@@ -126,6 +139,7 @@ int plugin_connect(int *context) {
     *context = sockCreateAndConnect(AF_INET, SOCK_STREAM, 0, NETCONF_DAEMON_PORT);
     if (*context < 0) {
         trace.print("\nin plugin_send: socket connect failed");
+        refusal.because(not_reachable, NETCONF_DAEMON_PORT);
         return -1;
     }
     return 0;
@@ -150,6 +164,7 @@ int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error
     auto count = write(fd, send_data, static_cast<std::size_t>(send_data->dataLen));
     if (count < 0) {
         trace.line("\nsendAndGetResponseCode:send data failed");
+        refusal.because(connection_lost, "it takes no data");
         answer(SR_ERR_SOCKET_FAILED);
         return static_cast<int>(count);
     }
@@ -159,6 +174,7 @@ int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error
     trace.line("\nsendAndGetResponseCode:##after read");
     if (count != sizeof response) {
         trace.line("\nsendAndGetResponseCode:receive data failed");
+        refusal.because(connection_lost, "no whole result code came");
         answer(SR_ERR_SOCKET_FAILED);
         return static_cast<int>(count);
     }
@@ -177,6 +193,7 @@ netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_d
     trace.print("The send data totalLen is %d.\n", send_data->dataLen);
     if (write(fd, send_data, static_cast<std::size_t>(send_data->dataLen)) < 0) {
         always.print("[%s:%d]send data err!\n", __func__, 138);
+        refusal.because(no_reply, "it takes no data");
         return nullptr;
     }
     trace.line("\nsendAndGetReplyBuff:##send data OK");
@@ -189,6 +206,7 @@ netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_d
     }
     trace.print("total = %d\n", total);
     if (total < 1) {
+        refusal.because(no_reply, "nothing came");
         return nullptr;
     }
     const netconf_data_struc reply = reply_header();
@@ -196,6 +214,7 @@ netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_d
                 reply.dataLen);
     if (reply.module != send_data->module) {
         trace.line("The data is not statis!");
+        refusal.because(no_reply, "what came is another module's");
         return nullptr;
     }
     return reinterpret_cast<netconf_data_struc *>(buf);
@@ -209,6 +228,7 @@ int plugin_send_and_receive(int context, const void *data, int data_len, int /*o
     const Message message(
         static_cast<netconf_data_struc *>(std::malloc(static_cast<std::size_t>(length))));
     if (!message) {
+        refusal.because("out of memory");
         return SR_ERR_NOMEM;
     }
     message->module = static_cast<ENUM_MODULE_ID>(module_id);

@@ -3,6 +3,7 @@
 #define RECORD_TEXT_H
 
 #include "diagnostics.h"
+#include "refusal.h"
 
 #include <cstring>
 
@@ -12,11 +13,14 @@
 inline bool text_fits(std::size_t size, const char *text, const char *node) {
     if (text == nullptr) {
         always.print("value of %s has no text\n", node);
+        refusal.because("the value has no text");
         return false;
     }
     const std::size_t length = std::strlen(text);
     if (length > size) {
         always.print("value of %s is %zu bytes long, the limit is %zu\n", node, length, size);
+        refusal.because("value of %s is %zu bytes long, the limit is %zu; shorten it", node, length,
+                        size);
         return false;
     }
     return true;

@@ -1,0 +1,381 @@
+// What a client is told when its edit or its call fails.
+#include "observed_calls.h"
+#include "record_expectations.h"
+#include "refusal.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using scripted::created;
+using scripted::deleted;
+using scripted::sysrepo;
+using support::ChangeCallback;
+using support::RecordingDaemon;
+using testing::HasSubstr;
+
+using Changes = std::vector<scripted::Change>;
+
+constexpr const char *globle = "/orv_bgp:router-bgp/bgp";
+constexpr const char *family = "/orv_bgp:router-bgp/bgp-address-family/address-family";
+constexpr const char *vrf_family = "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf";
+
+const std::string as_path = "/orv_bgp:router-bgp/as";
+const std::string router_path = std::string(globle) + "/router-id";
+const std::string neighbor_path =
+    std::string(globle) + "/bgp-globle-neighbors/globle-neighbor[neighbor-address='10.0.0.1']";
+const std::string family_entry = std::string(family) + "[afi='AFI_IP'][safi='SAFI_UNICAST']";
+const std::string network_path =
+    family_entry + "/bgp-family-networks/family-network[prefix='10.1.0.0/16']";
+const std::string vrf_entry =
+    std::string(vrf_family) + "[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']";
+
+// What sysrepo was told: the one message, and the path that stands at its start and beside it.
+void expect_told(const std::string &path, const std::string &why) {
+    ASSERT_EQ(sysrepo().errors.size(), 1U);
+    EXPECT_EQ(sysrepo().errors[0].path, path);
+    EXPECT_EQ(sysrepo().errors[0].message, path + ": " + why);
+}
+
+class EditRefusal : public support::ChangeCallbackTest {
+  protected:
+    // Runs an edit whose records the daemon answers with these codes, then with 0.
+    int edit(ChangeCallback callback, const char *subscription, Changes changes,
+             const std::vector<std::int32_t> &codes = {}) {
+        for (const std::int32_t code : codes) {
+            daemon.answer_next(configd::ResultCode{code});
+        }
+        return run(callback, subscription, std::move(changes));
+    }
+};
+
+TEST_F(EditRefusal, NamesTheSettingTheCodeItsMeaningAndWhatHelps) {
+    const struct {
+        std::int32_t code;
+        const char *why;
+    } rows[] = {
+        {16, "code 16, \"invalid value\"; correct the value"},
+        {17, "code 17, \"configuration does not exist\"; configure what it belongs to first"},
+        {18, "code 18, \"configuration failed\"; see the daemon's log"},
+        {19, "code 19, \"not supported\"; leave the setting out"},
+        {20, "code 20, \"connection failed\"; see the daemon's log"},
+        {12, "code 12, \"Requested resource already locked\"; see the daemon's log"},
+        {77, "code 77, \"Unknown error\"; see the daemon's log"},
+        {-3, "code -3, \"Unknown error\"; see the daemon's log"},
+    };
+    for (const auto &row : rows) {
+        sysrepo().errors.clear();
+        EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
+                       {created(scripted::number(as_path, 7))}, {row.code}),
+                  row.code);
+        expect_told(as_path, std::string("the configuration daemon refused it with ") + row.why);
+    }
+}
+
+TEST_F(EditRefusal, NamesTheRefusedNeighbourSetting) {
+    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
+                   {created(scripted::text(neighbor_path + "/remote-as", "200")),
+                    created(scripted::text(neighbor_path + "/description", "peer"))},
+                   {0, 16}),
+              16);
+    expect_told(neighbor_path + "/description", "the configuration daemon refused it with code "
+                                                "16, \"invalid value\"; correct the value");
+}
+
+TEST_F(EditRefusal, NamesTheEntryThatWasPendingNotTheOneThatSentIt) {
+    const std::string second =
+        family_entry + "/bgp-family-networks/family-network[prefix='10.2.0.0/16']";
+    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
+                   {created(scripted::node(network_path, SR_LIST_T)),
+                    created(scripted::text(network_path + "/prefix", "10.1.0.0/16")),
+                    created(scripted::node(second, SR_LIST_T))},
+                   {17}),
+              17);
+    expect_told(network_path + "/prefix", "the configuration daemon refused it with code 17, "
+                                          "\"configuration does not exist\"; configure what it "
+                                          "belongs to first");
+}
+
+TEST_F(EditRefusal, NamesTheVrfEntryThatIsSentItself) {
+    EXPECT_EQ(edit(bgp_config_address_family_vrf_change_cb, vrf_family,
+                   {created(scripted::text(vrf_entry + "/vrf-name", "red"))}, {19}),
+              19);
+    expect_told(vrf_entry + "/vrf-name", "the configuration daemon refused it with code 19, \"not "
+                                         "supported\"; leave the setting out");
+}
+
+TEST_F(EditRefusal, SaysThatNoAsIsConfigured) {
+    configure_as(0);
+    const struct {
+        ChangeCallback callback;
+        const char *subscription;
+        std::string path;
+    } rows[] = {
+        {bgp_config_globle_bgp_change_cb, globle, router_path},
+        {bgp_config_address_family_change_cb, family, network_path + "/prefix"},
+        {bgp_config_address_family_vrf_change_cb, vrf_family, vrf_entry + "/vrf-name"},
+    };
+    for (const auto &row : rows) {
+        sysrepo().errors.clear();
+        EXPECT_EQ(edit(row.callback, row.subscription, {created(scripted::text(row.path, "x"))}),
+                  18);
+        expect_told(row.path, "no AS is configured; configure /orv_bgp:router-bgp/as first");
+    }
+}
+
+TEST_F(EditRefusal, SaysHowLongTheValueMayBe) {
+    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
+                   {created(scripted::text(router_path, std::string(34, '1')))}),
+              16);
+    expect_told(router_path, "value of router-id is 34 bytes long, the limit is 33; shorten it");
+    sysrepo().errors.clear();
+    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
+                   {created(scripted::text(network_path + "/route-map", std::string(258, 'm')))}),
+              16);
+    expect_told(network_path + "/route-map",
+                "value of route-map is 258 bytes long, the limit is 257; shorten it");
+}
+
+TEST_F(EditRefusal, SaysThatAValueHasNoText) {
+    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
+                   {created(scripted::node(router_path, SR_LEAF_EMPTY_T))}),
+              16);
+    expect_told(router_path, "the value has no text");
+}
+
+TEST_F(EditRefusal, SaysWhichKeyIsMissingOrUnknown) {
+    const std::string no_key =
+        std::string(globle) + "/bgp-globle-neighbors/globle-neighbor/remote-as";
+    EXPECT_EQ(
+        edit(bgp_config_globle_bgp_change_cb, globle, {created(scripted::text(no_key, "200"))}), 7);
+    expect_told(no_key, "neighbor address value is NULL.");
+
+    const struct {
+        std::string keys;
+        const char *why;
+    } rows[] = {
+        {"[afi='AFI_IP']", "address family safi is NULL."},
+        {"[afi='AFI_IP'][safi='none']", "safi value is wrong."},
+        {"[safi='SAFI_EVPN']", "address family afi is NULL."},
+        {"[afi='none'][safi='SAFI_EVPN']", "afi value is wrong."},
+    };
+    for (const auto &row : rows) {
+        sysrepo().errors.clear();
+        const std::string path = family + row.keys + "/bgp-family-networks";
+        EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
+                       {created(scripted::node(path, SR_CONTAINER_T))}),
+                  7);
+        expect_told(path, row.why);
+    }
+}
+
+TEST_F(EditRefusal, SaysThatANeighbourHasNoSettingOfItsOwn) {
+    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
+                   {created(scripted::text(neighbor_path + "/neighbor-address", "10.0.0.1"))}),
+              1);
+    expect_told(neighbor_path + "/neighbor-address",
+                "the edit ends with a neighbor that has no setting of its own; create or delete "
+                "one of its settings with it");
+}
+
+TEST_F(EditRefusal, SaysThatAPathIsTooLong) {
+    const std::string path = family_entry + "/bgp-family-networks/family-network[prefix='" +
+                             std::string(1000, '1') + "']";
+    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
+                   {created(scripted::node(path, SR_LIST_T))}),
+              16);
+    ASSERT_EQ(sysrepo().errors.size(), 1U);
+    EXPECT_EQ(sysrepo().errors[0].path, std::nullopt) << "it is too long to be told";
+    EXPECT_THAT(sysrepo().errors[0].message, HasSubstr("bytes long, the limit is 999"));
+}
+
+TEST_F(EditRefusal, SaysSysreposOwnFailureInItsWords) {
+    sysrepo().open_result = SR_ERR_NOMEM;
+    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle, {}), 4);
+    expect_told(globle, "Out of memory");
+}
+
+TEST_F(EditRefusal, SaysThatTheDaemonClosedTheConnection) {
+    daemon.answer_next(configd::RawBytes{"", true});
+    EXPECT_EQ(
+        edit(bgp_config_as_change_cb, as_path.c_str(), {created(scripted::number(as_path, 7))}),
+        20);
+    expect_told(as_path,
+                "the configuration daemon has closed the connection (no whole result code "
+                "came); when it runs again, restart the plug-in host, which connects anew");
+}
+
+TEST_F(EditRefusal, SaysThatThereIsNoMemoryForTheMessage) {
+    // The message alone: what the scripted sysrepo allocates is not the plug-in's.
+    support::ObservedCalls calls;
+    calls.malloc_fails = true;
+    const std::uint64_t record = 0;
+    refusal.begin(as_path.c_str());
+    const int rc = refusal.tell(scripted::session(), plugin_config(&record, sizeof record, 0,
+                                                                   MODULE_ID_BGP, BGP_SUB_BGP_AS));
+    calls.end();
+    EXPECT_EQ(rc, 4);
+    expect_told(as_path, "out of memory");
+}
+
+TEST_F(EditRefusal, TellsNothingOfASuccess) {
+    EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
+                   {created(scripted::number(as_path, 7))}, {0}),
+              0);
+    // The daemon's "not found" counts as success, and so does a list key that is missing.
+    EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
+                   {created(scripted::number(as_path, 7))}, {5}),
+              0);
+    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
+                   {created(scripted::text(network_path + "/prefix", "10.1.0.0/16")),
+                    created(scripted::text(
+                        family_entry + "/bgp-family-networks/family-network/route-map", "x"))}),
+              0);
+    EXPECT_TRUE(sysrepo().errors.empty());
+}
+
+TEST_F(EditRefusal, IsForgottenWhenTheNextEditComes) {
+    edit(bgp_config_as_change_cb, as_path.c_str(), {created(scripted::number(as_path, 7))}, {17});
+    sysrepo().errors.clear();
+    edit(bgp_config_as_change_cb, as_path.c_str(), {deleted(scripted::number(as_path, 7))}, {16});
+    expect_told(as_path, "the configuration daemon refused it with code 16, \"invalid value\"; "
+                         "correct the value");
+}
+
+// --- Without a daemon, and calls -------------------------------------------------------
+
+class RefusalWithoutDaemon : public support::PluginTest {};
+
+constexpr const char *unreachable =
+    "the configuration daemon is not reachable at 127.0.0.1:8888; start it and try again";
+
+TEST_F(RefusalWithoutDaemon, EditIsToldWhereTheDaemonShouldBe) {
+    sysrepo().changes = {created(scripted::number(as_path, 7))};
+    EXPECT_EQ(bgp_config_as_change_cb(scripted::session(), "orv_bgp", as_path.c_str(), SR_EV_CHANGE,
+                                      1, nullptr),
+              20);
+    expect_told(as_path, unreachable);
+}
+
+struct Call {
+    const char *path;
+    sr_rpc_cb callback;
+    int sub_mod;
+};
+constexpr Call calls[] = {
+    {"/orv_bgp:ip-bgp-evpn", ip_bgp_evpn_cb, 18},
+    {"/orv_bgp:ip-bgp-info", ip_bgp_info_cb, 19},
+    {"/orv_bgp:ip-bgp-neighbor", ip_bgp_neighbor_cb, 20},
+    {"/orv_bgp:ip-bgp-summary", ip_bgp_summary_cb, 21},
+    {"/orv_bgp:clear-ip-bgp", clear_ip_bgp_cb, 22},
+};
+
+int make_call(const Call &call, const scripted::Value &input, sr_event_t event = SR_EV_RPC) {
+    sr_val_t *value = scripted::make_value(input);
+    sr_val_t *output = nullptr;
+    size_t output_cnt = 0;
+    const int rc = call.callback(scripted::session(), call.path, value, 1, event, 1, &output,
+                                 &output_cnt, nullptr);
+    sr_free_val(value);
+    std::free(output);
+    return rc;
+}
+
+scripted::Value some_input() {
+    return scripted::node("/orv_bgp:some/other", SR_LEAF_EMPTY_T);
+}
+
+class CallRefusal : public support::PluginTest, public testing::WithParamInterface<Call> {
+  protected:
+    CallRefusal() { configure_as(100); }
+};
+INSTANTIATE_TEST_SUITE_P(EveryCall, CallRefusal, testing::ValuesIn(calls), [](const auto &call) {
+    return "sub_mod_" + std::to_string(call.param.sub_mod);
+});
+
+TEST_P(CallRefusal, SaysWhereTheDaemonShouldBe) {
+    EXPECT_EQ(make_call(GetParam(), some_input()), 14);
+    expect_told(GetParam().path, unreachable);
+}
+
+TEST_P(CallRefusal, SaysWhyThereIsNoReply) {
+    RecordingDaemon daemon;
+    const struct {
+        configd::Answer answer;
+        const char *why;
+    } rows[] = {
+        {configd::RawBytes{"", true},
+         "the configuration daemon gave no reply (nothing came); see its log"},
+        {configd::Reply{MODULE_ID_BGP + 1, GetParam().sub_mod, 0, ""},
+         "the configuration daemon gave no reply (what came is another module's); see its log"},
+        {configd::RawBytes{support::bytes_of(netconf_data_struc{MODULE_ID_BGP, GetParam().sub_mod,
+                                                                0, BUF_SIZE_MAX + 1}),
+                           true},
+         "the configuration daemon's reply is longer than 10485760 bytes; ask for less"},
+    };
+    for (const auto &row : rows) {
+        sysrepo().errors.clear();
+        daemon.answer_next(row.answer);
+        EXPECT_EQ(make_call(GetParam(), some_input()), 14);
+        expect_told(GetParam().path, row.why);
+    }
+}
+
+TEST_P(CallRefusal, SaysThatTheReplyAnswersAnotherQuery) {
+    if (GetParam().sub_mod == BGP_SUB_RPC_CLEAR_IP_BGP) {
+        GTEST_SKIP() << "any reply to it is success";
+    }
+    RecordingDaemon daemon;
+    daemon.answer_next(configd::Reply{MODULE_ID_BGP, 1, 0, ""});
+    EXPECT_EQ(make_call(GetParam(), some_input()), -1);
+    expect_told(GetParam().path, "the configuration daemon answered another query; see its log");
+}
+
+TEST_P(CallRefusal, SaysThatTheEventIsNotThatOfACall) {
+    EXPECT_EQ(make_call(GetParam(), some_input(), SR_EV_ABORT), 10);
+    expect_told(GetParam().path, "event 3 is not that of a call");
+}
+
+TEST_F(RefusalWithoutDaemon, CallNamesTheInputThatIsTooLong) {
+    configure_as(100);
+    const struct {
+        const Call &call;
+        const char *leaf;
+        std::size_t limit;
+    } rows[] = {
+        {calls[0], "evpn-route", 80}, {calls[1], "vrf-name", 64}, {calls[2], "ipaddr", 47},
+        {calls[3], "vrf-name", 64},   {calls[4], "vrf-name", 65},
+    };
+    for (const auto &row : rows) {
+        sysrepo().errors.clear();
+        const std::string path = std::string(row.call.path) + "/" + row.leaf;
+        EXPECT_EQ(make_call(row.call, scripted::text(path, std::string(row.limit + 1, 'x'))), 16);
+        expect_told(path, "value of " + path + " is " + std::to_string(row.limit + 1) +
+                              " bytes long, the limit is " + std::to_string(row.limit) +
+                              "; shorten it");
+    }
+}
+
+TEST_F(RefusalWithoutDaemon, CallSaysThatTheReplysCountsCannotBe) {
+    RecordingDaemon daemon;
+    bgp_rpc_ip_bgp_summary_output_neighbors block{};
+    block.neighbor_number = 0xFFFFFFFF;
+    daemon.answer_next(configd::Reply{MODULE_ID_BGP, 21, 0, support::bytes_of(block)});
+    EXPECT_EQ(make_call(calls[3], some_input()), -1);
+    expect_told(calls[3].path, "the configuration daemon's reply is refused: its counts lead "
+                               "outside the reply; see its log");
+}
+
+TEST_F(RefusalWithoutDaemon, MissingSessionIsToldToNobody) {
+    EXPECT_EQ(ip_bgp_summary_cb(nullptr, calls[3].path, nullptr, 0, SR_EV_RPC, 1, nullptr, nullptr,
+                                nullptr),
+              1);
+    EXPECT_TRUE(sysrepo().errors.empty());
+}
+
+} // namespace
