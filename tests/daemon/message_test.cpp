@@ -360,6 +360,32 @@ TEST(MakeMessage, PutsTheWholeLengthIntoTheHeader) {
     EXPECT_EQ(message.payload(), "12345678");
 }
 
+// The first bytes of a stream whose header says this length.
+configd::Frame frame_of(std::int32_t length, std::size_t received) {
+    std::string bytes = configd::make_message(3, 1, "").bytes;
+    std::memcpy(bytes.data() + 12, &length, sizeof length);
+    bytes.resize(received, 'x');
+    return configd::frame_of(bytes);
+}
+
+TEST(FrameOf, IsCompleteOnceAsManyBytesAreThereAsTheHeaderSays) {
+    EXPECT_EQ(frame_of(20, 15).framing, configd::Framing::Incomplete);
+    EXPECT_EQ(frame_of(20, 19).framing, configd::Framing::Incomplete);
+    for (const std::size_t received : {20U, 21U, 200U}) {
+        EXPECT_EQ(frame_of(20, received).framing, configd::Framing::Complete);
+        EXPECT_EQ(frame_of(20, received).length, 20);
+    }
+}
+
+TEST(FrameOf, IsBrokenWhenTheLengthIsBelowTheHeaderOrBeyondTheBuffer) {
+    for (const std::int32_t length : {-1, 0, 15, BUF_SIZE_MAX + 1}) {
+        EXPECT_EQ(frame_of(length, 16).framing, configd::Framing::Broken);
+        EXPECT_EQ(frame_of(length, 16).length, length);
+    }
+    EXPECT_EQ(frame_of(16, 16).framing, configd::Framing::Complete);
+    EXPECT_EQ(frame_of(BUF_SIZE_MAX, 16).framing, configd::Framing::Incomplete);
+}
+
 TEST(MessageFromBytes, ReadsTheHeader) {
     const Message message = configd::message_from_bytes(configd::make_message(7, -9, "x").bytes);
     EXPECT_EQ(message.module, 7);

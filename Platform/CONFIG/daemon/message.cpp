@@ -259,6 +259,19 @@ Message make_message(std::int32_t module, std::int32_t sub_mod, std::string_view
     return {module, sub_mod, std::move(bytes)};
 }
 
+Frame frame_of(std::string_view input) {
+    if (input.size() < header_size) {
+        return {Framing::Incomplete, 0};
+    }
+    const auto length =
+        number_from<std::int32_t>(input.substr(offsetof(netconf_data_struc, dataLen)));
+    if (length < static_cast<std::int32_t>(header_size) || length > BUF_SIZE_MAX) {
+        return {Framing::Broken, length};
+    }
+    const bool complete = input.size() >= static_cast<std::size_t>(length);
+    return {complete ? Framing::Complete : Framing::Incomplete, length};
+}
+
 Message message_from_bytes(std::string bytes) {
     const std::string_view header = bytes;
     const auto module =

@@ -67,6 +67,17 @@ std::optional<std::int32_t> sub_mod_from_text(std::string_view text);
 Message make_message(std::int32_t module, std::int32_t sub_mod, std::string_view payload,
                      std::int32_t res_value = 0);
 
+// What the first bytes of a stream are: a whole message, the start of one, or none at all.
+enum class Framing { Incomplete, Complete, Broken };
+
+struct Frame {
+    Framing framing;
+    std::int32_t length; // dataLen, once its bytes are there
+};
+
+// A message takes 16 to BUF_SIZE_MAX bytes; a dataLen outside that is Broken.
+Frame frame_of(std::string_view input);
+
 // The message that `bytes` are; they are at least 16 and as many as their header says.
 Message message_from_bytes(std::string bytes);
 

@@ -27,27 +27,6 @@ bool would_block() {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
 }
 
-enum class Framing { Incomplete, Complete, Broken };
-
-struct Frame {
-    Framing framing;
-    std::int32_t length; // dataLen, once its bytes are there
-};
-
-// What the first received bytes are.
-Frame frame_of(std::string_view input) {
-    if (input.size() < header_size) {
-        return {Framing::Incomplete, 0};
-    }
-    std::int32_t length = 0;
-    std::memcpy(&length, input.data() + offsetof(netconf_data_struc, dataLen), sizeof length);
-    if (length < static_cast<std::int32_t>(header_size) || length > BUF_SIZE_MAX) {
-        return {Framing::Broken, length};
-    }
-    const bool complete = input.size() >= static_cast<std::size_t>(length);
-    return {complete ? Framing::Complete : Framing::Incomplete, length};
-}
-
 // What goes out for an answer, and whether the connection ends with it.
 struct AnswerBytes {
     RawBytes operator()(const ResultCode &answer) const {
