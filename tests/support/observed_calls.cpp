@@ -81,6 +81,9 @@ void *__wrap_malloc(std::size_t size) {
 ssize_t __wrap_read(int descriptor, void *buffer, std::size_t size) {
     if (observer != nullptr) {
         see("read", descriptor, size);
+        if (observer->read_answer) {
+            return observer->read_answer(static_cast<char *>(buffer), size);
+        }
     }
     return __real_read(descriptor, buffer, size);
 }
@@ -88,6 +91,9 @@ ssize_t __wrap_read(int descriptor, void *buffer, std::size_t size) {
 ssize_t __wrap_write(int descriptor, const void *buffer, std::size_t size) {
     if (observer != nullptr) {
         see("write", descriptor, size);
+        if (observer->write_answer) {
+            return observer->write_answer(static_cast<const char *>(buffer), size);
+        }
     }
     return __real_write(descriptor, buffer, size);
 }

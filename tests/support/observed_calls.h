@@ -6,6 +6,7 @@
 #define OBSERVED_CALLS_H
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,9 @@ struct ObservedCalls {
     std::optional<int> socket_result;  // instead of a socket
     std::optional<int> select_result;  // instead of waiting
     std::optional<int> connect_result; // instead of connecting
+    // Instead of reading into, and writing from, a descriptor.
+    std::function<std::ptrdiff_t(char *buffer, std::size_t size)> read_answer;
+    std::function<std::ptrdiff_t(const char *buffer, std::size_t size)> write_answer;
     bool malloc_fails = false;
     char malloc_fill = '\0'; // what fresh memory holds
 };

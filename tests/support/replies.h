@@ -54,8 +54,10 @@ class Values {
     int fill(Call call) {
         const std::size_t reallocs_before = scripted::sysrepo().reallocs.size();
         const int result = call(&array_, &count_);
-        const auto &reallocs = scripted::sysrepo().reallocs;
-        if (reallocs.size() > reallocs_before && scripted::sysrepo().realloc_result == SR_ERR_OK) {
+        const scripted::Sysrepo &sysrepo = scripted::sysrepo();
+        const auto &reallocs = sysrepo.reallocs;
+        if (reallocs.size() > reallocs_before && sysrepo.realloc_result == SR_ERR_OK &&
+            reallocs.back().second <= sysrepo.realloc_limit) {
             room_ = reallocs.back().second;
         }
         return result;

@@ -288,6 +288,9 @@ int sr_realloc_values(size_t old_value_cnt, size_t new_value_cnt, sr_val_t **val
     if (sysrepo().realloc_result != SR_ERR_OK) {
         return sysrepo().realloc_result;
     }
+    if (new_value_cnt > sysrepo().realloc_limit) {
+        return SR_ERR_NOMEM;
+    }
     auto *grown = static_cast<sr_val_t *>(std::realloc(*values, new_value_cnt * sizeof(sr_val_t)));
     if (grown == nullptr && new_value_cnt != 0) {
         return SR_ERR_NOMEM;

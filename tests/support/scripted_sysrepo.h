@@ -74,6 +74,7 @@ struct Sysrepo {
     std::size_t subscribe_fails_at = 0;   // this registration, from 1 ...
     int subscribe_result = SR_ERR_OK;     // ... returns this
     int realloc_result = SR_ERR_OK;       // of sr_realloc_values
+    std::size_t realloc_limit = SIZE_MAX; // more values than this are SR_ERR_NOMEM
 
     // What was seen.
     std::string iterator_path;

@@ -1,0 +1,33 @@
+// The output values that the daemon's replies are to become, told a second time:
+// plain readers of the payloads, to hold the plug-in's parsers against.
+#ifndef EXPECTED_VALUES_H
+#define EXPECTED_VALUES_H
+
+#include "replies.h"
+
+#include <cstddef>
+#include <string_view>
+
+namespace support {
+
+// What a parser makes of a reply that it does not refuse.
+struct Expected {
+    int result = SR_ERR_OK;
+    bool sets_count = true;
+    Outputs outputs = {};
+};
+
+// A parser, and what it is to make of a payload.
+struct Parser {
+    const char *name;
+    ReplyParser parse;
+    int sub_mod;
+    std::size_t most_values; // that it may ask room for
+    Expected (*expected)(std::string_view payload);
+};
+
+extern const Parser evpn_parser, info_parser, neighbor_parser, summary_parser;
+
+} // namespace support
+
+#endif
