@@ -1,6 +1,6 @@
 # Each of these sets up the machine first (scripts/install-dependencies).
 
-.PHONY: build run test bench format clean
+.PHONY: build run test bench fuzz format clean
 
 # Builds everything with g++.
 build: setup
@@ -26,6 +26,10 @@ test: build
 # What the change callbacks cost, beside a floor that only walks the changes.
 bench: build
 	scripts/bench build/release
+
+# Fuzzes each target for SECONDS, or those in TARGETS; a later run goes on from there.
+fuzz: setup
+	scripts/fuzz build/fuzz $(or $(SECONDS),60) $(TARGETS)
 
 format:
 	scripts/check-format --fix

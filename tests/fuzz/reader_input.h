@@ -1,0 +1,39 @@
+// How an input says what arrives as the answer to a query.
+#ifndef FUZZ_READER_INPUT_H
+#define FUZZ_READER_INPUT_H
+
+#include "input.h"
+
+#include "netconf_public.h"
+
+#include <climits>
+#include <cstdint>
+
+namespace fuzz {
+
+// An exchange: how it goes, whose query it is (module), whether the transport
+// traces it, and unless nothing is read: the reply and its pieces.
+enum class Course : std::uint32_t { answered, too_late, wait_fails, write_fails, count };
+
+inline constexpr std::int32_t modules[] = {MODULE_ID_BGP, MODULE_ID_VLAN, 0, -1};
+
+// The reply's dataLen: the truth, the truth and a byte (128 is nothing more), or
+// one of the lengths that are on an edge.
+enum class Length : std::uint32_t { true_one, near_it, on_an_edge, any, count };
+
+inline constexpr std::int32_t edge_lengths[] = {
+    0, 1, 15, 16, 17, -1, INT_MIN, INT_MAX, BUF_SIZE_MAX - 1, BUF_SIZE_MAX, BUF_SIZE_MAX + 1};
+
+// The payload: a byte, repeated so many times (half); this many times stand for
+// more than the buffer holds.
+inline constexpr std::uint32_t beyond_the_buffer = 0xffff;
+
+// Then how many pieces (byte), and for each how long it is (half), or one of these;
+// what is left comes in one piece. In the end the daemon closes the connection, or it
+// breaks (byte, even or odd).
+inline constexpr std::uint32_t piece_closes = 0;
+inline constexpr std::uint32_t piece_fails = 0xffff;
+
+} // namespace fuzz
+
+#endif
