@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <map>
 #include <sstream>
 #include <string>
@@ -93,10 +95,17 @@ class HeldConfiguration : public testing::Test {
         collect(tree.value("orv_bgp:router-bgp", ordered_json::object()), "", leaves);
         return leaves;
     }
-    void expect_edit(const std::string &file) {
+    void expect_edit(const std::string &file, const std::string &format = "xml") {
         const auto outcome =
             support::run("sysrepocfg", {"--edit=" ORV_BGP_EXAMPLES "/" + file, "-m", "orv_bgp",
-                                        "-f", "xml", "-d", "running"});
+                                        "-f", format, "-d", "running"});
+        EXPECT_EQ(outcome.exit_code, 0) << file << ": " << outcome.output;
+    }
+    void expect_deletion() {
+        const auto outcome =
+            datastore.edit(R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp")"
+                           R"( xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0")"
+                           R"( nc:operation="delete"/>)");
         EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
     }
 
@@ -133,12 +142,67 @@ TEST_F(HeldConfiguration, IsTheDatastoresAfterARefusedEdit) {
 
 TEST_F(HeldConfiguration, IsEmptyAfterEverythingWasDeleted) {
     expect_edit("full.xml");
-    const auto outcome = datastore.edit(R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp")"
-                                        R"( xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0")"
-                                        R"( nc:operation="delete"/>)");
-    EXPECT_EQ(outcome.exit_code, 0);
+    expect_deletion();
     EXPECT_EQ(held(), Leaves{});
     EXPECT_EQ(stored(), Leaves{});
+}
+
+// --- The examples of whole networks --------------------------------------------------
+
+// A directory of examples: edits and calls, each as XML and as JSON.
+class Example : public HeldConfiguration, public testing::WithParamInterface<const char *> {
+  protected:
+    // The examples' paths below the directory of all, without the extension.
+    static std::vector<std::string> of_kind(bool calls) {
+        std::vector<std::string> stems;
+        const std::string directory = GetParam();
+        for (const auto &file :
+             std::filesystem::directory_iterator(ORV_BGP_EXAMPLES "/" + directory)) {
+            const std::string stem = file.path().stem().string();
+            if (file.path().extension() == ".xml" && (stem.rfind("rpc-", 0) == 0) == calls) {
+                stems.push_back(directory + "/" + stem);
+            }
+        }
+        EXPECT_FALSE(stems.empty()) << directory;
+        return stems;
+    }
+    static std::string called(const std::string &file, const std::string &format) {
+        const auto outcome =
+            support::run("sysrepocfg", {"--rpc=" ORV_BGP_EXAMPLES "/" + file + "." + format, "-m",
+                                        "orv_bgp", "-f", format, "-t", "10"});
+        EXPECT_EQ(outcome.exit_code, 0) << file << ": " << outcome.output;
+        return outcome.output;
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Of, Example,
+                         testing::Values("leaf-spine-evpn", "route-reflector", "two-vrfs"),
+                         [](const auto &directory) {
+                             std::string name = directory.param;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
+
+TEST_P(Example, EditsReachTheDaemonWholeFromXmlAndFromJson) {
+    for (const std::string &edit : of_kind(false)) {
+        expect_edit(edit + ".xml");
+        const Leaves from_xml = stored();
+        EXPECT_GT(from_xml.size(), 10U);
+        EXPECT_EQ(held(), from_xml);
+        expect_deletion();
+        expect_edit(edit + ".json", "json");
+        EXPECT_EQ(stored(), from_xml);
+        EXPECT_EQ(held(), from_xml);
+        expect_deletion();
+    }
+}
+
+TEST_P(Example, CallsAreAnsweredFromXmlAndFromJson) {
+    expect_edit(of_kind(false).front() + ".xml");
+    for (const std::string &call : of_kind(true)) {
+        const bool has_output = call.find("clear") == std::string::npos;
+        EXPECT_EQ(called(call, "xml").find("</") != std::string::npos, has_output) << call;
+        EXPECT_EQ(called(call, "json").find(": {") != std::string::npos, has_output) << call;
+    }
 }
 
 } // namespace
