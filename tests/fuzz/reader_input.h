@@ -27,6 +27,7 @@ inline constexpr std::int32_t edge_lengths[] = {
 // The payload: a byte, repeated so many times (half); this many times stand for
 // more than the buffer holds.
 inline constexpr std::uint32_t beyond_the_buffer = 0xffff;
+inline constexpr std::uint32_t longest_payload = 8192; // otherwise: modulo this
 
 // Then how many pieces (byte), and for each how long it is (half), or one of these;
 // what is left comes in one piece. In the end the daemon closes the connection, or it

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,14 +28,15 @@ class Arrival {
   public:
     Arrival() = default;
     Arrival(std::string bytes, std::vector<std::uint32_t> pieces, bool fails)
-        : bytes_(std::move(bytes)), pieces_(std::move(pieces)), fails_(fails) {}
+        : bytes_(std::make_shared<const std::string>(std::move(bytes))), pieces_(std::move(pieces)),
+          fails_(fails) {}
 
     // As read does: a count, 0 once the connection is closed, or -1.
     std::ptrdiff_t read(char *target, std::size_t room) {
         if (room == 0) {
             return 0;
         }
-        std::size_t count = bytes_.size() - position_;
+        std::size_t count = bytes_->size() - position_;
         if (piece_ < pieces_.size()) {
             const std::uint32_t piece = pieces_[piece_++];
             if (piece == piece_fails) {
@@ -42,22 +44,23 @@ class Arrival {
             }
             if (piece == piece_closes) {
                 pieces_.clear();
-                position_ = bytes_.size();
+                position_ = bytes_->size();
                 fails_ = false;
             }
-            count = std::min<std::size_t>(piece, bytes_.size() - position_);
+            count = std::min<std::size_t>(piece, bytes_->size() - position_);
         }
         count = std::min(count, room);
         if (count == 0) {
-            return fails_ && position_ == bytes_.size() ? -1 : 0;
+            return fails_ && position_ == bytes_->size() ? -1 : 0;
         }
-        std::memcpy(target, bytes_.data() + position_, count);
+        std::memcpy(target, bytes_->data() + position_, count);
         position_ += count;
         return static_cast<std::ptrdiff_t>(count);
     }
 
   private:
-    std::string bytes_;
+    // Of all copies: a full buffer is long.
+    std::shared_ptr<const std::string> bytes_ = std::make_shared<const std::string>();
     std::vector<std::uint32_t> pieces_;
     bool fails_ = false;
     std::size_t position_ = 0;
@@ -86,6 +89,8 @@ std::string read_bytes(Input &input, bool &may_be_full) {
     std::size_t size = input.half();
     if (size == beyond_the_buffer && std::exchange(may_be_full, false)) {
         size = BUF_SIZE_MAX + 100;
+    } else {
+        size %= longest_payload;
     }
     const auto truth = static_cast<std::int32_t>(sizeof(netconf_data_struc) + size);
     const std::int32_t header[] = {module, 0, 0,

@@ -19,11 +19,11 @@ using support::WireRecord;
 
 // An array of more values is not to be had. It keeps the time that an input may
 // take short, and shows what becomes of a reply without memory for its values.
-constexpr std::size_t most_values = 2048;
+constexpr std::size_t most_values = 256;
 
 // Zeros lie behind a reply in the transport's buffer. More of them lead nowhere
 // else, but counts that are lost among them are long on their way.
-constexpr std::size_t zeros_behind = 4096;
+constexpr std::size_t zeros_behind = 1024;
 
 // The fields of a record, one after the other.
 Record read_record(Input &input, const WireRecord &layout) {
@@ -71,7 +71,7 @@ ReplyContent read_reply(Input &input, std::uint32_t flags, int sub_mod,
     content.zeros = (flags & reply_full) != 0 ? 0 : zeros_behind;
     std::string *part = &content.payload;
     // Runs make much of few bytes: enough is enough.
-    while (!input.empty() && content.payload.size() + content.tail.size() < 200000) {
+    while (!input.empty() && content.payload.size() + content.tail.size() < 20000) {
         const auto piece =
             static_cast<Piece>(input.byte() % static_cast<std::uint32_t>(Piece::count));
         if (piece == Piece::tail) {

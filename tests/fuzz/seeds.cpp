@@ -366,8 +366,9 @@ Seeds reader_seeds() {
         {"whole_reply", E().answered({})},
         {"traced", E().answered({}, Course::answered, true)},
         {"reply_in_pieces", E().answered({20, {16, 10, 10}})},
-        {"split_header", E().answered({20, {4, 4, 7, 1}})},
-        {"byte_by_byte", E().answered({4, std::vector<std::uint32_t>(20, 1)})},
+        {"first_piece_ends_before_the_length", E().answered({20, {4, 4, 7, 1}})},
+        {"first_piece_ends_in_the_length", E().answered({20, {14, 1, 30}})},
+        {"payload_byte_by_byte", E().answered({5, {16, 1, 1, 1, 1, 1}})},
         {"closed_at_once", E().answered({20, {fuzz::piece_closes}})},
         {"closed_in_the_header", E().answered({20, {9, fuzz::piece_closes}})},
         {"closed_in_the_payload", E().answered({20, {30, fuzz::piece_closes}})},
@@ -716,6 +717,11 @@ Seeds family_seeds() {
                                                 {usual, usual, key_of(fuzz::KeyIs::long_, 51)});
     seeds["prefix_like_a_container"] = edit().change(
         created, neighbor_activate, plain_value(), {usual, usual, key_of(fuzz::KeyIs::another, 1)});
+    seeds["list_key_is_missing_while_another_record_is_pending"] =
+        edit()
+            .change(created, redistribute_process, text_value("7"))
+            .change(created, network_route_map, text_value("map"),
+                    {usual, usual, key_of(fuzz::KeyIs::missing)});
     seeds["route_map_is_too_long"] = edit().change(created, network_route_map, long_value(258));
     seeds["process_is_too_long"] =
         edit().change(created, redistribute_route_map, text_value("map"),
@@ -772,6 +778,11 @@ Seeds vrf_family_seeds() {
     seeds["vrf_name_is_too_long"] = edit().change(created, vrf_network_backdoor, plain_value(),
                                                   {usual, usual, key_of(fuzz::KeyIs::long_, 66)});
     seeds["remote_as_is_too_long"] = edit().change(created, vrf_neighbor_remote_as, long_value(14));
+    seeds["list_key_is_missing_while_another_record_is_pending"] =
+        edit()
+            .change(created, vrf_network_route_map, text_value("map"))
+            .change(created, vrf_redistribute_route_map, text_value("map"),
+                    {usual, usual, usual, usual, key_of(fuzz::KeyIs::missing)});
     seeds["shorter_path_after_a_longer_one"] =
         edit()
             .change(created, vrf_network_backdoor, plain_value(),
