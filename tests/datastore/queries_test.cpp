@@ -3,6 +3,7 @@
 #include "datastore.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
+#include "sample_replies.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,99 +18,19 @@
 
 namespace {
 
+using support::bytes_of;
 using support::Datastore;
+using support::evpn_payload;
 using support::Host;
+using support::info_payload;
+using support::neighbor_payload;
 using support::Outcome;
+using support::put;
 using support::RecordingDaemon;
+using support::rpc;
+using support::summary_payload;
 using testing::HasSubstr;
 using testing::Not;
-
-template <std::size_t size>
-void put(char (&field)[size], const std::string &text) {
-    std::memcpy(field, text.data(), text.size());
-}
-template <typename Record>
-std::string bytes_of(const Record &record) {
-    return {reinterpret_cast<const char *>(&record), sizeof record};
-}
-
-std::string rpc(const std::string &name, const std::string &input = "") {
-    return "<" + name + " xmlns=\"urn:orv:params:xml:ns:yang:orv_bgp\">" + input + "</" + name +
-           ">";
-}
-
-// --- What the daemon replies --------------------------------------------------------
-
-std::string summary_payload(std::uint32_t neighbors) {
-    bgp_rpc_ip_bgp_summary_output_neighbors block{};
-    put(block.as, "65001");
-    put(block.router_id, "192.0.2.1");
-    block.version = 7;
-    block.neighbor_number = neighbors;
-    std::string payload = bytes_of(block);
-    for (std::uint32_t i = 0; i < neighbors; ++i) {
-        bgp_rpc_ip_bgp_summary_output_entry entry{};
-        put(entry.neighbor, "10.0." + std::to_string(i / 250) + "." + std::to_string(i % 250));
-        entry.version = 4;
-        put(entry.AS, "64496");
-        entry.msg_send = 12;
-        put(entry.up_down, "01:02:03");
-        put(entry.state_pfxrcd, "Established");
-        payload += bytes_of(entry);
-    }
-    return payload;
-}
-
-std::string neighbor_payload() {
-    bgp_rpc_ip_bgp_neighbor_output_neighbor peer{};
-    put(peer.neighbor_addr, "10.0.0.1");
-    peer.remote_as = 65536 + 7;
-    peer.local_as = 4200000000U;
-    peer.version = 4;
-    put(peer.state, "Established");
-    peer.address_family_cnt = 1;
-    bgp_rpc_ip_bgp_neighbor_output_addrsss_family family{};
-    family.address_family.afi = 3;
-    family.address_family.safi = 5;
-    family.mask = 24;
-    family.route_reflector_client = 2;
-    return bytes_of(std::uint32_t{1}) + bytes_of(peer) + bytes_of(family);
-}
-
-std::string info_payload() {
-    bgp_rpc_ip_bgp_info_output_public table{};
-    table.version = 3;
-    put(table.router_id, "192.0.2.1");
-    table.prefix_number = 1;
-    bgp_rpc_ip_bgp_info_output_entry network{};
-    put(network.network, "10.1.0.0");
-    network.mask_len = 16;
-    network.nextop_num = 1;
-    bgp_rpc_ip_bgp_info_next_hop_output_entry hop{};
-    put(hop.nexthop, "192.0.2.11");
-    put(hop.metric, "20");
-    put(hop.path, "64496 i");
-    hop.valid_flag = 1;
-    hop.select_flag = 1;
-    hop.source_type = 2;
-    hop.weight = 32768;
-    return bytes_of(std::uint32_t{1}) + bytes_of(table) + bytes_of(network) + bytes_of(hop);
-}
-
-std::string packed(const std::string &text) {
-    return text + '\0';
-}
-
-std::string evpn_payload() {
-    return bytes_of(std::uint32_t{9}) + bytes_of(std::uint32_t{1}) + packed("65001:1") +
-           bytes_of(std::uint32_t{1}) + packed("[2]:[0]:[48]:[aa:bb:cc:dd:ee:ff]") +
-           std::string{1, 1, 2} + std::string(1, 1) + packed("RT:65001:1") + std::string(1, 1) +
-           packed("10001") + bytes_of(std::uint32_t{1}) + packed("192.0.2.11") +
-           bytes_of(std::uint32_t{20}) + bytes_of(std::uint32_t{100}) +
-           bytes_of(std::uint32_t{32768}) + packed("64496 i");
-}
-
-// --- The tests ----------------------------------------------------------------------
 
 class QueriesOnDatastore : public testing::Test {
   protected:

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -43,7 +44,7 @@ Datastore::Datastore() {
     setenv("SYSREPO_REPOSITORY_PATH", (directory_ / "repository").c_str(), 1);
     setenv("SYSREPO_SHM_PREFIX", prefix_.c_str(), 1);
     setenv("SRPD_PLUGINS_PATH", (directory_ / "plugins").c_str(), 1);
-    checked("sysrepoctl", {"--install", ORV_BGP_YANG});
+    install(ORV_BGP_YANG);
 }
 
 Datastore::~Datastore() {
@@ -62,21 +63,34 @@ fs::path Datastore::write(const std::string &name, const std::string &content) c
     return path;
 }
 
-std::unique_ptr<Process> Datastore::start_edit(const std::string &xml) const {
+void Datastore::uninstall() const {
+    checked("sysrepoctl", {"--uninstall", module_name});
+}
+
+void Datastore::install(const fs::path &yang) const {
+    checked("sysrepoctl", {"--install", yang.string()});
+}
+
+std::unique_ptr<Process> Datastore::start_edit(const std::string &xml, int seconds) const {
     return std::make_unique<Process>(
-        "sysrepocfg", std::vector<std::string>{"--edit=" + write("edit.xml", xml).string(), "-m",
-                                               module_name, "-f", "xml", "-d", "running"});
+        "sysrepocfg",
+        std::vector<std::string>{"--edit=" + write("edit.xml", xml).string(), "-m", module_name,
+                                 "-f", "xml", "-d", "running", "-t", std::to_string(seconds)});
 }
 
 Outcome Datastore::edit(const std::string &xml) const {
-    const auto client = start_edit(xml);
-    std::string output = client->read_all();
-    return {client->wait(), std::move(output)};
+    return start_edit(xml)->finish();
+}
+
+std::unique_ptr<Process> Datastore::start_call(const std::string &xml, int seconds) const {
+    return std::make_unique<Process>(
+        "sysrepocfg",
+        std::vector<std::string>{"--rpc=" + write("rpc.xml", xml).string(), "-m", module_name, "-f",
+                                 "xml", "-t", std::to_string(seconds)});
 }
 
 Outcome Datastore::call(const std::string &xml, int seconds) const {
-    return run("sysrepocfg", {"--rpc=" + write("rpc.xml", xml).string(), "-m", module_name, "-f",
-                              "xml", "-t", std::to_string(seconds)});
+    return start_call(xml, seconds)->finish();
 }
 
 std::string Datastore::configuration() const {
@@ -87,15 +101,24 @@ std::string Datastore::operational(const std::string &module) {
     return checked("sysrepocfg", {"-X", "-d", "operational", "-f", "xml", "-m", module}).output;
 }
 
-Host::Host(const Datastore & /*datastore*/)
-    : process_(
-          std::make_unique<Process>("sysrepo-plugind", std::vector<std::string>{"-d", "-v", "1"})) {
+Host::Host(const Datastore & /*datastore*/, const std::vector<std::string> &preloads)
+    : process_(start(preloads)) {
     while (Datastore::operational("sysrepo-monitoring").find(last_registration) ==
            std::string::npos) {
         if (!is_alive()) {
             throw std::runtime_error("sysrepo-plugind: " + process_->read_all());
         }
     }
+}
+
+std::unique_ptr<Process> Host::start(const std::vector<std::string> &preloads) {
+    std::string list = "LD_PRELOAD=";
+    for (const std::string &library : preloads) {
+        list += library + " ";
+    }
+    // env becomes the host: the process is the same.
+    return std::make_unique<Process>(
+        "env", std::vector<std::string>{list, "sysrepo-plugind", "-d", "-v", "1"});
 }
 
 int Host::terminate() {
@@ -114,6 +137,18 @@ std::size_t Host::descriptors() const {
     const fs::path directory = "/proc/" + std::to_string(process_->pid()) + "/fd";
     return static_cast<std::size_t>(
         std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+}
+
+std::size_t Host::sockets() const {
+    const fs::path directory = "/proc/" + std::to_string(process_->pid()) + "/fd";
+    return static_cast<std::size_t>(
+        std::count_if(fs::directory_iterator(directory), fs::directory_iterator(),
+                      [](const fs::directory_entry &descriptor) {
+                          std::error_code closed_meanwhile;
+                          return fs::read_symlink(descriptor.path(), closed_meanwhile)
+                                     .string()
+                                     .rfind("socket:", 0) == 0;
+                      }));
 }
 
 } // namespace support

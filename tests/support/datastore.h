@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace support {
 
@@ -25,23 +26,30 @@ class Datastore {
     // edit was made; the output is the client's.
     Outcome edit(const std::string &xml) const;
 
-    // The same without waiting for the client's end.
-    std::unique_ptr<Process> start_edit(const std::string &xml) const;
+    // The same without waiting for the client's end. It gives up after `seconds`.
+    std::unique_ptr<Process> start_edit(const std::string &xml, int seconds = 5) const;
 
     // Calls an RPC with sysrepocfg; the output is the RPC's, as XML.
     Outcome call(const std::string &xml, int seconds = 10) const;
+    std::unique_ptr<Process> start_call(const std::string &xml, int seconds = 10) const;
 
     // The configuration held, as XML; empty when there is none.
     std::string configuration() const;
+
+    // Takes the module out, with its data, and puts one of a YANG file in. No host
+    // runs meanwhile.
+    void uninstall() const;
+    void install(const std::filesystem::path &yang) const;
 
     // The operational data of a module, as XML.
     static std::string operational(const std::string &module);
 
     const std::filesystem::path &directory() const { return directory_; }
 
-  private:
+    // Writes a file into the directory and returns its path.
     std::filesystem::path write(const std::string &name, const std::string &content) const;
 
+  private:
     std::filesystem::path directory_;
     std::string prefix_;
 };
@@ -49,7 +57,11 @@ class Datastore {
 // sysrepo-plugind with the plug-in alone, its callbacks registered.
 class Host {
   public:
-    explicit Host(const Datastore &datastore);
+    // `preloads` are shared objects that go before the host's own.
+    explicit Host(const Datastore &datastore, const std::vector<std::string> &preloads = {});
+
+    // Starts one without waiting for its registrations, as when they will fail.
+    static std::unique_ptr<Process> start(const std::vector<std::string> &preloads = {});
 
     // Ends it as its service manager would. Returns the exit code, or the
     // signal's number negated.
@@ -58,8 +70,10 @@ class Host {
     // Whether it is running.
     bool is_alive() const;
 
-    // How many descriptors it has open.
+    // How many descriptors it has open, and how many of them are sockets: sysrepo
+    // itself uses none.
     std::size_t descriptors() const;
+    std::size_t sockets() const;
 
     Process &process() { return *process_; }
 

@@ -1,6 +1,7 @@
 #include "process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,12 +12,21 @@
 
 namespace support {
 
+namespace {
+
+// What a test does not read at once must not stop the program; any user may ask
+// for this much.
+constexpr int pipe_size = 1 << 20;
+
+} // namespace
+
 Process::Process(const std::string &program, std::vector<std::string> arguments) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");
     }
     output_ = ends[0];
+    fcntl(output_, F_SETPIPE_SZ, pipe_size);
 
     std::string name = program;
     std::vector<char *> argv = {name.data()};
@@ -58,16 +68,36 @@ std::string Process::read_line() {
     return line;
 }
 
+// Waits for more output and appends it. Returns false at the end of the output.
+bool Process::read_chunk(std::string &text) {
+    char chunk[4096];
+    const ssize_t count = read(output_, chunk, sizeof chunk);
+    if (count <= 0) {
+        return false;
+    }
+    text.append(chunk, static_cast<std::size_t>(count));
+    return true;
+}
+
 std::string Process::read_all() {
     std::string text;
-    char chunk[4096];
-    for (;;) {
-        const ssize_t count = read(output_, chunk, sizeof chunk);
-        if (count <= 0) {
-            return text;
-        }
-        text.append(chunk, static_cast<std::size_t>(count));
+    while (read_chunk(text)) {
     }
+    return text;
+}
+
+std::string Process::read_available() {
+    std::string text;
+    for (pollfd output{output_, POLLIN, 0}; poll(&output, 1, 0) == 1 && read_chunk(text);) {
+    }
+    return text;
+}
+
+std::string Process::read_until(const std::string &text) {
+    std::string read;
+    while (read.find(text) == std::string::npos && read_chunk(read)) {
+    }
+    return read;
 }
 
 int Process::wait() {
@@ -77,10 +107,13 @@ int Process::wait() {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+Outcome Process::finish() {
+    std::string output = read_all();
+    return {wait(), std::move(output)};
+}
+
 Outcome run(const std::string &program, std::vector<std::string> arguments) {
-    Process process(program, std::move(arguments));
-    std::string output = process.read_all();
-    return {process.wait(), std::move(output)};
+    return Process(program, std::move(arguments)).finish();
 }
 
 } // namespace support

@@ -9,10 +9,17 @@
 
 namespace support {
 
+// What a program that runs to its end did.
+struct Outcome {
+    int exit_code;
+    std::string output;
+};
+
 class Process {
   public:
     // Starts `program`, looked up in PATH, in the environment of the test; its
-    // standard output and error become one text. Throws std::system_error.
+    // standard output and error become one text, of which up to 1 MiB may wait to
+    // be read. Throws std::system_error.
     explicit Process(const std::string &program, std::vector<std::string> arguments = {});
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;
@@ -28,19 +35,26 @@ class Process {
     // All that it still prints until it closes its output.
     std::string read_all();
 
+    // What it printed by now and nobody has read.
+    std::string read_available();
+
+    // Waits until it prints `text`. Returns all that was read up to there and at
+    // once behind it; without the text when the output ends before.
+    std::string read_until(const std::string &text);
+
     // Waits for its end. Returns the exit code, or the signal's number negated.
     int wait();
 
+    // Reads all that it still prints and waits for its end.
+    Outcome finish();
+
   private:
+    bool read_chunk(std::string &text);
+
     pid_t pid_ = 0;
     int output_ = -1;
 };
 
-// What a program that runs to its end did.
-struct Outcome {
-    int exit_code;
-    std::string output;
-};
 Outcome run(const std::string &program, std::vector<std::string> arguments);
 
 } // namespace support

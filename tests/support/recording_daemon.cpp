@@ -20,6 +20,12 @@ void RecordingDaemon::answer_next(configd::Answer answer) {
 }
 
 void RecordingDaemon::answer_otherwise(configd::Answer answer) {
+    answer_otherwise(
+        [answer = std::move(answer)](const configd::Message & /*message*/) { return answer; });
+}
+
+void RecordingDaemon::answer_otherwise(
+    std::function<configd::Answer(const configd::Message &)> answer) {
     const std::lock_guard lock(mutex_);
     otherwise_ = std::move(answer);
 }
@@ -49,7 +55,7 @@ configd::Answer RecordingDaemon::answer(const configd::Message &message) {
     messages_.push_back(message);
     changed_.notify_all();
     if (answers_.empty()) {
-        return otherwise_;
+        return otherwise_(message);
     }
     configd::Answer next = std::move(answers_.front());
     answers_.pop_front();

@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -25,6 +26,7 @@ class RecordingDaemon : private configd::Handler {
     // Answers the next messages with these, then with `otherwise` again.
     void answer_next(configd::Answer answer);
     void answer_otherwise(configd::Answer answer);
+    void answer_otherwise(std::function<configd::Answer(const configd::Message &)> answer);
 
     // The messages received so far, in order; and forgets them.
     std::vector<configd::Message> take_messages();
@@ -44,7 +46,8 @@ class RecordingDaemon : private configd::Handler {
     std::condition_variable changed_;
     std::vector<configd::Message> messages_;
     std::deque<configd::Answer> answers_;
-    configd::Answer otherwise_ = configd::ResultCode{0};
+    std::function<configd::Answer(const configd::Message &)> otherwise_ =
+        [](const configd::Message & /*message*/) { return configd::ResultCode{0}; };
     std::size_t opened_ = 0;
     std::size_t closed_ = 0;
     configd::Server server_;

@@ -1,0 +1,1036 @@
+// What goes wrong outside the plug-in, one row for each fault: what the client
+// sees of it, what the plug-in prints, and what goes on afterwards. On the real
+// datastore, in the real plug-in host with its traces on, with the reference
+// daemon as a process of its own (killed, restarted, frozen) or with one that
+// answers as the row says.
+//
+// Failures that nobody outside the host can provoke are shown by the unit tests:
+//
+//   no memory for a message        Transport.WithoutMemoryNothingIsSent,
+//                                  Request.WithoutMemoryForTheMessageNothingIsSent
+//   no socket                      Transport.WithoutASocketNothingElseIsTried
+//   query that cannot be written   Transport.RequestThatCannotBeSentIsReported
+//   missing record or query        Transport.MissingRecordIsRefusedWithoutAConnection,
+//                                  Transport.MissingRequestIsRefusedWithALine,
+//                                  Request.MissingQueryIsRefusedAndItsConnectionClosed
+//   missing callback argument      Request.MissingArgumentIsRefused
+//   RPC callback, another event    Request.EveryEventButAnRpcIsRefused
+//   missing parser argument        *Reply.MissingArgumentIsRefused
+//   no memory for output values    *Reply.FailedResizingEndsTheCall,
+//                                  EvpnReply.FailedResizingCarriesOnWithTheRoomThatThereIs
+//   change iterator not opened     *Change.IteratorThatCannotBeOpenedEndsTheCallWithItsCode
+//   change without its value       AsChange.ChangeWithoutItsValueEndsTheCallAsASuccess,
+//                                  GlobleChange.ChangeWithoutItsValueIsAnInternalError,
+//                                  FamilyChange.ChangeWithoutItsValueDropsThePendingRecordAndIsASuccess
+//   path without a node name       *Change.PathWithoutANodeNameIsAnInternalError
+//   path without a list's key      GlobleChange.NeighbourWithoutAnAddressIsAnInternalError,
+//                                  FamilyChange.MissingListKeyIsToldAndTheWalkGoesOnWithoutACode,
+//                                  VrfFamilyChange.MissingNameIsAnInternalErrorAtOnce
+//   afi or safi without a number   FamilyChange.FamilyWithoutKnownKeysIsAnInternalErrorAtOnce
+#include "datastore.h"
+#include "netconf_bgp_public.h"
+#include "recording_daemon.h"
+#include "sample_replies.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sysrepo.h>
+
+#include <algorithm>
+#include <cctype>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iomanip>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using support::bytes_of;
+using support::Datastore;
+using support::Host;
+using support::Outcome;
+using support::Process;
+using support::RecordingDaemon;
+using support::rpc;
+using support::sample_queries;
+using support::SampleQuery;
+using testing::HasSubstr;
+
+// --- What a row says ------------------------------------------------------------------
+
+class Stage;
+using Step = std::function<void(Stage &)>;
+using Steps = std::vector<Step>;
+
+// What the client asks for.
+struct Request {
+    enum Kind { edit, call, host_start };
+
+    Kind kind;
+    std::string xml;
+    const SampleQuery *next = &sample_queries()[3]; // the query that comes afterwards
+    int seconds = 60;                               // when the client gives up
+};
+
+enum class Seen { success, failure, time_out };
+const char *const seen_words[][3] = {{"accepted", "refused", "gave up"},
+                                     {"answered", "failed", "gave up"},
+                                     {"started", "ended", ""}};
+
+// How later edits fare. A connection that broke is not made again, so that they
+// fail until the host is a new one.
+enum class Edits { go_on, fail_until_the_host_restarts };
+
+struct Fault {
+    std::string name;
+    Steps before; // the request
+    Request request;
+    Seen seen;
+    std::vector<std::string> printed;         // by the plug-in, among other lines
+    std::optional<std::size_t> messages = {}; // that the daemon received; nothing: any number
+    Edits edits = Edits::go_on;
+    Steps during = {};            // while the request waits
+    Steps after = {};             // the client's end
+    std::string shown = {};       // to the client
+    std::size_t sockets_left = 0; // open in the host for good, unless it is another one
+
+    friend std::ostream &operator<<(std::ostream &stream, const Fault &fault) {
+        return stream << fault.name;
+    }
+};
+
+// --- Where it happens -----------------------------------------------------------------
+
+std::string router_bgp(const std::string &content) {
+    return R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp")"
+           R"( xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0">)" +
+           content + "</router-bgp>";
+}
+std::string set_as(int as) {
+    return router_bgp("<as>" + std::to_string(as) + "</as>");
+}
+
+configd::Answer good_answer(const configd::Message &message) {
+    const auto &queries = sample_queries();
+    const auto query = std::find_if(queries.begin(), queries.end(), [&](const SampleQuery &row) {
+        return row.sub_mod == message.sub_mod;
+    });
+    if (query == queries.end()) {
+        return configd::ResultCode{0};
+    }
+    return configd::Reply{message.module, message.sub_mod, 0, query->payload};
+}
+
+// Datastore, host, daemon and client of one row, and what host and daemon said.
+class Stage {
+  public:
+    void start_host(std::vector<std::string> preloads = {}) {
+        preloads.emplace_back(TRACES_ON);
+        host.emplace(datastore, preloads);
+    }
+    void kill_host() {
+        host->process().signal(SIGKILL);
+        EXPECT_EQ(host->process().wait(), -SIGKILL);
+        listen();
+        host.reset();
+    }
+
+    // The reference daemon, which gives good replies to queries.
+    void start_daemon(std::vector<std::string> options = {}) {
+        for (const SampleQuery &query : sample_queries()) {
+            if (!query.payload.empty()) {
+                const auto file = datastore.write(query.name, query.payload).string();
+                options.push_back("--reply=" + std::to_string(query.sub_mod) + "=" + file);
+            }
+        }
+        daemon = std::make_unique<Process>(BGP_CONFIGD, std::move(options));
+        ASSERT_THAT(daemon->read_until("\n"), HasSubstr("listening"));
+    }
+    void kill_daemon() {
+        daemon->signal(SIGKILL);
+        EXPECT_EQ(daemon->wait(), -SIGKILL);
+        listen();
+    }
+
+    // A daemon whose answers the row says.
+    void start_script() {
+        script.emplace();
+        script->answer_otherwise(good_answer);
+    }
+
+    std::unique_ptr<Process> start_client(const Request &request) const {
+        switch (request.kind) {
+        case Request::edit:
+            return datastore.start_edit(request.xml, request.seconds);
+        case Request::call:
+            return datastore.start_call(request.xml, request.seconds);
+        default:
+            return Host::start({TRACES_ON});
+        }
+    }
+
+    // Takes down what host and daemon said since the last time.
+    void listen() {
+        printed += host ? host->process().read_available() : "";
+        told += daemon ? daemon->read_available() : "";
+        for (const auto &message : script ? script->take_messages() : Messages{}) {
+            told += configd::readable(message) + "\n";
+        }
+    }
+    void forget() {
+        listen();
+        printed.clear();
+        told.clear();
+    }
+    void wait_until_printed(const std::string &text) {
+        printed += host->process().read_until(text);
+        EXPECT_THAT(printed, HasSubstr(text));
+    }
+    void wait_until_told(const std::string &text) {
+        told += daemon->read_until(text);
+        EXPECT_THAT(told, HasSubstr(text));
+    }
+    // Of the messages in `told`, each has a line that begins with the record's code.
+    std::size_t messages() const {
+        std::size_t count = 0;
+        for (std::size_t at = 0; (at = told.find("BGP_SUB_", at)) != std::string::npos; ++at) {
+            ++count;
+        }
+        return count;
+    }
+
+    Datastore datastore;
+    std::unique_ptr<Process> daemon;
+    std::optional<RecordingDaemon> script;
+    std::optional<Host> host;
+    std::string printed; // by the host
+    std::string told;    // to the daemon
+
+  private:
+    using Messages = std::vector<configd::Message>;
+};
+
+// --- Steps ------------------------------------------------------------------------------
+
+Step daemon(const std::vector<std::string> &options = {}) {
+    return [=](Stage &stage) { stage.start_daemon(options); };
+}
+Step signal_daemon(int number) {
+    return [=](Stage &stage) { stage.daemon->signal(number); };
+}
+const Step daemon_killed = [](Stage &stage) { stage.kill_daemon(); };
+const Step daemon_frozen = signal_daemon(SIGSTOP);
+const Step daemon_resumed = signal_daemon(SIGCONT);
+const Step script = [](Stage &stage) { stage.start_script(); };
+
+Step edited(const std::string &xml) {
+    return [=](Stage &stage) { ASSERT_EQ(stage.datastore.edit(xml).exit_code, 0); };
+}
+Step edit_failed(const std::string &xml) {
+    return [=](Stage &stage) { ASSERT_NE(stage.datastore.edit(xml).exit_code, 0); };
+}
+const Step configured = edited(set_as(65001));
+
+// The next messages are answered so.
+Step answers(const std::vector<configd::Answer> &list) {
+    return [=](Stage &stage) {
+        for (const auto &answer : list) {
+            stage.script->answer_next(answer);
+        }
+    };
+}
+Steps scripted(const std::vector<configd::Answer> &list) {
+    return {script, configured, answers(list)};
+}
+Step called(const SampleQuery &query) {
+    return [=](Stage &stage) { ASSERT_EQ(stage.datastore.call(query.call).exit_code, 0); };
+}
+Step call_given_up(const SampleQuery &query) {
+    return [=](Stage &stage) { ASSERT_NE(stage.datastore.call(query.call, 1).exit_code, 0); };
+}
+
+Step host(const std::vector<std::string> &preloads = {}) {
+    return [=](Stage &stage) { stage.start_host(preloads); };
+}
+const Step host_killed = [](Stage &stage) { stage.kill_host(); };
+
+Step printed(const std::string &text) {
+    return [=](Stage &stage) { stage.wait_until_printed(text); };
+}
+Step told(const std::string &text) {
+    return [=](Stage &stage) { stage.wait_until_told(text); };
+}
+
+const Step module_uninstalled = [](Stage &stage) { stage.datastore.uninstall(); };
+const Step module_installed = [](Stage &stage) { stage.datastore.install(ORV_BGP_YANG); };
+// The module with another name for one of the RPCs.
+const Step other_module_installed = [](Stage &stage) {
+    std::ifstream file(ORV_BGP_YANG);
+    std::string yang{std::istreambuf_iterator<char>(file), {}};
+    const std::string name = "rpc ip-bgp-summary";
+    yang.replace(yang.find(name), name.size(), "rpc ip-bgp-overview");
+    stage.datastore.install(stage.datastore.write("orv_bgp.yang", yang));
+};
+
+// --- The faults of edits ------------------------------------------------------------------
+
+// What the plug-in prints when it has sent its record, and when nothing good came back.
+constexpr const char *record_sent = "sendAndGetResponseCode:##send data OK";
+constexpr const char *no_answer = "sendAndGetResponseCode:receive data failed";
+constexpr const char *not_sent = "sendAndGetResponseCode:send data failed";
+constexpr const char *not_connected = "connect fail.";
+constexpr const char *edit_not_connected =
+    "in plugin_send: socket connect failederror, parameter send error :-1";
+constexpr const char *code_20 = "error, parameter receive error :20";
+
+std::string answered(int code) {
+    return "sendAndGetResponseCode:res is " + std::to_string(code) + "\n";
+}
+std::string refused(int code) {
+    return "error, parameter receive error :" + std::to_string(code);
+}
+
+std::string globle_neighbor(const std::string &settings) {
+    return router_bgp("<bgp><bgp-globle-neighbors><globle-neighbor>"
+                      "<neighbor-address>192.0.2.11</neighbor-address>" +
+                      settings + "</globle-neighbor></bgp-globle-neighbors></bgp>");
+}
+std::string family(const std::string &content) {
+    return router_bgp("<bgp-address-family><address-family><afi>AFI_IP</afi>"
+                      "<safi>SAFI_UNICAST</safi>" +
+                      content + "</address-family></bgp-address-family>");
+}
+std::string vrf_family(const std::string &content) {
+    return router_bgp("<bgp-address-family-vrf><address-family-vrf><afi>AFI_IP</afi>"
+                      "<safi>SAFI_VRF</safi><vrf-name>red</vrf-name>" +
+                      content + "</address-family-vrf></bgp-address-family-vrf>");
+}
+// A hundred networks; a record is sent when the next one is reached.
+std::string hundred_networks(const std::string &more = "") {
+    std::string networks;
+    for (int i = 0; i < 100; ++i) {
+        networks +=
+            "<family-network><prefix>10.0." + std::to_string(i) + ".0/24</prefix></family-network>";
+    }
+    return family("<bgp-family-networks>" + networks + "</bgp-family-networks>" + more);
+}
+const std::string vrf_network = "<bgp-family-vrf-networks><family-vrf-network><prefix>10.1.0.0/16"
+                                "</prefix></family-vrf-network></bgp-family-vrf-networks>";
+const std::string router_id = router_bgp("<bgp><router-id>192.0.2.1</router-id></bgp>");
+
+Request edit(const std::string &xml, int seconds = 60) {
+    return {Request::edit, xml, &sample_queries()[3], seconds};
+}
+const Request as_edit = edit(set_as(65002));
+
+// Accepts so many messages and answers the next one otherwise.
+Steps scripted_after(std::size_t accepted, const configd::Answer &answer) {
+    std::vector<configd::Answer> list(accepted, configd::ResultCode{0});
+    list.push_back(answer);
+    return scripted(list);
+}
+std::string raw_codes(const std::vector<std::int32_t> &codes) {
+    std::string bytes;
+    for (const std::int32_t code : codes) {
+        bytes += bytes_of(code);
+    }
+    return bytes;
+}
+
+std::vector<Fault> edit_faults() {
+    const auto broken = Edits::fail_until_the_host_restarts;
+    std::vector<Fault> faults = {
+        // The connection. The socket of a failed connect stays open.
+        {"EditWithoutADaemon",
+         {},
+         edit(set_as(65001)),
+         Seen::failure,
+         {not_connected, edit_not_connected},
+         0,
+         Edits::go_on,
+         {},
+         {daemon()},
+         {},
+         1},
+        {"EditAfterTheDaemonWasKilled",
+         {daemon(), configured, daemon_killed},
+         as_edit,
+         Seen::failure,
+         {no_answer, code_20},
+         0,
+         broken,
+         {},
+         {daemon()}},
+        {"SecondEditAfterTheDaemonWasKilled",
+         {daemon(), configured, daemon_killed, edit_failed(set_as(65002))},
+         as_edit,
+         Seen::failure,
+         {not_sent, code_20},
+         0,
+         broken,
+         {},
+         {daemon()}},
+        {"EditAfterTheDaemonWasRestarted",
+         {daemon(), configured, daemon_killed, daemon()},
+         as_edit,
+         Seen::failure,
+         {no_answer, code_20},
+         0,
+         broken},
+        {"EditOfAHundredRecordsWhoseDaemonIsKilledOnTheWay",
+         {daemon({"--fault=redistribute=silent"}), configured},
+         edit(hundred_networks(
+             "<bgp-family-redistributes><family-redistribute><protocol>ospf</protocol>"
+             "<process>1</process></family-redistribute></bgp-family-redistributes>")),
+         Seen::failure,
+         {no_answer, code_20},
+         101,
+         broken,
+         {told("-> no answer"), daemon_killed},
+         {daemon()}},
+        {"EditOfAFrozenDaemonThatIsResumed",
+         {daemon(), configured, daemon_frozen},
+         as_edit,
+         Seen::success,
+         {record_sent, answered(0)},
+         1,
+         Edits::go_on,
+         {printed(record_sent), daemon_resumed}},
+        {"EditOfAFrozenDaemonThatIsKilled",
+         {daemon(), configured, daemon_frozen},
+         as_edit,
+         Seen::failure,
+         {no_answer, code_20},
+         0,
+         broken,
+         {printed(record_sent), daemon_killed},
+         {daemon()}},
+        {"EditThatIsAnsweredTooLate",
+         {daemon(), configured, daemon_frozen},
+         edit(set_as(65002), 1),
+         Seen::time_out,
+         {record_sent, answered(0)},
+         1,
+         Edits::go_on,
+         {},
+         {daemon_resumed, printed(answered(0))}},
+        {"EditBehindAQueryThatIsAnsweredTooLate",
+         {daemon(), configured, daemon_frozen, call_given_up(sample_queries()[3])},
+         edit(set_as(65002)),
+         Seen::success,
+         {"[ip_bgp_summary_cb]rc = 0", answered(0)},
+         {},
+         Edits::go_on,
+         {daemon_resumed}},
+
+        // What comes instead of a result code.
+        {"EditAnsweredByTheEndOfTheConnection",
+         scripted({configd::RawBytes{"", true}}),
+         as_edit,
+         Seen::failure,
+         {no_answer, code_20},
+         1,
+         broken},
+        {"EditAnsweredByThreeBytesAndTheEndOfTheConnection",
+         scripted({configd::RawBytes{std::string(3, '\0'), true}}),
+         as_edit,
+         Seen::failure,
+         {no_answer, code_20},
+         1,
+         broken},
+        {"EditAnsweredByThreeBytes",
+         scripted({configd::RawBytes{std::string(3, '\0'), false}}),
+         as_edit,
+         Seen::failure,
+         {no_answer, code_20},
+         1},
+        // The answer to the first record is taken for that to the second as well.
+        {"EditAnsweredByTwoResultCodesAtOnce",
+         scripted({configd::RawBytes{raw_codes({0, SR_ERR_CONFIG_FAILED}), false}}),
+         edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>")),
+         Seen::failure,
+         {answered(0), answered(SR_ERR_CONFIG_FAILED), refused(SR_ERR_CONFIG_FAILED)},
+         2},
+
+        // A refusal in the middle of an edit, and at its end.
+        {"EditOfAHundredRecordsRefusedAtTheSixtieth",
+         scripted_after(59, configd::ResultCode{SR_ERR_NO_EXISTS_CONFIG}),
+         edit(hundred_networks()),
+         Seen::failure,
+         {refused(SR_ERR_NO_EXISTS_CONFIG), "change cfg for bgp from xpath:"},
+         60},
+        {"EditOfAHundredRecordsRefusedAtTheLast",
+         scripted_after(99, configd::ResultCode{SR_ERR_NO_EXISTS_CONFIG}),
+         edit(hundred_networks()),
+         Seen::failure,
+         {refused(SR_ERR_NO_EXISTS_CONFIG), "change cfg for bgp failed:"},
+         100},
+        // The code 5 ends the walk like the end of the changes.
+        {"EditOfAHundredRecordsWhoseSixtiethIsAnsweredBy5",
+         scripted_after(59, configd::ResultCode{SR_ERR_NOT_FOUND}),
+         edit(hundred_networks()),
+         Seen::success,
+         {refused(SR_ERR_NOT_FOUND), "address family change config over"},
+         60},
+        {"AsAnsweredBy5",
+         scripted({configd::ResultCode{SR_ERR_NOT_FOUND}}),
+         as_edit,
+         Seen::success,
+         {refused(SR_ERR_NOT_FOUND), "bgp-id change config over"},
+         1},
+        {"RouterIdentifierRefused",
+         scripted({configd::ResultCode{SR_ERR_INVALID_VALUE}}),
+         edit(router_id),
+         Seen::failure,
+         {refused(SR_ERR_INVALID_VALUE),
+          "change cfg for bgp from xpath:/orv_bgp:router-bgp/bgp/router-id"},
+         1},
+        {"SecondSettingOfANeighbourRefused",
+         scripted_after(1, configd::ResultCode{SR_ERR_INVALID_VALUE}),
+         edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>"
+                              "<ebgp-multihop>2</ebgp-multihop>")),
+         Seen::failure,
+         {refused(SR_ERR_INVALID_VALUE), "/description  failed:"},
+         2},
+        {"VrfRefused",
+         scripted({configd::ResultCode{SR_ERR_NOT_SUPPORT}}),
+         edit(vrf_family(vrf_network)),
+         Seen::failure,
+         {refused(SR_ERR_NOT_SUPPORT), "change cfg for bgp from xpath:"},
+         1},
+        {"NetworkOfAVrfRefused",
+         scripted_after(1, configd::ResultCode{SR_ERR_NOT_SUPPORT}),
+         edit(vrf_family(vrf_network)),
+         Seen::failure,
+         {refused(SR_ERR_NOT_SUPPORT), "change cfg for bgp failed:"},
+         2},
+
+        // What the plug-in refuses itself.
+        {"DeletionWithoutAnAs",
+         {script, configured, edited(router_id),
+          edited(router_bgp("<as nc:operation=\"delete\"/>"))},
+         edit(router_bgp("<bgp><router-id nc:operation=\"delete\"/></bgp>")),
+         Seen::success,
+         {"[bgp_config_globle_bgp_change_cb][694]as not exist!"},
+         0},
+        {"NeighbourWithoutASetting",
+         scripted({}),
+         edit(globle_neighbor("")),
+         Seen::failure,
+         {"[bgp_config_globle_bgp_change_cb][668]not found!", "change cfg for bgp failed:"},
+         0},
+    };
+    for (const std::int32_t code : {1, 4, 7, 10, 14, 16, 17, 18, 19, 20, 2147483647}) {
+        faults.push_back({"AsRefusedWith" + std::to_string(code),
+                          scripted({configd::ResultCode{code}}),
+                          as_edit,
+                          Seen::failure,
+                          {answered(code), refused(code)},
+                          1});
+    }
+    const std::pair<const char *, std::string> settings[] = {
+        {"RouterIdentifier", router_id},
+        {"AddressFamily", family("")},
+        {"Vrf", vrf_family("")},
+    };
+    for (const auto &[name, xml] : settings) {
+        faults.push_back({std::string(name) + "WithoutAnAs",
+                          {script},
+                          edit(xml),
+                          Seen::failure,
+                          {" error, as not exist!"},
+                          0});
+    }
+    return faults;
+}
+
+// --- The faults of queries ------------------------------------------------------------------
+
+constexpr const char *query_sent = "sendAndGetReplyBuff:##send data OK";
+constexpr const char *query_waits = "[sendAndGetReplyBuff:150]begin readLen = 0";
+constexpr const char *no_reply = "get reply buff error!";
+
+Request call(const SampleQuery &query, int seconds = 60) {
+    return {Request::call, query.call, &query, seconds};
+}
+
+// A message with any dataLen.
+std::string message(std::int32_t sub_mod, std::int32_t length, const std::string &payload) {
+    return raw_codes({MODULE_ID_BGP, sub_mod, 0, length}) + payload;
+}
+std::int32_t length_of(const std::string &payload) {
+    return static_cast<std::int32_t>(sizeof(netconf_data_struc) + payload.size());
+}
+configd::RawBytes raw(std::string bytes) {
+    return {std::move(bytes), true};
+}
+
+// The neighbours' reply with another address family.
+std::string neighbors_of(std::uint32_t afi, std::uint32_t safi) {
+    std::string payload = support::neighbor_payload();
+    const std::size_t family_at =
+        sizeof(std::uint32_t) + sizeof(bgp_rpc_ip_bgp_neighbor_output_neighbor) +
+        offsetof(bgp_rpc_ip_bgp_neighbor_output_addrsss_family, address_family);
+    std::memcpy(&payload[family_at + offsetof(address_family_val, afi)], &afi, sizeof afi);
+    std::memcpy(&payload[family_at + offsetof(address_family_val, safi)], &safi, sizeof safi);
+    return payload;
+}
+
+std::string camel(const std::string &name) {
+    std::string words;
+    bool starts = true;
+    for (const char letter : name) {
+        if (letter != '-') {
+            words += starts ? static_cast<char>(std::toupper(letter)) : letter;
+        }
+        starts = letter == '-';
+    }
+    return words;
+}
+
+// What can happen to each of the queries.
+void add_faults(std::vector<Fault> &faults, const SampleQuery &query) {
+    const std::string name = camel(query.name);
+    const bool has_parser = !query.payload.empty();
+    const auto reply = [&](std::int32_t module, std::int32_t sub_mod, const std::string &payload) {
+        return scripted({configd::Reply{module, sub_mod, 0, payload}});
+    };
+    const auto add = [&](const std::string &what, const Steps &before, Seen seen,
+                         const std::vector<std::string> &lines, std::size_t messages = 1) {
+        faults.push_back({name + what, before, call(query), seen, lines, messages});
+    };
+    add("AnsweredByTheEndOfTheConnection", scripted({raw("")}), Seen::failure,
+        {"read over,total = 0.", "total = 0\n", no_reply});
+    add("AnsweredForAnotherModule", reply(MODULE_ID_VLAN, query.sub_mod, query.payload),
+        Seen::failure, {"module is 2,", "The data is not statis!", no_reply});
+    add("AnsweredByAResultCode", scripted({configd::ResultCode{SR_ERR_INVALID_VALUE}}),
+        Seen::failure, {"module is 16,", "The data is not statis!", no_reply});
+    add("WithAResultInItsReply",
+        scripted({configd::Reply{MODULE_ID_BGP, query.sub_mod, 18, query.payload}}), Seen::success,
+        {"resValue is 18,"});
+    const auto other = query.sub_mod == 18 ? 19 : 18;
+    if (!has_parser) {
+        add("AnsweredByAnotherQuerysReply", reply(MODULE_ID_BGP, other, query.payload),
+            Seen::success, {"module is 3,"});
+        return;
+    }
+    add("AnsweredByAnotherQuerysReply", reply(MODULE_ID_BGP, other, query.payload), Seen::failure,
+        {"output data is not bgp and ip bgp ", "rc = -1"});
+    add("WithCountsThatCannotBe",
+        reply(MODULE_ID_BGP, query.sub_mod, std::string(query.payload.size(), '\xff')),
+        Seen::failure, {"reply refused: ", "rc = -1"});
+}
+
+std::vector<Fault> query_faults() {
+    const SampleQuery &evpn = sample_queries()[0];
+    const SampleQuery &neighbor = sample_queries()[2];
+    const SampleQuery &summary = sample_queries()[3];
+    const SampleQuery &clear = sample_queries()[4];
+    const auto payload = support::summary_payload(2);
+    const auto good = message(summary.sub_mod, length_of(payload), payload);
+    const configd::Answer silence = configd::Silence{};
+
+    std::vector<Fault> faults;
+    for (const SampleQuery &query : sample_queries()) {
+        add_faults(faults, query);
+    }
+    const std::vector<Fault> others = {
+        // The connection. The socket of a failed connect stays open.
+        {"QueryWithoutADaemon",
+         {},
+         call(summary),
+         Seen::failure,
+         {not_connected, "error, parameter send error :-1", no_reply},
+         0,
+         Edits::go_on,
+         {},
+         {daemon()},
+         {},
+         1},
+        {"QueryAfterTheDaemonWasRestarted",
+         {daemon(), configured, daemon_killed, daemon()},
+         call(summary),
+         Seen::success,
+         {query_sent},
+         1,
+         Edits::fail_until_the_host_restarts,
+         {},
+         {},
+         summary.shown},
+        {"QueryOfAFrozenDaemonThatIsResumed",
+         {daemon(), configured, daemon_frozen},
+         call(summary),
+         Seen::success,
+         {query_sent},
+         1,
+         Edits::go_on,
+         {printed(query_waits), daemon_resumed},
+         {},
+         summary.shown},
+        {"QueryOfAFrozenDaemonThatIsKilled",
+         {daemon(), configured, daemon_frozen},
+         call(summary),
+         Seen::failure,
+         {"read data err,readLen = -1!", no_reply},
+         0,
+         Edits::fail_until_the_host_restarts,
+         {printed(query_waits), daemon_killed},
+         {daemon()}},
+        {"QueryThatIsAnsweredTooLate",
+         {daemon(), configured, daemon_frozen},
+         call(summary, 1),
+         Seen::time_out,
+         {"[ip_bgp_summary_cb]rc = 0"},
+         1,
+         Edits::go_on,
+         {},
+         {daemon_resumed, printed("[ip_bgp_summary_cb]rc = 0")}},
+
+        // A reply that does not come, with the minute's wait made a short one.
+        {"QueryThatIsNeverAnswered",
+         {host_killed, host({SHORT_WAIT}), script, configured, answers({silence})},
+         call(summary),
+         Seen::failure,
+         {"total = 0\n", no_reply},
+         1},
+        {"QueryThatIsNeverAnsweredAfterOneThatWas",
+         {host_killed, host({SHORT_WAIT}), script, configured, called(summary), answers({silence})},
+         call(summary),
+         Seen::success,
+         {"total = 260\n"},
+         1,
+         Edits::go_on,
+         {},
+         {},
+         summary.shown},
+        {"QueryThatIsNeverAnsweredAfterAnotherQuery",
+         {host_killed, host({SHORT_WAIT}), script, configured, called(summary), answers({silence})},
+         call(evpn),
+         Seen::failure,
+         {"total = 260\n", "output data is not bgp and ip bgp evpn data!"},
+         1},
+
+        // Too much and too little.
+        {"ReplyThatIsTooLong",
+         scripted({raw(message(summary.sub_mod, BUF_SIZE_MAX + 1, payload))}),
+         call(summary),
+         Seen::failure,
+         {"data length exceed BUF_SIZE_MAX", no_reply},
+         1},
+        {"ReplyWithBytesBehindItsEnd",
+         scripted({raw(good + std::string(1000, '\xff'))}),
+         call(summary),
+         Seen::success,
+         {},
+         1,
+         Edits::go_on,
+         {},
+         {},
+         "<neighbor>10.0.0.1</neighbor>"},
+        // What did not come is zero.
+        {"ReplyThatEndsInItsSecondEntry",
+         scripted({raw(good.substr(0, good.size() - 160))}),
+         call(summary),
+         Seen::success,
+         {"total = 260\n"},
+         1,
+         Edits::go_on,
+         {},
+         {},
+         "<neighbor/>"},
+        {"ReplyThatEndsInItsHeader",
+         scripted({raw(good.substr(0, 8))}),
+         call(summary),
+         Seen::success,
+         {"total = 8\n"},
+         1},
+
+        // What a parser refuses.
+        {"NeighborsWithAnUnknownAfi",
+         scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(4, 1)}}),
+         call(neighbor),
+         Seen::failure,
+         {"afi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"},
+         1},
+        {"NeighborsWithAnUnknownSafi",
+         scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(1, 3)}}),
+         call(neighbor),
+         Seen::failure,
+         {"safi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"},
+         1},
+
+        // What the plug-in does not ask the daemon.
+        {"EvpnQueryWithoutInput",
+         scripted({}),
+         {Request::call, rpc("ip-bgp-evpn"), &evpn},
+         Seen::failure,
+         {"inval arg!"},
+         0},
+        {"ClearWithoutAnAs",
+         {script},
+         call(clear),
+         Seen::success,
+         {},
+         0,
+         Edits::go_on,
+         {},
+         {configured},
+         {},
+         1},
+    };
+    faults.insert(faults.end(), others.begin(), others.end());
+    return faults;
+}
+
+// --- The faults of the host -------------------------------------------------------------------
+
+std::vector<Fault> host_faults() {
+    const SampleQuery &summary = sample_queries()[3];
+    const Request start{Request::host_start, ""};
+    constexpr const char *init_failed = "Module 'orv_bgp' plugin initalization failed: ";
+    constexpr const char *subscribe_failed =
+        "Failed to subscribe subtree change for /orv_bgp:router-bgp, error ";
+    return {
+        {"EditWhoseHostIsKilled",
+         {daemon(), configured, daemon_frozen},
+         edit(set_as(65002), 3),
+         Seen::time_out,
+         {record_sent},
+         {},
+         Edits::go_on,
+         {printed(record_sent), host_killed},
+         {daemon_resumed, host()}},
+        {"EditOfAHundredRecordsWhoseHostIsKilled",
+         {daemon({"--fault=redistribute=silent"}), configured},
+         edit(hundred_networks(
+                  "<bgp-family-redistributes><family-redistribute><protocol>ospf</protocol>"
+                  "<process>1</process></family-redistribute></bgp-family-redistributes>"),
+              3),
+         Seen::time_out,
+         {record_sent},
+         101,
+         Edits::go_on,
+         {told("-> no answer"), host_killed},
+         {host()}},
+        {"QueryWhoseHostIsKilled",
+         {daemon(), configured, daemon_frozen},
+         call(summary, 3),
+         Seen::time_out,
+         {query_sent},
+         {},
+         Edits::go_on,
+         {printed(query_waits), host_killed},
+         {daemon_resumed, host()}},
+        // The datastore asks nobody and takes the edit; the daemon does not learn of it.
+        {"EditWithoutAHost",
+         {daemon(), configured, host_killed},
+         as_edit,
+         Seen::success,
+         {},
+         0,
+         Edits::go_on,
+         {},
+         {host()}},
+        {"QueryWithoutAHost",
+         {daemon(), configured, host_killed},
+         call(summary),
+         Seen::failure,
+         {},
+         0,
+         Edits::go_on,
+         {},
+         {host()}},
+        {"EditAfterTheHostWasKilledAndRestarted",
+         {daemon(), configured, host_killed, host()},
+         as_edit,
+         Seen::success,
+         {"connect successfully.", answered(0)},
+         1,
+         Edits::go_on,
+         {},
+         {},
+         {},
+         1},
+        {"HostStartWithoutTheModule",
+         {host_killed, module_uninstalled},
+         start,
+         Seen::failure,
+         {subscribe_failed, init_failed},
+         {},
+         Edits::go_on,
+         {},
+         {module_installed, host(), daemon()}},
+        {"HostStartWithAModuleThatLacksAnRpc",
+         {host_killed, module_uninstalled, other_module_installed},
+         start,
+         Seen::failure,
+         {init_failed},
+         {},
+         Edits::go_on,
+         {},
+         {module_uninstalled, module_installed, host(), daemon()}},
+    };
+}
+
+std::vector<Fault> all_faults() {
+    std::vector<Fault> faults = edit_faults();
+    for (const auto &more : {query_faults(), host_faults()}) {
+        faults.insert(faults.end(), more.begin(), more.end());
+    }
+    return faults;
+}
+
+// --- The table that is printed ----------------------------------------------------------------
+
+struct Row {
+    std::string fault, seen, survived;
+};
+
+// "EditWithoutADaemon" as a person says it.
+std::string words(const std::string &name) {
+    std::string text;
+    for (const char letter : name) {
+        const bool upper = std::isupper(letter) != 0;
+        text += upper && !text.empty() ? " " : "";
+        text += upper && !text.empty() ? static_cast<char>(std::tolower(letter)) : letter;
+    }
+    return text;
+}
+
+void print(const std::vector<Row> &rows) {
+    const auto widest = [&](std::string Row::*cell) {
+        std::size_t width = 0;
+        for (const Row &row : rows) {
+            width = std::max(width, (row.*cell).size());
+        }
+        return static_cast<int>(width) + 2;
+    };
+    const int fault = widest(&Row::fault);
+    const int seen = widest(&Row::seen);
+    std::cout << std::left;
+    for (const Row &row : rows) {
+        std::cout << std::setw(fault) << row.fault << std::setw(seen) << row.seen << row.survived
+                  << '\n';
+    }
+}
+
+// --- The test -----------------------------------------------------------------------------------
+
+class Faults : public testing::TestWithParam<Fault> {
+  public:
+    static void TearDownTestSuite() { print(table); }
+
+  protected:
+    void SetUp() override { stage.start_host(); }
+
+    void take(const Steps &steps) {
+        for (const Step &step : steps) {
+            step(stage);
+            if (HasFatalFailure()) {
+                return;
+            }
+        }
+    }
+
+    static Seen seen_by(const Outcome &client) {
+        if (client.exit_code == 0) {
+            return Seen::success;
+        }
+        const bool timed_out = client.output.find("timed out") != std::string::npos;
+        return timed_out ? Seen::time_out : Seen::failure;
+    }
+
+    // The query that comes next is answered as if nothing had been.
+    bool next_query_is_answered(const SampleQuery &query) const {
+        const Outcome outcome = stage.datastore.call(query.call, 60);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+        EXPECT_THAT(outcome.output, HasSubstr(query.shown));
+        return outcome.exit_code == 0;
+    }
+
+    // The next edit reaches datastore and daemon, or neither.
+    bool next_edit_is_made() {
+        stage.forget();
+        const std::string unchanged = stage.datastore.configuration();
+        const bool made = stage.datastore.edit(set_as(65099)).exit_code == 0;
+        stage.listen();
+        const bool is_told = stage.told.find("op=set as=65099") != std::string::npos;
+        EXPECT_EQ(is_told, made);
+        EXPECT_EQ(stage.datastore.configuration() != unchanged, made);
+        return made;
+    }
+
+    static std::vector<Row> table;
+    Stage stage;
+};
+
+std::vector<Row> Faults::table = {{"Fault", "Client saw", "Survived"}};
+
+TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
+    const Fault &fault = GetParam();
+    take(fault.before);
+    ASSERT_FALSE(HasFatalFailure());
+    stage.forget();
+    const pid_t host = stage.host ? stage.host->process().pid() : 0;
+    const std::size_t sockets = stage.host ? stage.host->sockets() : 0;
+    const bool has_data = fault.request.kind != Request::host_start;
+    const std::string configuration = has_data ? stage.datastore.configuration() : "";
+
+    const auto client = stage.start_client(fault.request);
+    take(fault.during);
+    const Outcome outcome = client->finish();
+    const Seen seen = seen_by(outcome);
+    const bool is_unchanged = !has_data || stage.datastore.configuration() == configuration;
+    take(fault.after);
+    ASSERT_FALSE(HasFatalFailure());
+    stage.listen();
+    if (fault.request.kind == Request::host_start) {
+        stage.printed = outcome.output;
+    }
+
+    Row row{words(fault.name), seen_words[fault.request.kind][static_cast<int>(seen)], ""};
+    EXPECT_EQ(seen, fault.seen) << outcome.output;
+    EXPECT_THAT(outcome.output, HasSubstr(fault.shown));
+    for (const std::string &line : fault.printed) {
+        EXPECT_THAT(stage.printed, HasSubstr(line));
+    }
+    if (fault.messages) {
+        EXPECT_EQ(stage.messages(), *fault.messages) << stage.told;
+    }
+    const bool is_made = fault.request.kind == Request::edit && seen == Seen::success;
+    EXPECT_EQ(is_unchanged, !is_made);
+    row.survived = std::string("data ") + (is_unchanged ? "unchanged" : "changed");
+
+    ASSERT_TRUE(stage.host && stage.host->is_alive());
+    if (stage.host->process().pid() == host) {
+        const std::size_t left = stage.host->sockets() - sockets;
+        EXPECT_EQ(left, fault.sockets_left);
+        row.survived += ", host" + (left == 0 ? "" : " (sockets +" + std::to_string(left) + ")");
+    } else {
+        row.survived += ", a new host";
+    }
+
+    row.survived += next_query_is_answered(*fault.request.next) ? ", queries" : "";
+    const bool edits_go_on = next_edit_is_made();
+    EXPECT_EQ(edits_go_on, fault.edits == Edits::go_on);
+    if (edits_go_on) {
+        row.survived += ", edits";
+    } else {
+        EXPECT_EQ(stage.host->terminate(), 0);
+        stage.start_host();
+        row.survived += next_edit_is_made() ? ", edits once the host is restarted" : "";
+    }
+    table.push_back(row);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, Faults, testing::ValuesIn(all_faults()),
+                         [](const auto &parameter) { return parameter.param.name; });
+
+} // namespace

@@ -1,0 +1,51 @@
+// The five RPCs as a client calls them, and good replies to them.
+#ifndef SAMPLE_REPLIES_H
+#define SAMPLE_REPLIES_H
+
+#include "netconf_bgp_public.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace support {
+
+// Puts a text at the start of a field; it fits.
+template <std::size_t size>
+void put(char (&field)[size], const std::string &text) {
+    std::memcpy(field, text.data(), text.size());
+}
+
+// The bytes of a record, as they lie in a payload.
+template <typename Record>
+std::string bytes_of(const Record &record) {
+    return {reinterpret_cast<const char *>(&record), sizeof record};
+}
+
+// An RPC with its input, as XML.
+std::string rpc(const std::string &name, const std::string &input = "");
+
+// The payloads of good replies: a summary of `neighbors` neighbours, 10.0.0.0 and
+// up, and one entry of each other kind.
+std::string summary_payload(std::uint32_t neighbors);
+std::string neighbor_payload();
+std::string info_payload();
+std::string evpn_payload();
+
+// A query that succeeds.
+struct SampleQuery {
+    std::string name; // of the RPC
+    std::int32_t sub_mod;
+    std::string call;    // as the client makes it
+    std::string payload; // of the daemon's reply
+    std::string shown;   // in the client's output; empty: the RPC has none
+};
+
+// One of each RPC, by sub-module code.
+const std::vector<SampleQuery> &sample_queries();
+
+} // namespace support
+
+#endif
