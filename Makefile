@@ -1,6 +1,6 @@
 # Each of these sets up the machine first (scripts/install-dependencies).
 
-.PHONY: build run test bench fuzz format clean
+.PHONY: build run test bench fuzz format clean faults
 
 # Builds everything with g++.
 build: setup
@@ -22,6 +22,11 @@ test: build
 	scripts/install-dependencies --for-tests
 	scripts/test-big-endian s390x
 	ctest --preset release
+
+# Lets things go wrong outside the plug-in and prints for each what the client saw
+# of it and what survived.
+faults: build
+	build/release/tests/datastore_test --gtest_filter='*Faults*' --gtest_brief=1
 
 # What the change callbacks cost, beside a floor that only walks the changes.
 bench: build

@@ -80,26 +80,6 @@ TEST_F(AsOnDatastore, EditThatChangesNothingSendsNothing) {
     EXPECT_EQ(received(), Records{});
 }
 
-TEST_F(AsOnDatastore, RefusalByTheDaemonRefusesTheEdit) {
-    ASSERT_EQ(datastore.edit(set_as(65001)).exit_code, 0);
-    daemon->answer_next(configd::ResultCode{SR_ERR_CONFIG_FAILED});
-    expect_refused(65002);
-    EXPECT_EQ(datastore.edit(set_as(65003)).exit_code, 0) << "the connection is still good";
-    EXPECT_EQ(received(), (Records{{1, 65001}, {1, 65002}, {1, 65003}}));
-}
-
-TEST_F(AsOnDatastore, DaemonThatClosesEarlyRefusesTheEdit) {
-    daemon->answer_next(configd::RawBytes{"", true});
-    expect_refused(65001);
-    expect_refused(65002);
-    EXPECT_EQ(daemon->connections(), 1U) << "a lost connection is not made again";
-}
-
-TEST_F(AsOnDatastore, ThreeBytesRefuseTheEdit) {
-    daemon->answer_next(configd::RawBytes{std::string(3, '\0'), true});
-    expect_refused(65001);
-}
-
 TEST_F(AsOnDatastore, DaemonThatDoesNotListenRefusesTheEditUntilItDoes) {
     daemon.reset();
     expect_refused(65001);

@@ -613,25 +613,6 @@ TEST_F(ConfigurationOnDatastore, DeletingEverythingSendsTheAsOnly) {
     EXPECT_EQ(datastore.configuration().find("router-bgp"), std::string::npos);
 }
 
-TEST_F(ConfigurationOnDatastore, NothingButDeletionsIsAcceptedWithoutAnAs) {
-    for (const auto &edit : {bgp(leaf("router-id", "192.0.2.1")), family_edit(families[0], ""),
-                             family_edit(families[2], "")}) {
-        EXPECT_NE(datastore.edit(edit).exit_code, 0) << edit;
-    }
-    EXPECT_EQ(received(), Messages{});
-    EXPECT_TRUE(host.is_alive());
-}
-
-TEST_F(ConfigurationOnDatastore, NeighbourWithoutASettingIsRefused) {
-    datastore.edit(router_bgp(leaf("as", "65001")));
-    received();
-    EXPECT_NE(
-        datastore.edit(globle(element("globle-neighbor", leaf("neighbor-address", "192.0.2.11"))))
-            .exit_code,
-        0);
-    EXPECT_EQ(received(), Messages{});
-}
-
 TEST_F(ConfigurationOnDatastore, RefusalInTheMiddleEndsTheEditAndLeavesTheDatastoreAsItWas) {
     datastore.edit(router_bgp(leaf("as", "65001")));
     received();

@@ -27,6 +27,10 @@
 //                                  FamilyChange.MissingListKeyIsToldAndTheWalkGoesOnWithoutACode,
 //                                  VrfFamilyChange.MissingNameIsAnInternalErrorAtOnce
 //   afi or safi without a number   FamilyChange.FamilyWithoutKnownKeysIsAnInternalErrorAtOnce
+//
+// A daemon that answers 15 has no row: it is the library's own code for "later",
+// and whether the library calls the plug-in again before the client gives up
+// depends on what else wakes it.
 #include "datastore.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
@@ -80,9 +84,12 @@ struct Request {
 };
 
 enum class Seen { success, failure, time_out };
-const char *const seen_words[][3] = {{"accepted", "refused", "gave up"},
-                                     {"answered", "failed", "gave up"},
-                                     {"started", "ended", ""}};
+std::string word(const Request &request, Seen seen) {
+    static const char *const words[][3] = {{"accepted", "refused", "gave up"},
+                                           {"answered", "failed", "gave up"},
+                                           {"started", "ended", "gave up"}};
+    return words[request.kind][static_cast<int>(seen)];
+}
 
 // How later edits fare. A connection that broke is not made again, so that they
 // fail until the host is a new one.
@@ -99,7 +106,7 @@ struct Fault {
     Steps during = {};            // while the request waits
     Steps after = {};             // the client's end
     std::string shown = {};       // to the client
-    std::size_t sockets_left = 0; // open in the host for good, unless it is another one
+    std::size_t sockets_lost = 0; // that stay open beside the configuration's connection
 
     friend std::ostream &operator<<(std::ostream &stream, const Fault &fault) {
         return stream << fault.name;
@@ -151,7 +158,8 @@ class Stage {
             }
         }
         daemon = std::make_unique<Process>(BGP_CONFIGD, std::move(options));
-        ASSERT_THAT(daemon->read_until("\n"), HasSubstr("listening"));
+        std::string first_line;
+        wait(*daemon, first_line, "listening");
     }
     void kill_daemon() {
         daemon->signal(SIGKILL);
@@ -189,14 +197,8 @@ class Stage {
         printed.clear();
         told.clear();
     }
-    void wait_until_printed(const std::string &text) {
-        printed += host->process().read_until(text);
-        EXPECT_THAT(printed, HasSubstr(text));
-    }
-    void wait_until_told(const std::string &text) {
-        told += daemon->read_until(text);
-        EXPECT_THAT(told, HasSubstr(text));
-    }
+    void wait_until_printed(const std::string &text) { wait(host->process(), printed, text); }
+    void wait_until_told(const std::string &text) { wait(*daemon, told, text); }
     // Of the messages in `told`, each has a line that begins with the record's code.
     std::size_t messages() const {
         std::size_t count = 0;
@@ -215,6 +217,13 @@ class Stage {
 
   private:
     using Messages = std::vector<configd::Message>;
+
+    // Reads on until the process has said `text`, or ends.
+    static void wait(Process &process, std::string &said, const std::string &text) {
+        while (said.find(text) == std::string::npos && process.read_more(said)) {
+        }
+        ASSERT_THAT(said, HasSubstr(text));
+    }
 };
 
 // --- Steps ------------------------------------------------------------------------------
@@ -253,7 +262,7 @@ Step called(const SampleQuery &query) {
     return [=](Stage &stage) { ASSERT_EQ(stage.datastore.call(query.call).exit_code, 0); };
 }
 Step call_given_up(const SampleQuery &query) {
-    return [=](Stage &stage) { ASSERT_NE(stage.datastore.call(query.call, 1).exit_code, 0); };
+    return [=](Stage &stage) { ASSERT_NE(stage.datastore.call(query.call, 2).exit_code, 0); };
 }
 
 Step host(const std::vector<std::string> &preloads = {}) {
@@ -414,7 +423,7 @@ std::vector<Fault> edit_faults() {
          {daemon()}},
         {"EditThatIsAnsweredTooLate",
          {daemon(), configured, daemon_frozen},
-         edit(set_as(65002), 1),
+         edit(set_as(65002), 2),
          Seen::time_out,
          {record_sent, answered(0)},
          1,
@@ -497,7 +506,7 @@ std::vector<Fault> edit_faults() {
          edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>"
                               "<ebgp-multihop>2</ebgp-multihop>")),
          Seen::failure,
-         {refused(SR_ERR_INVALID_VALUE), "/description  failed:"},
+         {refused(SR_ERR_INVALID_VALUE), "change cfg for bgp from xpath:"},
          2},
         {"VrfRefused",
          scripted({configd::ResultCode{SR_ERR_NOT_SUPPORT}}),
@@ -617,12 +626,12 @@ void add_faults(std::vector<Fault> &faults, const SampleQuery &query) {
         {"resValue is 18,"});
     const auto other = query.sub_mod == 18 ? 19 : 18;
     if (!has_parser) {
-        add("AnsweredByAnotherQuerysReply", reply(MODULE_ID_BGP, other, query.payload),
+        add("AnsweredByTheReplyToAnotherQuery", reply(MODULE_ID_BGP, other, query.payload),
             Seen::success, {"module is 3,"});
         return;
     }
-    add("AnsweredByAnotherQuerysReply", reply(MODULE_ID_BGP, other, query.payload), Seen::failure,
-        {"output data is not bgp and ip bgp ", "rc = -1"});
+    add("AnsweredByTheReplyToAnotherQuery", reply(MODULE_ID_BGP, other, query.payload),
+        Seen::failure, {"output data is not bgp and ip bgp ", "rc = -1"});
     add("WithCountsThatCannotBe",
         reply(MODULE_ID_BGP, query.sub_mod, std::string(query.payload.size(), '\xff')),
         Seen::failure, {"reply refused: ", "rc = -1"});
@@ -685,7 +694,7 @@ std::vector<Fault> query_faults() {
          {daemon()}},
         {"QueryThatIsAnsweredTooLate",
          {daemon(), configured, daemon_frozen},
-         call(summary, 1),
+         call(summary, 2),
          Seen::time_out,
          {"[ip_bgp_summary_cb]rc = 0"},
          1,
@@ -752,6 +761,13 @@ std::vector<Fault> query_faults() {
          {"total = 8\n"},
          1},
 
+        {"SummaryWithoutNeighbors",
+         scripted({configd::Reply{MODULE_ID_BGP, summary.sub_mod, 0, support::summary_payload(0)}}),
+         call(summary),
+         Seen::success,
+         {"neighbor_number     :0\n", "[ip_bgp_summary_cb]rc = 0\n"},
+         1},
+
         // What a parser refuses.
         {"NeighborsWithAnUnknownAfi",
          scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(4, 1)}}),
@@ -773,17 +789,7 @@ std::vector<Fault> query_faults() {
          Seen::failure,
          {"inval arg!"},
          0},
-        {"ClearWithoutAnAs",
-         {script},
-         call(clear),
-         Seen::success,
-         {},
-         0,
-         Edits::go_on,
-         {},
-         {configured},
-         {},
-         1},
+        {"ClearWithoutAnAs", {script}, call(clear), Seen::success, {}, 0},
     };
     faults.insert(faults.end(), others.begin(), others.end());
     return faults;
@@ -852,11 +858,6 @@ std::vector<Fault> host_faults() {
          as_edit,
          Seen::success,
          {"connect successfully.", answered(0)},
-         1,
-         Edits::go_on,
-         {},
-         {},
-         {},
          1},
         {"HostStartWithoutTheModule",
          {host_killed, module_uninstalled},
@@ -893,13 +894,31 @@ struct Row {
     std::string fault, seen, survived;
 };
 
-// "EditWithoutADaemon" as a person says it.
-std::string words(const std::string &name) {
-    std::string text;
+// "EditWithoutADaemon" as a person writes it.
+std::string sentence(const std::string &name) {
+    const std::vector<std::string> abbreviations = {"Afi", "As",  "Bgp",  "Evpn",
+                                                    "Ip",  "Rpc", "Safi", "Vrf"};
+    std::vector<std::string> words;
     for (const char letter : name) {
-        const bool upper = std::isupper(letter) != 0;
-        text += upper && !text.empty() ? " " : "";
-        text += upper && !text.empty() ? static_cast<char>(std::tolower(letter)) : letter;
+        const bool starts = std::isupper(letter) != 0 ||
+                            (std::isdigit(letter) != 0 && std::isdigit(words.back().back()) == 0);
+        if (starts) {
+            words.emplace_back();
+        }
+        words.back() += letter;
+    }
+    std::string text;
+    for (std::string &word : words) {
+        const bool is_abbreviation =
+            std::find(abbreviations.begin(), abbreviations.end(), word) != abbreviations.end();
+        const bool is_first = text.empty();
+        text += is_first ? "" : " ";
+        for (const char letter : word) {
+            const int shown = is_abbreviation ? std::toupper(letter)
+                              : is_first      ? letter
+                                              : std::tolower(letter);
+            text += static_cast<char>(shown);
+        }
     }
     return text;
 }
@@ -925,7 +944,10 @@ void print(const std::vector<Row> &rows) {
 
 class Faults : public testing::TestWithParam<Fault> {
   public:
-    static void TearDownTestSuite() { print(table); }
+    static void TearDownTestSuite() {
+        print(table);
+        table.resize(1);
+    }
 
   protected:
     void SetUp() override { stage.start_host(); }
@@ -979,7 +1001,6 @@ TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
     ASSERT_FALSE(HasFatalFailure());
     stage.forget();
     const pid_t host = stage.host ? stage.host->process().pid() : 0;
-    const std::size_t sockets = stage.host ? stage.host->sockets() : 0;
     const bool has_data = fault.request.kind != Request::host_start;
     const std::string configuration = has_data ? stage.datastore.configuration() : "";
 
@@ -995,8 +1016,8 @@ TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
         stage.printed = outcome.output;
     }
 
-    Row row{words(fault.name), seen_words[fault.request.kind][static_cast<int>(seen)], ""};
-    EXPECT_EQ(seen, fault.seen) << outcome.output;
+    Row row{sentence(fault.name), word(fault.request, seen), ""};
+    EXPECT_EQ(row.seen, word(fault.request, fault.seen)) << outcome.output;
     EXPECT_THAT(outcome.output, HasSubstr(fault.shown));
     for (const std::string &line : fault.printed) {
         EXPECT_THAT(stage.printed, HasSubstr(line));
@@ -1006,20 +1027,16 @@ TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
     }
     const bool is_made = fault.request.kind == Request::edit && seen == Seen::success;
     EXPECT_EQ(is_unchanged, !is_made);
-    row.survived = std::string("data ") + (is_unchanged ? "unchanged" : "changed");
+    row.survived = is_made ? "data as edited" : "data unchanged";
 
     ASSERT_TRUE(stage.host && stage.host->is_alive());
-    if (stage.host->process().pid() == host) {
-        const std::size_t left = stage.host->sockets() - sockets;
-        EXPECT_EQ(left, fault.sockets_left);
-        row.survived += ", host" + (left == 0 ? "" : " (sockets +" + std::to_string(left) + ")");
-    } else {
-        row.survived += ", a new host";
-    }
-
+    row.survived += stage.host->process().pid() == host ? ", host" : ", a new host";
     row.survived += next_query_is_answered(*fault.request.next) ? ", queries" : "";
     const bool edits_go_on = next_edit_is_made();
     EXPECT_EQ(edits_go_on, fault.edits == Edits::go_on);
+    // The connection of edits stays open, good or broken.
+    const std::size_t lost = stage.host->sockets() - 1;
+    EXPECT_EQ(lost, fault.sockets_lost);
     if (edits_go_on) {
         row.survived += ", edits";
     } else {
@@ -1027,6 +1044,7 @@ TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
         stage.start_host();
         row.survived += next_edit_is_made() ? ", edits once the host is restarted" : "";
     }
+    row.survived += lost == 0 ? "" : " (+" + std::to_string(lost) + " socket)";
     table.push_back(row);
 }
 

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <sysrepo.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -165,16 +164,6 @@ TEST_F(QueriesOnDatastore, EvpnWithEachOfItsInputs) {
               bytes_of(query));
 }
 
-TEST_F(QueriesOnDatastore, EvpnWithoutAnInputFails) {
-    EXPECT_NE(datastore.call(rpc("ip-bgp-evpn")).exit_code, 0);
-    EXPECT_TRUE(daemon.take_messages().empty());
-}
-
-TEST_F(QueriesOnDatastore, ClearWithoutAnAsSucceedsAndSendsNothing) {
-    EXPECT_EQ(datastore.call(rpc("clear-ip-bgp")).exit_code, 0);
-    EXPECT_TRUE(daemon.take_messages().empty());
-}
-
 TEST_F(QueriesOnDatastore, ClearWithEachOfItsInputs) {
     datastore.edit(rpc("router-bgp", "<as>65001</as>"));
     daemon.take_messages();
@@ -192,22 +181,6 @@ TEST_F(QueriesOnDatastore, ClearWithEachOfItsInputs) {
                                                    std::string(64, 'v') + "</vrf-name>")),
                   bytes_of(query));
     }
-}
-
-TEST_F(QueriesOnDatastore, FailedQueryFailsTheCallAndTheNextOneIsServed) {
-    const configd::Answer answers[] = {
-        configd::RawBytes{"", true},                                    // closed without a reply
-        configd::Reply{MODULE_ID_VLAN, 21, 0, "other module"},          // not for this plug-in
-        configd::Reply{MODULE_ID_BGP, 20, 0, std::string(400, '\xff')}, // another query's reply
-        configd::Reply{MODULE_ID_BGP, 21, 0, std::string(400, '\xff')}, // impossible counts
-    };
-    for (const auto &answer : answers) {
-        daemon.answer_next(answer);
-        EXPECT_NE(datastore.call(rpc("ip-bgp-summary")).exit_code, 0);
-        daemon.take_messages();
-        query_of(21, summary_payload(1), rpc("ip-bgp-summary"));
-    }
-    EXPECT_TRUE(host.is_alive());
 }
 
 TEST_F(QueriesOnDatastore, InputThatIsTooLongForItsFieldIsRefusedBeforeAnythingIsSent) {
@@ -233,33 +206,6 @@ TEST_F(QueriesOnDatastore, TextsThatFillTheirFieldsAreTaken) {
     std::memset(payload.data() + 84 + 92, 's', 33 + 33); // up_down, state_pfxrcd
     query_of(21, payload, rpc("ip-bgp-summary"));
     EXPECT_THAT(outcome.output, HasSubstr("<neighbor>" + std::string(47, 'n') + "</neighbor>"));
-}
-
-// A host whose wait for a reply is shortened.
-class SilentDaemonOnDatastore : public testing::Test {
-  protected:
-    static bool preload(const char *library) {
-        return library == nullptr ? unsetenv("LD_PRELOAD") == 0
-                                  : setenv("LD_PRELOAD", library, 1) == 0;
-    }
-
-    Datastore datastore;
-    RecordingDaemon daemon;
-    bool preloaded = preload(SHORT_WAIT);
-    Host host{datastore};
-    bool unloaded = preload(nullptr);
-};
-
-TEST_F(SilentDaemonOnDatastore, FirstCallFailsAndALaterOneGetsThePreviousReplyAgain) {
-    daemon.answer_next(configd::Silence{});
-    EXPECT_NE(datastore.call(rpc("ip-bgp-summary")).exit_code, 0);
-    daemon.answer_next(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(1)});
-    EXPECT_EQ(datastore.call(rpc("ip-bgp-summary")).exit_code, 0);
-    daemon.answer_next(configd::Silence{});
-    const Outcome again = datastore.call(rpc("ip-bgp-summary"));
-    EXPECT_EQ(again.exit_code, 0);
-    EXPECT_THAT(again.output, HasSubstr("<neighbor>10.0.0.0</neighbor>"));
-    EXPECT_EQ(daemon.connections(), 3U);
 }
 
 // The library's own client, for calls in a row.

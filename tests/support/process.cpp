@@ -68,8 +68,7 @@ std::string Process::read_line() {
     return line;
 }
 
-// Waits for more output and appends it. Returns false at the end of the output.
-bool Process::read_chunk(std::string &text) {
+bool Process::read_more(std::string &text) {
     char chunk[4096];
     const ssize_t count = read(output_, chunk, sizeof chunk);
     if (count <= 0) {
@@ -81,23 +80,16 @@ bool Process::read_chunk(std::string &text) {
 
 std::string Process::read_all() {
     std::string text;
-    while (read_chunk(text)) {
+    while (read_more(text)) {
     }
     return text;
 }
 
 std::string Process::read_available() {
     std::string text;
-    for (pollfd output{output_, POLLIN, 0}; poll(&output, 1, 0) == 1 && read_chunk(text);) {
+    for (pollfd output{output_, POLLIN, 0}; poll(&output, 1, 0) == 1 && read_more(text);) {
     }
     return text;
-}
-
-std::string Process::read_until(const std::string &text) {
-    std::string read;
-    while (read.find(text) == std::string::npos && read_chunk(read)) {
-    }
-    return read;
 }
 
 int Process::wait() {

@@ -38,9 +38,9 @@ class Process {
     // What it printed by now and nobody has read.
     std::string read_available();
 
-    // Waits until it prints `text`. Returns all that was read up to there and at
-    // once behind it; without the text when the output ends before.
-    std::string read_until(const std::string &text);
+    // Waits for more of its output and appends it to `text`. Returns false at the
+    // end of the output.
+    bool read_more(std::string &text);
 
     // Waits for its end. Returns the exit code, or the signal's number negated.
     int wait();
@@ -49,8 +49,6 @@ class Process {
     Outcome finish();
 
   private:
-    bool read_chunk(std::string &text);
-
     pid_t pid_ = 0;
     int output_ = -1;
 };
