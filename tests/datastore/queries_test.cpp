@@ -235,17 +235,6 @@ class Client {
     sr_session_ctx_t *session_ = nullptr;
 };
 
-// Resident memory of a process in KiB.
-long resident(pid_t pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return std::stol(line.substr(6));
-        }
-    }
-    return 0;
-}
-
 TEST_F(QueriesOnDatastore, TenThousandQueriesLeaveMemoryAndDescriptorsWhereTheyWere) {
     // Every call that fails after its first values would leave these behind, an
     // unknown address family's; the calls here all succeed.
@@ -258,11 +247,11 @@ TEST_F(QueriesOnDatastore, TenThousandQueriesLeaveMemoryAndDescriptorsWhereTheyW
         }
     };
     call(100);
-    const long memory = resident(host.process().pid());
+    const long memory = host.process().resident();
     const std::size_t descriptors = host.descriptors();
     call(10000);
     EXPECT_EQ(host.descriptors(), descriptors);
-    EXPECT_LT(resident(host.process().pid()) - memory, 128) << "KiB of growth";
+    EXPECT_LT(host.process().resident() - memory, 128) << "KiB of growth";
 }
 
 } // namespace

@@ -31,7 +31,9 @@ Outcome checked(const std::string &program, std::vector<std::string> arguments) 
 
 } // namespace
 
-Datastore::Datastore() {
+Datastore::Datastore() : Datastore(ORV_BGP_PLUGIN) {}
+
+Datastore::Datastore(const fs::path &plugin) {
     std::string name = (fs::temp_directory_path() / "orv_bgp_XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), "mkdtemp");
@@ -40,7 +42,7 @@ Datastore::Datastore() {
     prefix_ = directory_.filename().string();
     fs::create_directory(directory_ / "plugins");
     fs::create_directory(directory_ / "repository");
-    fs::copy_file(ORV_BGP_PLUGIN, directory_ / "plugins" / fs::path(ORV_BGP_PLUGIN).filename());
+    fs::copy_file(plugin, directory_ / "plugins" / plugin.filename());
     setenv("SYSREPO_REPOSITORY_PATH", (directory_ / "repository").c_str(), 1);
     setenv("SYSREPO_SHM_PREFIX", prefix_.c_str(), 1);
     setenv("SRPD_PLUGINS_PATH", (directory_ / "plugins").c_str(), 1);
@@ -131,12 +133,6 @@ bool Host::is_alive() const {
     const std::string text{std::istreambuf_iterator<char>(status), {}};
     const std::size_t name_end = text.rfind(") ");
     return name_end != std::string::npos && text[name_end + 2] != 'Z';
-}
-
-std::size_t Host::descriptors() const {
-    const fs::path directory = "/proc/" + std::to_string(process_->pid()) + "/fd";
-    return static_cast<std::size_t>(
-        std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
 }
 
 std::size_t Host::sockets() const {

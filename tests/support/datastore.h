@@ -18,6 +18,8 @@ namespace support {
 class Datastore {
   public:
     Datastore();
+    // For a host with another plug-in than this build's.
+    explicit Datastore(const std::filesystem::path &plugin);
     Datastore(const Datastore &) = delete;
     Datastore &operator=(const Datastore &) = delete;
     ~Datastore();
@@ -72,10 +74,11 @@ class Host {
 
     // How many descriptors it has open, and how many of them are sockets: sysrepo
     // itself uses none.
-    std::size_t descriptors() const;
+    std::size_t descriptors() const { return process_->descriptors(); }
     std::size_t sockets() const;
 
     Process &process() { return *process_; }
+    const Process &process() const { return *process_; }
 
   private:
     std::unique_ptr<Process> process_;

@@ -7,6 +7,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -58,6 +61,23 @@ Process::~Process() {
 
 void Process::signal(int number) const {
     kill(pid_, number);
+}
+
+long Process::resident() const {
+    std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) {
+            return std::stol(line.substr(6));
+        }
+    }
+    return 0;
+}
+
+std::size_t Process::descriptors() const {
+    namespace fs = std::filesystem;
+    const fs::path directory = "/proc/" + std::to_string(pid_) + "/fd";
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
 }
 
 std::string Process::read_line() {

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,10 @@ class Process {
 
     pid_t pid() const { return pid_; }
     void signal(int number) const;
+
+    // Its resident memory in KiB, and how many descriptors it has open.
+    long resident() const;
+    std::size_t descriptors() const;
 
     // The next line of its output, without its end; empty at the end of the output.
     std::string read_line();

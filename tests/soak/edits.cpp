@@ -1,0 +1,465 @@
+#include "edits.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+namespace soak {
+
+namespace {
+
+// --- What the model has --------------------------------------------------------------
+
+constexpr std::array families = {
+    "[afi='AFI_IP'][safi='SAFI_UNICAST']",   "[afi='AFI_IPV6'][safi='SAFI_UNICAST']",
+    "[afi='AFI_IP'][safi='SAFI_MULTICAST']", "[afi='AFI_L2VPN'][safi='SAFI_EVPN']",
+    "[afi='AFI_IP'][safi='SAFI_VRF']",       "[afi='AFI_IPV6'][safi='SAFI_VRF']",
+};
+constexpr std::array vrfs = {"red", "blue", "green office"};
+constexpr std::array neighbors = {"192.0.2.11", "192.0.2.12",    "192.0.2.13",    "192.0.2.14",
+                                  "10.1.0.1",   "2001:db8::11",  "2001:db8::12",  "core-peers",
+                                  "10.1.0.2",   "2001:db8:1::1", "203.0.113.129", "edge"};
+// Their addresses differ: a table lists them without their lengths.
+constexpr std::array networks = {"10.1.0.0/16",      "10.2.0.0/16",    "198.51.100.0/24",
+                                 "203.0.113.128/25", "192.0.2.1/32",   "2001:db8:1::/48",
+                                 "2001:db8:2::/48",  "2001:db8::1/128"};
+constexpr std::array redistributions = {
+    "[protocol='ospf'][process='1']",   "[protocol='ospf'][process='2']",
+    "[protocol='isis'][process='core']", "[protocol='connected'][process='']",
+    "[protocol='static'][process='']",   "[protocol='ospfv3'][process='1']"};
+
+struct LeafNames {
+    std::string_view list;
+    std::vector<std::string> names;
+};
+
+// The leaves of a list's entries.
+const std::vector<std::string> &leaves_of(std::string_view list) {
+    static const std::vector<LeafNames> rows = {
+        {"globle-neighbor", {"remote-as", "description", "ebgp-multihop", "update-source"}},
+        {"family-neighbor", {"activate", "next-hop-self", "route-reflector-client"}},
+        {"family-vrf-neighbor",
+         {"remote-as", "description", "ebgp-multihop", "update-source", "activate"}},
+        {"family-network", {"route-map", "backdoor"}},
+        {"family-vrf-network", {"route-map", "backdoor"}},
+        {"family-redistribute", {"route-map"}},
+        {"family-vrf-redistribute", {"route-map"}},
+    };
+    return std::find_if(rows.begin(), rows.end(),
+                        [=](const LeafNames &row) { return row.list == list; })
+        ->names;
+}
+
+// The leaf whose deletion takes the neighbour's other settings with it.
+std::string carrier_of(const std::string &neighbor) {
+    return neighbor + (last_name(neighbor) == "family-neighbor" ? "/activate" : "/remote-as");
+}
+
+// --- What an edit does ---------------------------------------------------------------
+
+struct Difference {
+    const Configuration &before;
+    const Configuration &after;
+    std::set<std::string> set{};     // created or modified
+    std::set<std::string> removed{}; // deleted
+
+    bool was_there(const std::string &path) const { return before.count(path) != 0; }
+    bool is_there(const std::string &path) const { return after.count(path) != 0; }
+    // Of a leaf: whether its list entry is neither created nor deleted.
+    bool keeps_entry_of(const std::string &leaf) const {
+        const std::string entry{parent_of(leaf)};
+        return was_there(entry) && is_there(entry);
+    }
+};
+
+Difference difference(const Configuration &before, const Configuration &after) {
+    Difference result{before, after};
+    for (const auto &[path, value] : after) {
+        const auto old = before.find(path);
+        if (old == before.end() || old->second != value) {
+            result.set.insert(path);
+        }
+    }
+    for (const auto &[path, value] : before) {
+        if (after.count(path) == 0) {
+            result.removed.insert(path);
+        }
+    }
+    return result;
+}
+
+bool has_leaves(const Configuration &configuration, const std::string &entry) {
+    const auto next = configuration.upper_bound(entry + "/");
+    return next != configuration.end() && is_within(next->first, entry);
+}
+
+template <typename Test>
+bool any_of(const std::set<std::string> &paths, Test test) {
+    return std::any_of(paths.begin(), paths.end(), test);
+}
+
+bool is_leaf_of_neighbor(const std::string &path) {
+    return !is_entry(path) && is_neighbor(parent_of(path));
+}
+
+bool is_carrier(const std::string &path) {
+    return is_leaf_of_neighbor(path) && path == carrier_of(std::string(parent_of(path)));
+}
+
+// The part of the tree that one callback is told of.
+std::string_view subtree_of(std::string_view path) {
+    return path.substr(0, path.find('/', 1));
+}
+
+bool is_globle(const std::string &path) {
+    return subtree_of(path) == "/bgp";
+}
+
+// The address family that the path is in; empty outside.
+std::string family_of(std::string_view path) {
+    while (!path.empty() && last_name(path) != "address-family" &&
+           last_name(path) != "address-family-vrf") {
+        path = parent_of(path);
+    }
+    return std::string(path);
+}
+
+// --- Valid edits after which the daemon may not hold what the datastore holds -----------
+//
+// All of them follow from what the records can say and from how changes are gathered into
+// records. Such edits are not made here.
+
+// Deleting the AS removes the instance in the daemon with everything in it.
+bool leaves_settings_without_an_as(const Difference &edit) {
+    return !edit.is_there("/as") && !edit.after.empty();
+}
+
+// Deleting a neighbour's remote AS, and "activate" of one in an address family outside VRFs,
+// removes it in the daemon with its other settings.
+bool leaves_settings_without_their_carrier(const Difference &edit) {
+    return any_of(edit.removed, [&](const std::string &path) {
+        const std::string neighbor{parent_of(path)};
+        return is_carrier(path) && has_leaves(edit.after, neighbor);
+    });
+}
+
+// After the deletion of a remote AS, deletions of other settings are not sent until another record
+// is: in the instance also those of the next neighbours that have no remote AS themselves.
+bool removes_globle_settings_beside_a_carrier(const Difference &edit) {
+    const auto is_carrier_here = [](const std::string &path) {
+        return is_globle(path) && is_carrier(path);
+    };
+    return any_of(edit.removed, is_carrier_here) &&
+           any_of(edit.removed, [&](const std::string &path) {
+               const std::string carrier = carrier_of(std::string(parent_of(path)));
+               return is_globle(path) && is_leaf_of_neighbor(path) &&
+                      edit.removed.count(carrier) == 0;
+           });
+}
+
+// The same in address families; there only the deletion of a whole entry is always sent.
+bool removes_family_settings_beside_a_carrier(const Difference &edit) {
+    return any_of(edit.removed, [&](const std::string &carrier) {
+        return is_carrier(carrier) && any_of(edit.removed, [&](const std::string &path) {
+                   return is_leaf_of_neighbor(path) && subtree_of(path) == subtree_of(carrier) &&
+                          parent_of(path) != parent_of(carrier) && edit.keeps_entry_of(path);
+               });
+    });
+}
+
+// The daemon is told of a neighbour's settings only. One without any has nothing to send, and an
+// edit whose last change is such an entry is refused.
+bool has_a_neighbor_without_settings(const Difference &edit) {
+    const auto is_bare = [](const Configuration &configuration) {
+        return [&](const std::string &path) {
+            return is_neighbor(path) && !has_leaves(configuration, path);
+        };
+    };
+    return any_of(edit.set, is_bare(edit.after)) || any_of(edit.removed, is_bare(edit.before));
+}
+
+// Leaves of existing networks and redistributions that are changed in a row are gathered in one
+// record, also a deletion with a change; and a record that is not begun by its key keeps what the
+// record before it has put into its fields. So such an entry is changed alone in its part of the
+// tree, and in one direction.
+bool changes_an_entry_beside_others(const Difference &edit) {
+    std::set<std::string> all = edit.set;
+    all.insert(edit.removed.begin(), edit.removed.end());
+    return any_of(all, [&](const std::string &changed) {
+        const std::string entry{parent_of(changed)};
+        if (!is_network_or_redistribute(entry) || !edit.keeps_entry_of(changed)) {
+            return false;
+        }
+        const auto is_beside = [&](const std::string &path) {
+            return subtree_of(path) == subtree_of(changed) && parent_of(path) != entry;
+        };
+        const bool is_set = edit.set.count(changed) != 0;
+        const auto &others = is_set ? edit.removed : edit.set;
+        return any_of(all, is_beside) ||
+               any_of(others, [&](const auto &path) { return parent_of(path) == entry; });
+    });
+}
+
+// Deleting all the leaves of a network or redistribution sends the same record as deleting the
+// entry with them.
+bool empties_an_entry(const Difference &edit) {
+    return any_of(edit.removed, [&](const std::string &path) {
+        const std::string entry{parent_of(path)};
+        return is_network_or_redistribute(entry) && edit.is_there(entry) &&
+               !has_leaves(edit.after, entry);
+    });
+}
+
+// The record of a VRF's own address family, created or deleted, carries the deletions in address
+// families of VRFs that follow it; a whole address family's deletion is sent all the same.
+bool removes_settings_beside_a_vrf(const Difference &edit) {
+    const auto is_own = [](const std::string &path) { return is_vrf(path); };
+    return (any_of(edit.set, is_own) || any_of(edit.removed, is_own)) &&
+           any_of(edit.removed, [&](const std::string &path) {
+               const std::string family = family_of(path);
+               return subtree_of(path) == "/bgp-address-family-vrf" && edit.is_there(family);
+           });
+}
+
+bool is_avoided(const Difference &edit) {
+    // Without an AS nothing is sent, and nothing is left to compare.
+    if (edit.after.empty()) {
+        return false;
+    }
+    constexpr std::array reasons = {
+        leaves_settings_without_an_as,
+        leaves_settings_without_their_carrier,
+        removes_globle_settings_beside_a_carrier,
+        removes_family_settings_beside_a_carrier,
+        has_a_neighbor_without_settings,
+        changes_an_entry_beside_others,
+        empties_an_entry,
+        removes_settings_beside_a_vrf,
+    };
+    return std::any_of(reasons.begin(), reasons.end(),
+                       [&](const auto reason) { return reason(edit); });
+}
+
+// sysrepo makes one tree of an edit's changes: what is below a deletion has no place in it, and
+// what is there already cannot be set again.
+bool clashes(const std::vector<Change> &changes, const Change &change) {
+    return std::any_of(changes.begin(), changes.end(), [&](const Change &other) {
+        return is_within(other.path, change.path) ||
+               (is_within(change.path, other.path) &&
+                (change.kind == Change::remove || other.kind == Change::remove));
+    });
+}
+
+} // namespace
+
+Configuration applied(Configuration configuration, const std::vector<Change> &changes) {
+    for (const auto &[kind, path, value] : changes) {
+        if (kind == Change::set) {
+            for (std::string_view step = path; !step.empty(); step = parent_of(step)) {
+                if (is_entry(step)) {
+                    configuration[std::string(step)];
+                }
+            }
+            configuration[path] = value;
+            continue;
+        }
+        for (auto row = configuration.begin(); row != configuration.end();) {
+            row = is_within(row->first, path) ? configuration.erase(row) : std::next(row);
+        }
+    }
+    return configuration;
+}
+
+// --- Drawing ---------------------------------------------------------------------------
+
+Edit EditMaker::next(const Configuration &now) {
+    if (random_.one_in(10)) {
+        if (std::optional<Edit> refused = draw_refused(now)) {
+            return *refused;
+        }
+    }
+    for (;;) {
+        Edit edit{draw(now), {}};
+        const Configuration after = applied(now, edit.changes);
+        if (!is_avoided(difference(now, after))) {
+            return edit;
+        }
+    }
+}
+
+// One to six settings and deletions, of one part of the tree or of several. What is new comes with
+// the AS.
+std::vector<Change> EditMaker::draw(const Configuration &now) {
+    if (!now.empty() && random_.one_in(200)) {
+        return {{Change::remove, "", ""}};
+    }
+    std::vector<Change> changes;
+    if (now.empty()) {
+        changes.push_back({Change::set, "/as", draw_value("as")});
+    }
+    for (std::size_t rounds = 1 + random_.below(random_.below(6) + 1); rounds > 0; --rounds) {
+        const bool removes = !now.empty() && random_.one_in(3);
+        for (Change &change :
+             removes ? std::vector{draw_removal(now)} : draw_settings(now)) {
+            if (!clashes(changes, change)) {
+                changes.push_back(std::move(change));
+            }
+        }
+    }
+    return changes;
+}
+
+std::vector<Change> EditMaker::draw_settings(const Configuration &now) {
+    switch (random_.below(12)) {
+    case 0:
+        return {{Change::set, "/as", draw_value("as")}};
+    case 1:
+        return {{Change::set, "/bgp/router-id", draw_value("router-id")}};
+    case 2: // an entry without settings that deletions have left there
+    case 3:
+    case 4: {
+        const auto entry = std::next(now.begin(), static_cast<std::ptrdiff_t>(
+                                                      now.empty() ? 0 : random_.below(now.size())));
+        if (entry == now.end() || !(is_neighbor(entry->first) ||
+                                    is_network_or_redistribute(entry->first))) {
+            return draw_entry();
+        }
+        const std::string &leaf = random_.pick(leaves_of(last_name(entry->first)));
+        return {{Change::set, entry->first + "/" + leaf, draw_value(leaf)}};
+    }
+    default:
+        return draw_entry();
+    }
+}
+
+// An entry of a list with some of its leaves, in any order.
+std::vector<Change> EditMaker::draw_entry() {
+    std::string entry = draw_family_entry();
+    if (random_.one_in(4) || entry.empty()) {
+        entry = std::string("/bgp/bgp-globle-neighbors/globle-neighbor[neighbor-address='") +
+                random_.pick(neighbors) + "']";
+    } else {
+        const std::string infix = last_name(entry) == "address-family" ? "" : "vrf-";
+        const auto list = [&](const char *name, const std::string &key) {
+            entry += "/bgp-family-" + infix + name + "s/family-" + infix + name + key;
+        };
+        switch (random_.below(7)) {
+        case 0: // the address family alone
+            return {{Change::set, entry, ""}};
+        case 1:
+        case 2:
+            list("network", std::string("[prefix='") + random_.pick(networks) + "']");
+            break;
+        case 3:
+            list("redistribute", random_.pick(redistributions));
+            break;
+        default:
+            list("neighbor", std::string("[neighbor-address='") + random_.pick(neighbors) + "']");
+            break;
+        }
+    }
+    std::vector<std::string> leaves = leaves_of(last_name(entry));
+    for (std::size_t i = leaves.size(); i > 1; --i) {
+        std::swap(leaves[i - 1], leaves[random_.below(i)]);
+    }
+    leaves.resize(random_.below(leaves.size() + 1));
+    std::vector<Change> changes{{Change::set, entry, ""}};
+    for (const std::string &leaf : leaves) {
+        changes.push_back({Change::set, entry + "/" + leaf, draw_value(leaf)});
+    }
+    return changes;
+}
+
+// A leaf, the entry that it is in, or something further up; a leaf of the first level only with
+// all the rest.
+Change EditMaker::draw_removal(const Configuration &now) {
+    std::string_view path = random_.pick(now).first;
+    while (random_.one_in(3) && !parent_of(path).empty()) {
+        path = parent_of(path);
+    }
+    return {Change::remove, std::string(path), ""};
+}
+
+// Something that must be refused, if the configuration allows such a thing.
+std::optional<Edit> EditMaker::draw_refused(const Configuration &now) {
+    if (now.empty()) {
+        return Edit{draw_entry(), "no AS is configured"};
+    }
+    const std::string neighbor = draw_neighbor_entry(now);
+    const bool is_new = now.count(neighbor) == 0;
+    if (!is_new && !has_leaves(now, neighbor)) {
+        return Edit{{{Change::remove, neighbor, ""}}, "the neighbour has no settings to delete"};
+    }
+    if (is_new && random_.one_in(3)) {
+        return Edit{{{Change::set, neighbor, ""}}, "the neighbour has no settings"};
+    }
+    if (last_name(neighbor) == "family-neighbor") {
+        return std::nullopt;
+    }
+    if (random_.one_in(2)) {
+        return Edit{{{Change::set, neighbor + "/ebgp-multihop", "0"}},
+                    "the daemon takes no neighbour that is 0 hops away"};
+    }
+    std::string text;
+    for (int i = 0; i < 80; ++i) {
+        text += "\u00fc";
+    }
+    return Edit{{{Change::set, neighbor + "/description", text}},
+                "80 characters of two bytes do not fit a field of 81"};
+}
+
+std::string EditMaker::draw_family_entry() {
+    const std::string keys = random_.pick(families);
+    if (random_.one_in(2)) {
+        return "/bgp-address-family/address-family" + keys;
+    }
+    return "/bgp-address-family-vrf/address-family-vrf" + keys + "[vrf-name='" +
+           random_.pick(vrfs) + "']";
+}
+
+// A neighbour, there or not, in an address family that is there: a new one of a VRF would be sent
+// before the neighbour is.
+std::string EditMaker::draw_neighbor_entry(const Configuration &now) {
+    const std::string key = std::string("[neighbor-address='") + random_.pick(neighbors) + "']";
+    const std::string family = draw_family_entry();
+    if (now.count(family) == 0) {
+        return "/bgp/bgp-globle-neighbors/globle-neighbor" + key;
+    }
+    const char *infix = last_name(family) == "address-family" ? "" : "vrf-";
+    return family + "/bgp-family-" + infix + "neighbors/family-" + infix + "neighbor" + key;
+}
+
+std::string EditMaker::draw_value(const std::string &leaf) {
+    if (leaf == "as" || leaf == "remote-as") {
+        const std::uint32_t limit = random_.one_in(2) ? 65535 : 4294967294;
+        return std::to_string(1 + random_.below(limit));
+    }
+    if (leaf == "router-id") {
+        return "192.0.2." + std::to_string(random_.below(256));
+    }
+    if (leaf == "ebgp-multihop") {
+        return std::to_string(1 + random_.below(255));
+    }
+    if (leaf == "description") {
+        return draw_text(80);
+    }
+    if (leaf == "route-map" || leaf == "update-source") {
+        return draw_text(256);
+    }
+    return {}; // a leaf without content
+}
+
+// A text that is not empty: an empty route map in a record is none.
+std::string EditMaker::draw_text(std::size_t longest) {
+    constexpr std::array words = {"Provider ",  "core-",      "\u00dcbergang ", "a<b>&\"c\" ",
+                                  "loopback0 ", "it's ours ", "7 ",             "\u6771\u4eac "};
+    const std::size_t length = random_.one_in(8) ? longest : 1 + random_.below(longest / 4);
+    std::string text;
+    for (std::string word = random_.pick(words); text.size() + word.size() <= length;) {
+        text += word;
+        word = random_.pick(words);
+    }
+    return text + std::string(length - text.size(), 'x');
+}
+
+} // namespace soak

@@ -1,0 +1,50 @@
+// Edits drawn by lot: each is valid for the module, and what must come of it is known.
+#ifndef SOAK_EDITS_H
+#define SOAK_EDITS_H
+
+#include "configuration.h"
+#include "random.h"
+#include "session.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace soak {
+
+struct Edit {
+    std::vector<Change> changes;
+    std::string refusal; // why it must be refused; empty: it must be made
+};
+
+// What becomes of a configuration with the changes made.
+Configuration applied(Configuration configuration, const std::vector<Change> &changes);
+
+// Draws edits for the configuration that there is. Nearly all are to be made. Those that are to be
+// refused are refused at their first record or before it, so that the daemon has nothing of them:
+// records that went out before a refusal are not taken back.
+class EditMaker {
+  public:
+    explicit EditMaker(std::uint64_t seed) : random_{seed} {}
+
+    Edit next(const Configuration &now);
+
+  private:
+    std::vector<Change> draw(const Configuration &now);
+    std::vector<Change> draw_settings(const Configuration &now);
+    std::vector<Change> draw_entry();
+    Change draw_removal(const Configuration &now);
+    std::optional<Edit> draw_refused(const Configuration &now);
+
+    std::string draw_family_entry();
+    std::string draw_neighbor_entry(const Configuration &now);
+    std::string draw_value(const std::string &leaf);
+    std::string draw_text(std::size_t longest);
+
+    Random random_;
+};
+
+} // namespace soak
+
+#endif

@@ -1,0 +1,378 @@
+// bgp_soak: edits and calls without end, through the real datastore and the real plug-in host to
+// the reference daemon. After every edit the daemon has to hold what the datastore holds.
+#include "client.h"
+#include "configuration.h"
+#include "datastore.h"
+#include "edits.h"
+#include "private_network.h"
+#include "process.h"
+#include "session.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace soak;
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+struct Options {
+    double minutes = 30;
+    std::uint64_t edits = std::numeric_limits<std::uint64_t>::max();
+    std::size_t clients = 4;
+    std::uint64_t seed = std::random_device{}();
+    std::uint64_t warm_up = 100;
+    double interval = 10;
+    std::string plugin = ORV_BGP_PLUGIN;
+    std::string daemon = BGP_CONFIGD;
+    std::string state = EXAMPLE_STATE;
+};
+
+void add_options(CLI::App &app, Options &options) {
+    app.add_option("--minutes", options.minutes, "How long to run; default 30")
+        ->check(CLI::NonNegativeNumber);
+    app.add_option("--edits", options.edits, "End after so many edits, if that is earlier");
+    app.add_option("--clients", options.clients, "How many clients there are at once; default 4")
+        ->check(CLI::Range(1, 100));
+    app.add_option("--seed", options.seed,
+                   "Draws the edits; the same seed repeats them. Default: another one each time");
+    app.add_option("--warm-up", options.warm_up,
+                   "After so many edits memory and descriptors are looked at for the first time; "
+                   "default 100");
+    app.add_option("--interval", options.interval,
+                   "Seconds between two lines of progress; default 10")
+        ->check(CLI::NonNegativeNumber);
+    app.add_option("--plugin", options.plugin, "The plug-in; default: the one of this build")
+        ->check(CLI::ExistingFile);
+    app.add_option("--daemon", options.daemon, "The daemon; default: the one of this build")
+        ->check(CLI::ExistingFile);
+}
+
+volatile std::sig_atomic_t interrupted = 0;
+
+// Calls that wait are to return, so that all that was started is cleaned up.
+void end_on_signals() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { interrupted = 1; };
+    for (const int number : {SIGINT, SIGTERM}) {
+        sigaction(number, &action, nullptr);
+    }
+}
+
+// What a process uses.
+struct Use {
+    long memory = 0; // resident, KiB
+    std::size_t descriptors = 0;
+};
+
+Use use_of(const support::Process &process) {
+    return {process.resident(), process.descriptors()};
+}
+
+// Takes what the host prints, which would fill the pipe, and keeps the last of it.
+class HostOutput {
+  public:
+    explicit HostOutput(support::Host &host) : host_{host}, thread_{[this] { take(); }} {}
+    HostOutput(const HostOutput &) = delete;
+    HostOutput &operator=(const HostOutput &) = delete;
+    ~HostOutput() {
+        if (thread_.joinable()) {
+            host_.process().signal(SIGKILL);
+            thread_.join();
+        }
+    }
+
+    // Returns the last lines once the host has ended.
+    const std::deque<std::string> &finish() {
+        thread_.join();
+        return lines_;
+    }
+
+  private:
+    void take() {
+        while (host_.is_alive()) {
+            std::string line = host_.process().read_line();
+            if (line.empty()) {
+                continue;
+            }
+            lines_.push_back(std::move(line));
+            if (lines_.size() > 10) {
+                lines_.pop_front();
+            }
+        }
+    }
+
+    support::Host &host_;
+    std::deque<std::string> lines_;
+    std::thread thread_;
+};
+
+// The line that says that it listens, taken.
+support::Process &listening(support::Process &daemon) {
+    const std::string line = daemon.read_line();
+    if (line.rfind("listening", 0) != 0) {
+        throw std::runtime_error("the daemon says: " + line);
+    }
+    return daemon;
+}
+
+std::string text_of(const Edit &edit) {
+    std::string text;
+    for (const auto &[kind, path, value] : edit.changes) {
+        text += fmt::format("  {} {}{}{}\n", kind == Change::set ? "set   " : "delete", root, path,
+                            value.empty() ? "" : " = " + value);
+    }
+    return text;
+}
+
+class Soak {
+  public:
+    explicit Soak(const Options &options);
+
+    // Runs until the time or the edits are over or something is wrong. Returns whether nothing is.
+    bool run();
+
+  private:
+    // Each of these returns what is wrong; empty: nothing.
+    std::string step();
+    std::string compare();
+    std::string end();
+
+    bool is_over() const;
+    void let_query(bool querying);
+    // What host and daemon use while no call is under way.
+    void look(Use &host, Use &daemon);
+    Configuration held();
+    void print_progress(const char *what) const;
+    void print_report() const;
+    double elapsed() const { return Seconds(Clock::now() - start_).count(); }
+    Client &any_client() { return *random_.pick(clients_); }
+
+    const Options &options_;
+    Random random_;
+    EditMaker maker_;
+    support::Datastore datastore_;
+    support::Process daemon_;
+    support::Process &listening_ = listening(daemon_);
+    support::Host host_{datastore_};
+    Tally &tally_ = shared_tally();
+    std::vector<std::unique_ptr<Client>> clients_;
+    std::unique_ptr<HostOutput> output_;
+    std::unique_ptr<Session> session_;
+    Clock::time_point start_ = Clock::now();
+
+    Configuration expected_; // what the edits so far have made
+    std::size_t made_ = 0;
+    std::size_t refused_ = 0;
+    std::size_t set_ = 0;
+    std::size_t removed_ = 0;
+    std::size_t largest_ = 0;
+    Differences differences_;
+    std::size_t unexpected_ = 0;
+    Use host_start_, daemon_start_, host_end_, daemon_end_;
+};
+
+Soak::Soak(const Options &options)
+    : options_{options}, random_{options.seed}, maker_{options.seed}, datastore_{options.plugin},
+      daemon_{options.daemon, {"--log", "none", "--state", options.state}} {
+    for (std::size_t i = 0; i < options.clients; ++i) {
+        clients_.push_back(std::make_unique<Client>(options.seed + i, tally_));
+    }
+    // Only now threads and connections: the clients are forked.
+    output_ = std::make_unique<HostOutput>(host_);
+    session_ = std::make_unique<Session>();
+}
+
+bool Soak::is_over() const {
+    return made_ + refused_ >= options_.edits || elapsed() >= options_.minutes * 60;
+}
+
+void Soak::let_query(bool querying) {
+    tally_.querying = querying;
+    for (const auto &client : clients_) {
+        client->rest();
+    }
+}
+
+void Soak::look(Use &host, Use &daemon) {
+    let_query(false);
+    host = use_of(host_.process());
+    daemon = use_of(daemon_);
+}
+
+Configuration Soak::held() {
+    daemon_.signal(SIGUSR1);
+    return held_configuration(nlohmann::json::parse(daemon_.read_line()));
+}
+
+// What should be there is in the datastore, and what the daemon is told of it is in the daemon.
+std::string Soak::compare() {
+    const Configuration stored = stored_configuration(session_->get());
+    if (!differences(expected_, stored).empty()) {
+        return "the datastore is not what the edits have made";
+    }
+    differences_ = differences(told(stored), told(held()));
+    std::string text;
+    for (const auto &[what, paths] : {std::pair{"lost", &differences_.lost},
+                                      std::pair{"left over", &differences_.left_over},
+                                      std::pair{"differing", &differences_.differing}}) {
+        for (const std::string &path : *paths) {
+            text += fmt::format("  {}: {}\n", what, path);
+        }
+    }
+    return text.empty() ? text : "the daemon does not hold what the datastore holds:\n" + text;
+}
+
+// One edit by one of the clients, what came of it, and a query about that.
+std::string Soak::step() {
+    const Edit edit = maker_.next(expected_);
+    const Outcome outcome = any_client().edit(edit.changes);
+    const bool is_made = outcome.code == SR_ERR_OK;
+    std::string problem;
+    if (is_made) {
+        const std::size_t before = expected_.size();
+        expected_ = applied(std::move(expected_), edit.changes);
+        for (const Change &change : edit.changes) {
+            set_ += change.kind == Change::set ? 1U : 0U;
+        }
+        removed_ += before > expected_.size() ? before - expected_.size() : 0;
+        largest_ = std::max(largest_, expected_.size());
+    }
+    ++(is_made ? made_ : refused_);
+    if (is_made != edit.refusal.empty()) {
+        ++unexpected_;
+        problem = is_made ? "was not refused, but " + edit.refusal
+                          : fmt::format("was refused: {} ({})", sr_strerror(outcome.code),
+                                        outcome.message);
+    } else {
+        problem = compare();
+    }
+    if (!problem.empty()) {
+        return fmt::format("edit {} {}\n{}", made_ + refused_, problem, text_of(edit));
+    }
+    any_client().query(expected_);
+    return {};
+}
+
+std::string Soak::end() {
+    look(host_end_, daemon_end_);
+    for (const auto &client : clients_) {
+        client->end();
+    }
+    session_.reset();
+    host_.process().signal(SIGTERM);
+    const std::deque<std::string> &lines = output_->finish();
+    if (const int code = host_.process().wait(); code != 0) {
+        return fmt::format("the host ended with {}; its last lines:\n{}\n", code,
+                           fmt::join(lines, "\n"));
+    }
+    daemon_.signal(SIGTERM);
+    if (const int code = daemon_.wait(); code != 0) {
+        return fmt::format("the daemon ended with {}\n", code);
+    }
+    const bool grown = host_end_.descriptors > host_start_.descriptors ||
+                       daemon_end_.descriptors > daemon_start_.descriptors;
+    return grown ? "there are more descriptors than at the start\n" : "";
+}
+
+void Soak::print_progress(const char *what) const {
+    const Use host = use_of(host_.process());
+    const Use daemon = use_of(daemon_);
+    fmt::print("{:8.0f} s {:8} edits {:6} refusals {:9} queries {:3} settings  host {} KiB, {} "
+               "descriptors  daemon {} KiB  {}\n",
+               elapsed(), made_, refused_, tally_.queries.load(), expected_.size(), host.memory,
+               host.descriptors, daemon.memory, what);
+    std::fflush(stdout);
+}
+
+void Soak::print_report() const {
+    const double seconds = elapsed();
+    const auto per_second = [=](auto count) { return static_cast<double>(count) / seconds; };
+    const std::uint64_t queries = tally_.queries;
+    fmt::print("\n{:<44}{:>12.0f} s\n", "time", seconds);
+    fmt::print("{:<44}{:>12}   {:.1f}/s\n", "edits made and compared", made_, per_second(made_));
+    fmt::print("{:<44}{:>12}\n", "  settings given by them", set_);
+    fmt::print("{:<44}{:>12}\n", "  settings deleted by them", removed_);
+    fmt::print("{:<44}{:>12}\n", "  most settings held at once", largest_);
+    fmt::print("{:<44}{:>12}\n", "edits refused as they must be", refused_ - unexpected_);
+    fmt::print("{:<44}{:>12}   {:.1f}/s\n", "queries", queries, per_second(queries));
+    fmt::print("{:<44}{:>12}\n", "  refused as they must be", tally_.refused_queries.load());
+    fmt::print("{:<44}{:>12}\n", "connections of clients", tally_.connections.load());
+    fmt::print("{:<44}{:>12}\n", "edits with an unexpected result", unexpected_);
+    fmt::print("{:<44}{:>12}\n", "settings lost", differences_.lost.size());
+    fmt::print("{:<44}{:>12}\n", "settings left over", differences_.left_over.size());
+    fmt::print("{:<44}{:>12}\n", "settings differing", differences_.differing.size());
+    fmt::print("\n{:<32}{:>12}{:>12}\n", "", "start", "end");
+    const auto row = [](const char *name, auto start, auto end) {
+        fmt::print("{:<32}{:>12}{:>12}\n", name, start, end);
+    };
+    row("host, resident KiB", host_start_.memory, host_end_.memory);
+    row("host, descriptors", host_start_.descriptors, host_end_.descriptors);
+    row("daemon, resident KiB", daemon_start_.memory, daemon_end_.memory);
+    row("daemon, descriptors", daemon_start_.descriptors, daemon_end_.descriptors);
+}
+
+bool Soak::run() {
+    std::string problem;
+    try {
+        let_query(true);
+        start_ = Clock::now();
+        double next_line = options_.interval;
+        while (problem.empty() && !is_over()) {
+            problem = step();
+            if (made_ + refused_ == options_.warm_up) {
+                look(host_start_, daemon_start_);
+                let_query(true);
+                print_progress("warm");
+            } else if (elapsed() >= next_line) {
+                next_line += options_.interval;
+                print_progress("");
+            }
+        }
+        if (problem.empty()) {
+            problem = end();
+        }
+    } catch (const std::exception &error) {
+        problem = std::string(error.what()) + "\n";
+    }
+    if (interrupted != 0) {
+        fmt::print("interrupted\n");
+        return false;
+    }
+    print_report();
+    fmt::print("\n{}", problem.empty() ? "passed\n" : "FAILED: " + problem);
+    return problem.empty();
+}
+
+} // namespace
+
+int main(int argc, char **argv) try {
+    CLI::App app{"Edits and queries without end: does the daemon hold what the datastore holds?"};
+    Options options;
+    add_options(app, options);
+    CLI11_PARSE(app, argc, argv);
+    end_on_signals();
+    support::enter_private_network();
+    fmt::print("seed {}\n", options.seed);
+    return Soak(options).run() ? EXIT_SUCCESS : EXIT_FAILURE;
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "bgp_soak: %s\n", error.what());
+    return EXIT_FAILURE;
+}

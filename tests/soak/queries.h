@@ -1,0 +1,34 @@
+// Calls of the module's RPCs, drawn by lot.
+#ifndef SOAK_QUERIES_H
+#define SOAK_QUERIES_H
+
+#include "configuration.h"
+#include "random.h"
+#include "session.h"
+
+#include <string>
+#include <vector>
+
+namespace soak {
+
+struct Query {
+    std::string rpc;
+    std::vector<Input> inputs;
+    std::string refusal{}; // why it must be refused; empty: it must be answered
+};
+
+// One of the five RPCs with one of the shapes of its input.
+Query draw_query(Random &random);
+
+// The query as text.
+std::string description(const Query &query);
+
+// What is wrong with an answer as such; empty when it is sound.
+std::string flaw(const Query &query, const Answer &answer);
+
+// What is wrong with an answer given while the daemon held this configuration.
+std::string flaw(const Query &query, const Answer &answer, const Configuration &configuration);
+
+} // namespace soak
+
+#endif
