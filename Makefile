@@ -1,6 +1,6 @@
 # Each of these sets up the machine first (scripts/install-dependencies).
 
-.PHONY: build run test bench fuzz format clean faults
+.PHONY: build run test bench fuzz format clean faults package
 
 # Builds everything with g++.
 build: setup
@@ -35,6 +35,10 @@ bench: build
 # Fuzzes each target for SECONDS, or those in TARGETS; a later run goes on from there.
 fuzz: setup
 	scripts/fuzz build/fuzz $(or $(SECONDS),60) $(TARGETS)
+# Builds the Debian packages into build/packages.
+package: setup
+	scripts/install-dependencies --for-tests
+	scripts/build-package build/packages
 
 format:
 	scripts/check-format --fix

@@ -1,0 +1,50 @@
+module=orv_bgp
+module_file=/usr/share/yang/modules/orv_bgp.yang
+kept_configuration=/var/backups/sysrepo-running.xml
+
+say() { echo "sysrepo-plugin-orv-bgp: $*"; }
+
+# What sysrepo knows of the module: its revision; "new", "updated" or "removed"
+# while such a change is scheduled; nothing when it does not know the module.
+# sysrepo makes scheduled changes when a client connects and no other one is
+# connected, so this question alone makes them where they can be made.
+module_state() {
+    modules=$(sysrepoctl --list) || return 1
+    echo "$modules" | awk -F '|' -v name="$module" '
+        { gsub(/ /, "", $1) }
+        $1 != name { next }
+        $3 ~ /N/ { print "new"; exit }
+        $3 ~ /U/ { print "updated"; exit }
+        $3 ~ /X/ || $3 ~ /^ ..R/ { print "removed"; exit }
+        { gsub(/ /, "", $2); print $2 ? $2 : "unrevised" }'
+}
+
+is_scheduled() {
+    case $1 in
+        new | updated | removed) return 0 ;;
+        *) return 1 ;;
+    esac
+}
+
+# sysrepo starts over from the startup configuration of every module when it
+# makes a change to any module. What is only in the running one is kept aside.
+keep_running_configuration() {
+    running=$(sysrepocfg --export --datastore running --format xml) || return 1
+    startup=$(sysrepocfg --export --datastore startup --format xml) || return 1
+    [ "$running" != "$startup" ] || return 0
+    (umask 077 && echo "$running" >"$kept_configuration")
+    say "the running configuration is not saved as startup configuration, from which" \
+        "sysrepo starts over when a module changes; it is kept as $kept_configuration," \
+        "to be put back with: sysrepocfg --import=$kept_configuration -d running -f xml"
+}
+
+# The plug-in host when it is enabled or runs; one that gave up without the
+# module is given another chance.
+restart_host() {
+    [ -d /run/systemd/system ] || return 0
+    systemctl reset-failed sysrepo-plugind.service 2>/dev/null || true
+    deb-systemd-invoke restart sysrepo-plugind.service ||
+        say "sysrepo-plugind did not restart: see journalctl -u sysrepo-plugind"
+}
+
+open_connections() { sysrepoctl --connection-count; }
