@@ -1,0 +1,117 @@
+#include "frr/vty.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace configd::frr {
+namespace {
+
+// What ends an answer: three NULs, and the status behind them.
+constexpr std::string_view end_mark{"\0\0\0", 3};
+
+[[noreturn]] void fail(int error, const std::string &what) {
+    throw std::system_error(error, std::generic_category(), what);
+}
+
+void send_all(int socket, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (count < 0 && errno != EINTR) {
+            fail(errno, "cannot send to bgpd");
+        }
+        bytes.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
+    }
+}
+
+// Adds what has come to `bytes`.
+void receive_more(int socket, std::string &bytes) {
+    std::array<char, 65536> chunk;
+    const ssize_t count = ::recv(socket, chunk.data(), chunk.size(), 0);
+    if (count == 0) {
+        fail(ECONNRESET, "bgpd ended the session");
+    }
+    if (count < 0 && errno != EINTR) {
+        fail(errno == EAGAIN ? ETIMEDOUT : errno, "no answer from bgpd");
+    }
+    bytes.append(chunk.data(), count < 0 ? 0 : static_cast<std::size_t>(count));
+}
+
+VtyAnswer receive_answer(int socket) {
+    std::string bytes;
+    std::size_t searched = 0; // no mark starts before
+    while (true) {
+        const std::size_t mark = bytes.find(end_mark, searched);
+        const std::size_t status = mark + end_mark.size();
+        if (mark != std::string::npos && status < bytes.size()) {
+            const int value = static_cast<unsigned char>(bytes[status]);
+            bytes.resize(mark);
+            return {std::move(bytes), value};
+        }
+        searched = bytes.size() < end_mark.size() ? 0 : bytes.size() - end_mark.size();
+        receive_more(socket, bytes);
+    }
+}
+
+} // namespace
+
+Vty::Vty(std::string path, std::chrono::milliseconds patience)
+    : path_{std::move(path)}, patience_{patience} {}
+
+VtyAnswer Vty::ask(const std::string &command) {
+    try {
+        if (socket_.get() < 0) {
+            connect();
+        }
+        return exchange(command);
+    } catch (const std::system_error &error) {
+        socket_ = FileDescriptor{};
+        return {error.what(), VtyAnswer::unreachable};
+    }
+}
+
+VtyAnswer Vty::start_over() {
+    const bool was_open = socket_.get() >= 0;
+    VtyAnswer answer = ask("end");
+    // The session was that of a bgpd that has ended: another one may run by now.
+    return was_open && answer.status == VtyAnswer::unreachable ? ask("end") : answer;
+}
+
+void Vty::connect() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path_.size() >= sizeof address.sun_path) {
+        fail(ENAMETOOLONG, path_);
+    }
+    path_.copy(address.sun_path, path_.size());
+
+    FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(patience_);
+    const auto rest = std::chrono::duration_cast<std::chrono::microseconds>(patience_ - seconds);
+    timeval limit{};
+    limit.tv_sec = static_cast<decltype(limit.tv_sec)>(seconds.count());
+    limit.tv_usec = static_cast<decltype(limit.tv_usec)>(rest.count());
+    for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+        ::setsockopt(socket.get(), SOL_SOCKET, option, &limit, sizeof limit);
+    }
+    if (::connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+        fail(errno, "cannot reach bgpd at " + path_);
+    }
+    socket_ = std::move(socket);
+    exchange("enable");
+}
+
+VtyAnswer Vty::exchange(const std::string &command) {
+    // The NUL ends the line.
+    send_all(socket_.get(), std::string_view{command.c_str(), command.size() + 1});
+    return receive_answer(socket_.get());
+}
+
+} // namespace configd::frr

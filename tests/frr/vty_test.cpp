@@ -1,0 +1,214 @@
+#include "frr/vty.h"
+
+#include "speaker.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+using configd::FileDescriptor;
+using configd::frr::Vty;
+using configd::frr::VtyAnswer;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+
+namespace {
+
+const std::string ok{"\0\0\0\0", 4};
+
+// What bgpd sends for one line, in the pieces in which it arrives.
+using Script = std::vector<std::string>;
+
+// In the place of a piece: nothing more is sent until the client hangs up.
+const std::string silence = "silence";
+
+// Listens where bgpd would, and answers one session after the other as it is told. The lines of
+// a script are those after `enable`; a session ends with its script.
+class ScriptedBgpd {
+  public:
+    explicit ScriptedBgpd(std::vector<std::vector<Script>> sessions)
+        : listener_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+        std::string name = (std::filesystem::temp_directory_path() / "vty_test_XXXXXX").string();
+        directory_ = ::mkdtemp(name.data());
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path().copy(address.sun_path, sizeof address.sun_path - 1);
+        if (::bind(listener_.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+            ::listen(listener_.get(), 5) != 0) {
+            throw std::runtime_error("cannot listen on " + path());
+        }
+        thread_ = std::thread{[this, sessions = std::move(sessions)] {
+            for (const auto &session : sessions) {
+                serve(session);
+            }
+        }};
+    }
+    ScriptedBgpd(const ScriptedBgpd &) = delete;
+    ScriptedBgpd &operator=(const ScriptedBgpd &) = delete;
+    ~ScriptedBgpd() {
+        finish();
+        std::filesystem::remove_all(directory_);
+    }
+
+    std::string path() const { return directory_ / "bgpd.vty"; }
+
+    // Waits for the end of the last session. Returns the lines that came.
+    std::vector<std::string> finish() {
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+        return lines_;
+    }
+
+  private:
+    void serve(const std::vector<Script> &session) {
+        const FileDescriptor client{::accept(listener_.get(), nullptr, nullptr)};
+        receive_line(client.get());
+        ::send(client.get(), ok.data(), ok.size(), MSG_NOSIGNAL);
+        for (const Script &pieces : session) {
+            receive_line(client.get());
+            for (const std::string &piece : pieces) {
+                if (piece == silence) {
+                    receive_line(client.get());
+                    return;
+                }
+                ::send(client.get(), piece.data(), piece.size(), MSG_NOSIGNAL);
+                // Until the client has read it, so that the next one comes alone.
+                while (unread(client.get()) > 0) {
+                    std::this_thread::yield();
+                }
+            }
+        }
+    }
+
+    static int unread(int socket) {
+        int bytes = 0;
+        return ::ioctl(socket, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
+    }
+
+    void receive_line(int socket) {
+        std::string line;
+        for (char c = 0; ::recv(socket, &c, 1, 0) == 1 && c != '\0';) {
+            line += c;
+        }
+        lines_.push_back(line);
+    }
+
+    std::filesystem::path directory_;
+    FileDescriptor listener_;
+    std::vector<std::string> lines_;
+    std::thread thread_;
+};
+
+VtyAnswer answer_to_one_line(const Script &pieces) {
+    ScriptedBgpd bgpd{{{pieces}}};
+    return Vty{bgpd.path()}.ask("show version");
+}
+
+TEST(Vty, SendsEachLineWithANulOnceTheSessionIsEnabled) {
+    ScriptedBgpd bgpd{{{{ok}, {ok}}}};
+    Vty vty{bgpd.path()};
+    EXPECT_EQ(vty.ask("configure terminal").status, 0);
+    EXPECT_EQ(vty.ask("router bgp 100").status, 0);
+    EXPECT_THAT(bgpd.finish(), ElementsAre("enable", "configure terminal", "router bgp 100"));
+}
+
+TEST(Vty, ReturnsTextAndStatus) {
+    const VtyAnswer answer = answer_to_one_line({"% Unknown\n\0\0\0\2"s});
+    EXPECT_EQ(answer.text, "% Unknown\n");
+    EXPECT_EQ(answer.status, 2);
+}
+
+TEST(Vty, JoinsAnAnswerThatComesInPieces) {
+    const VtyAnswer answer = answer_to_one_line({"fir", "st\0"s, "\0\0"s, "\xd"s});
+    EXPECT_EQ(answer.text, "first");
+    EXPECT_EQ(answer.status, 13);
+}
+
+TEST(Vty, ReturnsALongAnswerWhole) {
+    const std::string text(5'000'000, 'x');
+    EXPECT_TRUE(answer_to_one_line({text + ok}).text == text);
+}
+
+TEST(Vty, SaysThatNobodyListens) {
+    const VtyAnswer answer = Vty{"/nowhere/bgpd.vty"}.ask("show version");
+    EXPECT_EQ(answer.status, VtyAnswer::unreachable);
+    EXPECT_THAT(answer.text, HasSubstr("/nowhere/bgpd.vty"));
+}
+
+TEST(Vty, RefusesAPathThatNoSocketCanHave) {
+    EXPECT_EQ(Vty{std::string(200, 'x')}.ask("end").status, VtyAnswer::unreachable);
+}
+
+TEST(Vty, DoesNotRepeatALineWhoseAnswerBrokeOff) {
+    ScriptedBgpd bgpd{{{{"half\0\0"s}}, {{ok}}}};
+    Vty vty{bgpd.path()};
+    EXPECT_EQ(vty.ask("first").status, VtyAnswer::unreachable);
+    EXPECT_EQ(vty.ask("second").status, 0);
+    EXPECT_THAT(bgpd.finish(), ElementsAre("enable", "first", "enable", "second"));
+}
+
+TEST(Vty, StartsOverInANewSessionWhenTheOldOneEnded) {
+    ScriptedBgpd bgpd{{{{ok}}, {{ok}}}};
+    Vty vty{bgpd.path()};
+    EXPECT_EQ(vty.ask("first").status, 0);
+    EXPECT_EQ(vty.start_over().status, 0);
+    EXPECT_THAT(bgpd.finish(), testing::Contains("end"));
+}
+
+TEST(Vty, GivesUpOnASilentBgpd) {
+    ScriptedBgpd bgpd{{{{"half", silence}}}};
+    Vty vty{bgpd.path(), 20ms};
+    EXPECT_EQ(vty.ask("show version").status, VtyAnswer::unreachable);
+}
+
+class BgpdVty : public testing::Test {
+  protected:
+    void SetUp() override { REQUIRE_BGPD(); }
+};
+
+TEST_F(BgpdVty, AnswersALine) {
+    Speaker speaker;
+    Vty vty{speaker.vty_socket()};
+    EXPECT_THAT(vty.ask("show running-config").text, HasSubstr("frr version"));
+    EXPECT_EQ(vty.ask("no such line").status, 2);
+    EXPECT_EQ(vty.ask("show bgp").status, 1); // a warning: there is no instance
+}
+
+TEST_F(BgpdVty, IsThereAgainAfterARestart) {
+    Speaker speaker;
+    Vty vty{speaker.vty_socket()};
+    EXPECT_EQ(vty.start_over().status, 0);
+    speaker.stop();
+    EXPECT_EQ(vty.start_over().status, VtyAnswer::unreachable);
+    speaker.start();
+    EXPECT_EQ(vty.start_over().status, 0);
+}
+
+TEST_F(BgpdVty, FindsTheNextBgpdWithoutHavingNoticedTheEndOfTheLast) {
+    Speaker speaker;
+    Vty vty{speaker.vty_socket()};
+    EXPECT_EQ(vty.ask("configure terminal").status, 0);
+    speaker.stop();
+    speaker.start();
+    EXPECT_EQ(vty.start_over().status, 0);
+    EXPECT_THAT(vty.ask("show running-config").text, HasSubstr("frr version"));
+}
+
+} // namespace
