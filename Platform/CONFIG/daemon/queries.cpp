@@ -4,18 +4,16 @@
 #include "field_text.h"
 #include "plugin_public.h"
 #include "reply_payload.h"
+#include "selectors.h"
 
 #include <fmt/format.h>
-
-#include <arpa/inet.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
 #include <map>
-#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,9 +24,8 @@ namespace {
 using nlohmann::json;
 
 // The number that the whole text is, or 0.
-template <typename Number>
-Number number_from(std::string_view text) {
-    Number number = 0;
+std::uint32_t number_from(std::string_view text) {
+    std::uint32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc{} && end == text.data() + text.size() ? number : 0;
 }
@@ -132,24 +129,23 @@ Neighbors neighbors_in(const json &configuration) {
     return neighbors;
 }
 
-// A network that an address family announces.
-struct Network {
-    std::string address; // the part of the prefix before the slash
-    std::uint16_t mask_len;
-};
-
-Network network_from(const std::string &prefix, std::uint32_t afi) {
-    const std::size_t slash = prefix.find('/');
-    if (slash == std::string::npos) {
-        return {prefix, static_cast<std::uint16_t>(afi == afi_ip ? 32 : 128)};
-    }
-    return {prefix.substr(0, slash), number_from<std::uint16_t>(prefix.substr(slash + 1))};
+// A network of the switch itself: it is its own best route, with the weight that such routes have.
+NetworkFacts network_facts(std::string_view prefix, std::uint32_t afi) {
+    bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop{};
+    put_text(next_hop.nexthop, afi == afi_ip ? "0.0.0.0" : "::");
+    put_text(next_hop.metric, "0");
+    next_hop.weight = 32768;
+    put_text(next_hop.path, "i");
+    next_hop.valid_flag = 1;
+    next_hop.select_flag = 1;
+    next_hop.source_type = 2;
+    return {network_entry(prefix, afi), {next_hop}};
 }
 
-// The networks of a table by their prefixes.
-std::map<std::string, Network> networks_in(const json &configuration, std::string_view vrf,
-                                           std::uint32_t afi) {
-    std::map<std::string, Network> networks;
+// The networks of a table in the order of their prefixes.
+std::vector<NetworkFacts> networks_in(const json &configuration, std::string_view vrf,
+                                      std::uint32_t afi) {
+    std::set<std::string> prefixes;
     for (const Family &family : families_in(configuration)) {
         const auto [family_afi, safi] = family.key;
         const bool is_table = safi == safi_unicast || safi == safi_vrf;
@@ -157,40 +153,13 @@ std::map<std::string, Network> networks_in(const json &configuration, std::strin
             continue;
         }
         for (const auto &[step, node] : family.entries("networks").items()) {
-            const std::string prefix = key_value(step, "prefix");
-            networks.emplace(prefix, network_from(prefix, afi));
+            prefixes.insert(key_value(step, "prefix"));
         }
     }
+    std::vector<NetworkFacts> networks;
+    std::transform(prefixes.begin(), prefixes.end(), std::back_inserter(networks),
+                   [=](const std::string &prefix) { return network_facts(prefix, afi); });
     return networks;
-}
-
-std::optional<std::uint32_t> ipv4_from(const std::string &text) {
-    in_addr address{};
-    if (inet_pton(AF_INET, text.c_str(), &address) != 1) {
-        return std::nullopt;
-    }
-    return ntohl(address.s_addr);
-}
-
-bool holds(const Network &network, std::uint32_t address) {
-    const auto base = ipv4_from(network.address);
-    if (!base || network.mask_len > 32) {
-        return false;
-    }
-    return network.mask_len == 0 || ((*base ^ address) >> (32 - network.mask_len)) == 0;
-}
-
-// The longest of the networks that holds the address, alone or none.
-std::vector<Network> longest_match(const std::vector<Network> &networks, const std::string &text) {
-    const auto address = ipv4_from(text);
-    const Network *longest = nullptr;
-    for (const Network &network : networks) {
-        const bool matches = address && holds(network, *address);
-        if (matches && (longest == nullptr || network.mask_len > longest->mask_len)) {
-            longest = &network;
-        }
-    }
-    return longest == nullptr ? std::vector<Network>{} : std::vector{*longest};
 }
 
 // The records.
@@ -237,7 +206,7 @@ PeerFacts peer_facts(const NeighborKey &key, const Neighbor &neighbor, const Nei
     PeerFacts facts{known.peer, {}};
     put_text(facts.peer.neighbor_addr, key.second);
     put_text(facts.peer.vrf_name, key.first);
-    facts.peer.remote_as = number_from<std::uint32_t>(neighbor.remote_as);
+    facts.peer.remote_as = number_from(neighbor.remote_as);
     facts.peer.local_as = local_as;
     put_text(facts.peer.update_source, neighbor.update_source);
     for (const Neighbor::InFamily &family : neighbor.families) {
@@ -246,31 +215,7 @@ PeerFacts peer_facts(const NeighborKey &key, const Neighbor &neighbor, const Nei
     return facts;
 }
 
-// A network of the switch itself: it is its own best route, with the weight that such routes have.
-NetworkFacts network_facts(const Network &network, std::uint32_t afi) {
-    NetworkFacts facts{};
-    put_text(facts.entry.network, network.address);
-    facts.entry.mask_len = network.mask_len;
-    bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop{};
-    put_text(next_hop.nexthop, afi == afi_ip ? "0.0.0.0" : "::");
-    put_text(next_hop.metric, "0");
-    next_hop.weight = 32768;
-    put_text(next_hop.path, "i");
-    next_hop.valid_flag = 1;
-    next_hop.select_flag = 1;
-    next_hop.source_type = 2;
-    facts.next_hops.push_back(next_hop);
-    return facts;
-}
-
 // The answers.
-
-template <typename Record>
-Record record_from(const Message &message) {
-    Record record;
-    std::memcpy(&record, message.payload().data(), sizeof record);
-    return record;
-}
 
 std::uint32_t configured_as(const json &configuration) {
     return configuration.value("as", std::uint32_t{0});
@@ -281,21 +226,12 @@ std::string configured_router_id(const json &configuration) {
 }
 
 QueryResult answer_evpn(const Message &message, const json & /*configuration*/, State &state) {
-    constexpr std::uint32_t all_types = 0xFFFFFFFF;
     const auto query = record_from<bgp_rpc_ip_bgp_evpn>(message);
-    const std::string_view text = text_of(query.evpn_route_str);
-    const std::string type = fmt::format("[{}]", query.type);
-    const bool any_type = query.type == all_types || (query.type == 0 && !text.empty());
-    const auto is_asked_for = [&](const EvpnRoute &route) {
-        return (any_type || route.text.compare(0, type.size(), type) == 0) &&
-               (text.empty() || route.text == text);
-    };
-
     std::vector<EvpnDistinguisher> distinguishers;
     for (const EvpnDistinguisher &known : state.evpn) {
         EvpnDistinguisher chosen{known.text, {}};
         std::copy_if(known.routes.begin(), known.routes.end(), std::back_inserter(chosen.routes),
-                     is_asked_for);
+                     [&](const EvpnRoute &route) { return asks_for(query, route.text); });
         distinguishers.push_back(std::move(chosen));
     }
     return evpn_reply(distinguishers);
@@ -303,42 +239,18 @@ QueryResult answer_evpn(const Message &message, const json & /*configuration*/, 
 
 QueryResult answer_info(const Message &message, const json &configuration, State &state) {
     const auto query = record_from<bgp_rpc_ip_bgp_info_input>(message);
-    const std::uint32_t afi = query.ip_type <= 1 ? afi_ip : afi_ipv6;
-    const std::string_view prefix = text_of(query.ipaddr_str);
-    const std::string_view address = text_of(query.ipaddr);
-    std::vector<Network> networks;
-    for (const auto &[key, network] : networks_in(configuration, text_of(query.vrf_name), afi)) {
-        if (query.all != 0 || prefix.empty() || key == prefix) {
-            networks.push_back(network);
-        }
-    }
-    if (query.all == 0 && !address.empty()) {
-        networks = longest_match(networks, std::string{address});
-    }
-
     bgp_rpc_ip_bgp_info_output_public table{};
     table.version = state.table_version;
     put_text(table.router_id, configured_router_id(configuration));
-    std::vector<NetworkFacts> facts;
-    std::transform(networks.begin(), networks.end(), std::back_inserter(facts),
-                   [=](const Network &network) { return network_facts(network, afi); });
-    return info_reply(table, facts);
+    return info_reply(table, asked_for(query, networks_in(configuration, text_of(query.vrf_name),
+                                                          afi_of(query))));
 }
 
 QueryResult answer_neighbor(const Message &message, const json &configuration, State &state) {
     const auto query = record_from<bgp_rpc_ip_bgp_neighbor_input>(message);
-    const std::string_view address = text_of(query.neighbor_addr);
-    const std::string_view vrf = text_of(query.vrf_name);
-    const auto is_asked_for = [&](const NeighborKey &key) {
-        if (query.all != 0 || (address.empty() && vrf.empty())) {
-            return query.all != 0;
-        }
-        return (vrf.empty() || key.first == vrf) && (address.empty() || key.second == address);
-    };
-
     std::vector<PeerFacts> peers;
     for (const auto &[key, neighbor] : neighbors_in(configuration)) {
-        if (is_asked_for(key)) {
+        if (asks_for(query, key.first, key.second)) {
             peers.push_back(
                 peer_facts(key, neighbor, known_state(state, key), configured_as(configuration)));
         }
@@ -385,7 +297,7 @@ QueryResult answer_clear(const Message &message, const json &configuration, Stat
     }
     std::size_t concerned = 0, cleared = 0;
     for (const auto &[key, neighbor] : neighbors_in(configuration)) {
-        if (query.clear_all == 0 && key.first != text_of(query.address_family.vrf_name)) {
+        if (!asks_for(query, key.first)) {
             continue;
         }
         ++concerned;

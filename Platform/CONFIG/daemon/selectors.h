@@ -1,0 +1,49 @@
+// What the queries ask for.
+#ifndef CONFIGD_SELECTORS_H
+#define CONFIGD_SELECTORS_H
+
+#include "message.h"
+#include "netconf_bgp_public.h"
+#include "reply_payload.h"
+
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+namespace configd {
+
+// The record that the message carries, which is one of its size.
+template <typename Record>
+Record record_from(const Message &message) {
+    Record record;
+    std::memcpy(&record, message.payload().data(), sizeof record);
+    return record;
+}
+
+// Whether the query asks for the EVPN route of this text: one of an EVPN route type or of all, or
+// the one with the text asked for.
+bool asks_for(const bgp_rpc_ip_bgp_evpn &query, std::string_view route);
+
+// Whether the query asks for the neighbour: for all, or for the address or the VRF that it names.
+// An empty VRF stands for those outside VRFs.
+bool asks_for(const bgp_rpc_ip_bgp_neighbor_input &query, std::string_view vrf,
+              std::string_view address);
+
+// Whether the VRF's sessions are to be cleared.
+bool asks_for(const bgp_rpc_clear_ip_bgp_input &query, std::string_view vrf);
+
+// The address family whose table the query asks for: AFI_IP or AFI_IPV6.
+std::uint32_t afi_of(const bgp_rpc_ip_bgp_info_input &query);
+
+// A network's entry in the reply. A prefix without a length is that of one address.
+bgp_rpc_ip_bgp_info_output_entry network_entry(std::string_view prefix, std::uint32_t afi);
+
+// Those of a table's networks that the query asks for: all, the one with the prefix asked for, or
+// the longest that holds the IPv4 address asked for.
+std::vector<NetworkFacts> asked_for(const bgp_rpc_ip_bgp_info_input &query,
+                                    std::vector<NetworkFacts> networks);
+
+} // namespace configd
+
+#endif
