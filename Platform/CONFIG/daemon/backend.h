@@ -31,6 +31,10 @@ class Backend {
     // the plug-in: 0 when it took effect, SR_ERR_INVALID_VALUE, SR_ERR_CONFIG_FAILED or another.
     virtual std::int32_t apply(const Message &message) = 0;
 
+    // Whether query() may take so long that other messages are not to wait for it. Then it is
+    // called from other threads than the rest, by several at once.
+    virtual bool is_slow() const { return false; }
+
     // Answers a query (sub-module codes 18 to 22).
     virtual QueryResult query(const Message &message) = 0;
 

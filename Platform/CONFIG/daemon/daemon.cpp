@@ -9,6 +9,7 @@
 #include <charconv>
 #include <iterator>
 #include <limits>
+#include <memory>
 
 namespace configd {
 namespace {
@@ -51,6 +52,10 @@ template <typename T>
 const T *find(const std::map<std::int32_t, T> &table, const RecordKind &kind) {
     const auto row = table.find(kind.sub_mod);
     return row == table.end() ? nullptr : &row->second;
+}
+
+Reply reply_to(const Message &message, QueryResult result) {
+    return {message.module, message.sub_mod, result.res_value, std::move(result.payload)};
 }
 
 } // namespace
@@ -125,15 +130,43 @@ Answer Daemon::answer(const Message &message) {
     const RecordKind &kind = *find_record_kind(message.sub_mod);
     std::string note;
     Answer answer = answer_to(kind, message, note);
-    log_.message(message, {}, answer);
-    if (!note.empty()) {
-        log_.note(kind, note);
-    }
+    log_answer(kind, message, answer, note);
     return answer;
+}
+
+std::optional<Job> Daemon::job_for(const Message &message) {
+    if (!backend_.is_slow() || !check(message).empty()) {
+        return std::nullopt;
+    }
+    const RecordKind &kind = *find_record_kind(message.sub_mod);
+    if (!kind.is_query() || is_overridden(kind)) {
+        return std::nullopt;
+    }
+    const auto result = std::make_shared<QueryResult>();
+    return Job{[this, message, result] { *result = backend_.query(message); },
+               [this, message, result, &kind] {
+                   const std::string note = result->note;
+                   Answer answer = reply_to(message, std::move(*result));
+                   log_answer(kind, message, answer, note);
+                   return answer;
+               }};
 }
 
 void Daemon::log_configuration() {
     log_.configuration(backend_.configuration());
+}
+
+void Daemon::log_answer(const RecordKind &kind, const Message &message, const Answer &answer,
+                        const std::string &note) {
+    log_.message(message, {}, answer);
+    if (!note.empty()) {
+        log_.note(kind, note);
+    }
+}
+
+bool Daemon::is_overridden(const RecordKind &kind) const {
+    return find(overrides_.faults, kind) != nullptr || find(overrides_.codes, kind) != nullptr ||
+           find(overrides_.replies, kind) != nullptr;
 }
 
 Answer Daemon::answer_to(const RecordKind &kind, const Message &message, std::string &note) {
@@ -142,8 +175,8 @@ Answer Daemon::answer_to(const RecordKind &kind, const Message &message, std::st
     }
     if (kind.is_query()) {
         QueryResult result = query(kind, message);
-        note = std::move(result.note);
-        return Reply{message.module, message.sub_mod, result.res_value, std::move(result.payload)};
+        note = result.note;
+        return reply_to(message, std::move(result));
     }
     const auto *code = find(overrides_.codes, kind);
     return ResultCode{code != nullptr ? *code : backend_.apply(message)};

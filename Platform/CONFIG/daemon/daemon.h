@@ -55,11 +55,18 @@ class Daemon : public Handler {
     // a reply goes to the log.
     Answer answer(const Message &message) override;
 
+    // The same for a query that a slow backend is to answer: the backend answers it at work, the
+    // rest follows.
+    std::optional<Job> job_for(const Message &message) override;
+
     // Writes the backend's configuration to the log.
     void log_configuration();
 
   private:
     Answer answer_to(const RecordKind &kind, const Message &message, std::string &note);
+    void log_answer(const RecordKind &kind, const Message &message, const Answer &answer,
+                    const std::string &note);
+    bool is_overridden(const RecordKind &kind) const;
     QueryResult query(const RecordKind &kind, const Message &message);
 
     Backend &backend_;

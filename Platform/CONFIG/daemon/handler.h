@@ -5,6 +5,8 @@
 #include "message.h"
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -32,6 +34,13 @@ struct Silence {};
 
 using Answer = std::variant<ResultCode, Reply, RawBytes, Silence>;
 
+// An answer that takes its time: first the work, on any thread, then the answer that came of it, in
+// the thread in Server::run.
+struct Job {
+    std::function<void()> work;
+    std::function<Answer()> answer;
+};
+
 class Handler {
   public:
     Handler() = default;
@@ -42,6 +51,11 @@ class Handler {
     // The answer to one well-framed message of any module. Called from the thread in
     // Server::run, for the messages of one connection in the order they came in.
     virtual Answer answer(const Message &message) = 0;
+
+    // What to do for an answer that others are not to wait for; std::nullopt: answer() it. Called
+    // as answer() is. The next message of the connection waits for the answer, those of other
+    // connections do not; so several jobs may be at work at once.
+    virtual std::optional<Job> job_for(const Message & /*message*/) { return std::nullopt; }
 };
 
 } // namespace configd

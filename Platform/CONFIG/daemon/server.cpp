@@ -51,6 +51,7 @@ struct Server::Connection {
     RawBytes output{{}, false}; // the answer being sent
     std::size_t sent = 0;       // bytes of it that the socket has taken
     std::uint32_t interest = EPOLLIN;
+    bool is_waiting = false; // for a job's answer
 
     bool is_sending() const { return sent < output.bytes.size(); }
 
@@ -91,6 +92,7 @@ Server::Server(Handler &handler, std::uint16_t port)
     port_ = ntohs(address.sin_port);
 
     watch(listener_.get(), [this] { accept_connections(); });
+    watch(workers_.descriptor(), [this] { workers_.finish(); });
     watch(stop_.get(), [this] {
         eventfd_t count = 0;
         ::eventfd_read(stop_.get(), &count);
@@ -148,11 +150,19 @@ void Server::dispatch(int fd) {
         return;
     }
     Connection &connection = *found->second;
-    if (!serve(connection)) {
+    // While it waits for an answer, all that comes up is that its peer reset it.
+    settle(fd, !connection.is_waiting && serve(connection));
+}
+
+// Closes the connection, or has it wait for what it is to do next.
+void Server::settle(int fd, bool is_open) {
+    if (!is_open) {
         close_connection(fd);
         return;
     }
-    const std::uint32_t interest = connection.is_sending() ? EPOLLOUT : EPOLLIN;
+    Connection &connection = *connections_.at(fd);
+    const std::uint32_t idle = connection.is_waiting ? 0U : EPOLLIN;
+    const std::uint32_t interest = connection.is_sending() ? EPOLLOUT : idle;
     if (interest != connection.interest) {
         set_interest(EPOLL_CTL_MOD, fd, interest);
         connection.interest = interest;
@@ -218,7 +228,7 @@ bool Server::receive(Connection &connection) {
 // Answers the messages received, until one answer has to wait for its peer. Returns false when
 // the connection is to be closed.
 bool Server::answer_received(Connection &connection) {
-    while (!connection.is_sending()) {
+    while (!connection.is_sending() && !connection.is_waiting) {
         const Frame frame = frame_of(connection.input);
         if (frame.framing == Framing::Broken) {
             report(ConnectionEvent::Kind::BadFrame, connection.number,
@@ -229,15 +239,41 @@ bool Server::answer_received(Connection &connection) {
             return true;
         }
         const auto length = static_cast<std::size_t>(frame.length);
-        Answer answer = handler_.answer(message_from_bytes(connection.input.substr(0, length)));
+        const Message message = message_from_bytes(connection.input.substr(0, length));
         connection.input.erase(0, length);
-        connection.output = std::visit(AnswerBytes{}, answer);
-        connection.sent = 0;
-        if (!connection.flush()) {
+        if (std::optional<Job> job = handler_.job_for(message); job) {
+            start(connection, std::move(*job));
+        } else if (!send_answer(connection, handler_.answer(message))) {
             return false;
         }
     }
     return true;
+}
+
+// Sends what the socket takes of the answer. Returns false when the connection is to be closed.
+bool Server::send_answer(Connection &connection, Answer answer) {
+    connection.output = std::visit(AnswerBytes{}, answer);
+    connection.sent = 0;
+    return connection.flush();
+}
+
+// Has the job done while the connection waits for its answer.
+void Server::start(Connection &connection, Job job) {
+    connection.is_waiting = true;
+    workers_.start(std::move(job.work),
+                   [this, fd = connection.socket.get(), number = connection.number,
+                    answer = std::move(job.answer)] { finish(fd, number, answer()); });
+}
+
+// Sends a job's answer, unless its connection is gone by now and another one has its descriptor.
+void Server::finish(int fd, std::uint64_t number, Answer answer) {
+    const auto found = connections_.find(fd);
+    if (found == connections_.end() || found->second->number != number) {
+        return;
+    }
+    Connection &connection = *found->second;
+    connection.is_waiting = false;
+    settle(fd, send_answer(connection, std::move(answer)) && answer_received(connection));
 }
 
 void Server::report(ConnectionEvent::Kind kind, std::uint64_t connection, std::string detail) {

@@ -4,6 +4,7 @@
 
 #include "file_descriptor.h"
 #include "handler.h"
+#include "worker_pool.h"
 
 #include <array>
 #include <cstdint>
@@ -25,10 +26,11 @@ struct ConnectionEvent {
 
 // Listens on the loopback address and serves any number of connections from the one thread that
 // calls run(). It cuts the byte streams into messages and sends the handler's answers; what a
-// message says is the handler's matter.
+// message says is the handler's matter. Only the handler's jobs have threads of their own.
 //
 // A message whose dataLen is below 16 or above BUF_SIZE_MAX, or that its peer breaks off, closes
-// its connection. A connection that does not take its answer is not read from until it has.
+// its connection. A connection that does not take its answer, or whose answer is still at work, is
+// not read from until it has it.
 class Server {
   public:
     // Binds and listens on 127.0.0.1; `port` in host byte order, 0 for any free one. The handler
@@ -36,6 +38,7 @@ class Server {
     explicit Server(Handler &handler, std::uint16_t port = NETCONF_DAEMON_PORT);
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
+    // Waits for the jobs at work.
     ~Server();
 
     // The port listened on, in host byte order.
@@ -65,6 +68,10 @@ class Server {
     bool serve(Connection &connection);
     bool receive(Connection &connection);
     bool answer_received(Connection &connection);
+    bool send_answer(Connection &connection, Answer answer);
+    void start(Connection &connection, Job job);
+    void finish(int fd, std::uint64_t number, Answer answer);
+    void settle(int fd, bool is_open);
     void report(ConnectionEvent::Kind kind, std::uint64_t connection, std::string detail = {});
 
     Handler &handler_;
@@ -79,6 +86,7 @@ class Server {
     std::unordered_map<int, std::function<void()>> watches_;
     std::unordered_map<int, std::unique_ptr<Connection>> connections_;
     std::array<char, 65536> chunk_{};
+    WorkerPool workers_{4}; // ends first, since what they do is for the others
 };
 
 } // namespace configd

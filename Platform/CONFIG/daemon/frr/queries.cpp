@@ -24,8 +24,17 @@
 namespace configd::frr {
 namespace {
 
-// In the order in which bgpd has its neighbours and routes.
-using json = nlohmann::ordered_json;
+// An object's members in the order in which bgpd has its neighbours and routes. One more member is
+// not looked for among those before it, as nlohmann's own ordered map does: with each of 50,000
+// routes a member, that takes 20 seconds.
+template <typename Key, typename Value, typename Less, typename Allocator>
+struct Members : nlohmann::ordered_map<Key, Value, Less, Allocator> {
+    using nlohmann::ordered_map<Key, Value, Less, Allocator>::ordered_map;
+
+    Value &operator[](const Key &key) { return this->emplace_back(key, Value{}).second; }
+};
+
+using json = nlohmann::basic_json<Members>;
 
 // What bgpd's JSON says. A member that is missing, or another thing than expected, is as nothing:
 // not every version of bgpd has the same ones.
@@ -522,12 +531,12 @@ constexpr Answerer answerers[] = {
 };
 
 // Whether each text of the record is a word of a command line, or empty.
-bool has_only_words(const json &fields) {
-    return std::all_of(fields.begin(), fields.end(), [](const json &field) {
+bool has_only_words(const nlohmann::ordered_json &fields) {
+    return std::all_of(fields.begin(), fields.end(), [](const nlohmann::ordered_json &field) {
         if (field.is_object()) {
             return has_only_words(field);
         }
-        const auto *word = field.get_ptr<const json::string_t *>();
+        const auto *word = field.get_ptr<const std::string *>();
         return word == nullptr || word->empty() || is_word(*word);
     });
 }
