@@ -10,6 +10,7 @@
 #include <sstream>
 
 using configd::Answer;
+using configd::ApplyResult;
 using configd::Daemon;
 
 using configd::Fault;
@@ -24,7 +25,7 @@ namespace {
 
 class MockBackend : public configd::Backend {
   public:
-    MOCK_METHOD(std::int32_t, apply, (const Message &), (override));
+    MOCK_METHOD(configd::ApplyResult, apply, (const Message &), (override));
     MOCK_METHOD(configd::QueryResult, query, (const Message &), (override));
     MOCK_METHOD(ordered_json, configuration, (), (const, override));
 };
@@ -51,11 +52,18 @@ Message summary_query() {
 }
 
 TEST_F(DaemonTest, AnswersAConfigurationMessageWithTheBackendsCode) {
-    EXPECT_CALL(backend, apply).WillOnce(Return(0)).WillOnce(Return(18));
+    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{0})).WillOnce(Return(ApplyResult{18}));
     EXPECT_EQ(code(as_message(1, 100)), 0);
     EXPECT_EQ(code(as_message(1, 100)), 18);
     EXPECT_EQ(out.str(), "BGP_SUB_BGP_AS bgp_as_val op=set as=100 -> 0\n"
                          "BGP_SUB_BGP_AS bgp_as_val op=set as=100 -> 18\n");
+}
+
+TEST_F(DaemonTest, LogsWhyTheBackendRefusesAMessage) {
+    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{18, "no such AS"}));
+    EXPECT_EQ(code(as_message(1, 100)), 18);
+    EXPECT_EQ(out.str(), "BGP_SUB_BGP_AS bgp_as_val op=set as=100 -> 18\n"
+                         "BGP_SUB_BGP_AS: no such AS\n");
 }
 
 TEST_F(DaemonTest, AnswersAQueryWithTheBackendsReply) {
@@ -103,7 +111,7 @@ TEST_F(DaemonTest, RefusesARecordOfAnotherSizeForEverySubModule) {
 TEST_F(DaemonTest, AnswersTheFailureAskedForAndAppliesNothing) {
     const Overrides overrides{{{BGP_SUB_BGP_AS, 18}}, {}};
     EXPECT_EQ(code(as_message(1, 100), overrides), 18);
-    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{0}));
     EXPECT_EQ(code(router_id_message(1, 100, "1.1.1.1"), overrides), 0);
 }
 
@@ -173,7 +181,7 @@ TEST_F(DaemonTest, StaysSilentAsAFaultThatGoesBeforeAFailure) {
 }
 
 TEST_F(DaemonTest, LogsAMessageAsOneJsonObject) {
-    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{0}));
     answer(as_message(1, 100), {}, LogFormat::Json);
     EXPECT_EQ(out.str(), R"({"event":"message","module":3,"subMod":1,"dataLen":24,)"
                          R"("name":"BGP_SUB_BGP_AS","record":"bgp_as_val",)"
@@ -204,7 +212,7 @@ TEST_F(DaemonTest, LogsWhatIsWrongAndEveryKindOfAnswerInJson) {
 }
 
 TEST_F(DaemonTest, LogsNoMessageWithoutAFormat) {
-    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{0}));
     answer(as_message(1, 100), {}, LogFormat::None);
     EXPECT_EQ(out.str(), "");
 }
@@ -281,7 +289,7 @@ TEST(ParseReply, NamesAFileThatIsNotThere) {
 }
 
 TEST_F(DaemonTest, ABadMessageHarmsNoOtherOnItsConnection) {
-    EXPECT_CALL(backend, apply).WillOnce(Return(0));
+    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{0}));
     Log log{out, LogFormat::Text};
     Daemon daemon{backend, log};
     configd::Server server{daemon, 0};

@@ -1,92 +1,15 @@
 #include "memory_backend.h"
 
 #include "bytes.h"
-#include "records.h"
+#include "settings.h"
 
 #include <gtest/gtest.h>
 
 using configd::Message;
 using nlohmann::ordered_json;
+using namespace settings;
 
 namespace {
-
-constexpr std::int32_t set = 1;
-constexpr std::int32_t erase = 0;
-constexpr std::int32_t moved = -1;
-constexpr std::uint32_t as = 100;
-
-struct Family {
-    std::uint32_t afi = 1;
-    std::uint32_t safi = 1;
-    const char *vrf_name = "";
-};
-
-const Family red{1, 71, "red"};
-
-template <typename Record>
-Record record_in(std::int32_t op, const Family &family) {
-    Record record{};
-    record.op = op;
-    record.bgp_id = as;
-    record.address_family.afi = family.afi;
-    record.address_family.safi = family.safi;
-    put(record.address_family.vrf_name, family.vrf_name);
-    return record;
-}
-
-Message network(std::int32_t op, const char *prefix, const char *route_map = "",
-                std::uint32_t backdoor = 0, const Family &family = {}) {
-    auto record = record_in<bgp_address_family_network_universal_val>(op, family);
-    put(record.network_ip_str, prefix);
-    put(record.route_map, route_map);
-    record.backdoor = backdoor;
-    return message_with(BGP_SUB_NETWORK, record);
-}
-
-Message redistribute(std::int32_t op, const char *protocol, const char *process,
-                     const char *route_map = "", const Family &family = {}) {
-    auto record = record_in<bgp_address_family_redistribute_universal_val>(op, family);
-    put(record.protocol_name, protocol);
-    put(record.protocol_id_or_tag, process);
-    put(record.route_map, route_map);
-    return message_with(BGP_SUB_REDISTRIBUTE, record);
-}
-
-// Every setting has a value, as after earlier changes: the sub-module code alone chooses.
-Message neighbor(std::int32_t sub_mod, std::int32_t op, const Family &family = {}) {
-    auto record = record_in<bgp_address_family_neighbor_universal_val>(op, family);
-    put(record.neighbor_ip_or_tag, "10.0.0.1");
-    record.active = 1;
-    record.next_hop_self = 1;
-    put(record.remote_as, "200");
-    put(record.description, "peer");
-    put(record.update_source, "lo");
-    record.ebgp_multihop = 2;
-    record.route_reflector_client = 1;
-    return message_with(sub_mod, record);
-}
-
-Message globle_neighbor(std::int32_t sub_mod, std::int32_t op, const char *address = "10.0.0.1") {
-    bgp_globle_neighbor_config record{};
-    record.op = op;
-    record.bgp_id = as;
-    put(record.neighbor_ip_or_tag, address);
-    put(record.remote_as, "200");
-    put(record.description, "peer");
-    put(record.update_source, "lo");
-    record.ebgp_multihop = 2;
-    return message_with(sub_mod, record);
-}
-
-Message vrf(std::int32_t op, const Family &family = red) {
-    address_family_val record{};
-    record.op = op;
-    record.bgp_id = as;
-    record.afi = family.afi;
-    record.safi = family.safi;
-    put(record.vrf_name, family.vrf_name);
-    return message_with(BGP_SUB_ADDRESS_FAMILY_VRF, record);
-}
 
 class MemoryBackendTest : public testing::Test {
   protected:
@@ -95,7 +18,7 @@ class MemoryBackendTest : public testing::Test {
     // Applies messages that are all accepted.
     void apply(std::initializer_list<Message> messages) {
         for (const Message &message : messages) {
-            EXPECT_EQ(backend.apply(message), 0) << readable(message);
+            EXPECT_EQ(backend.apply(message).code, 0) << readable(message);
         }
     }
 
@@ -150,20 +73,20 @@ TEST_F(MemoryBackendTest, AMovedEntryChangesNothing) {
 }
 
 TEST_F(MemoryBackendTest, RefusesAnUnknownOperation) {
-    EXPECT_EQ(backend.apply(as_message(2, 200)), SR_ERR_INVALID_VALUE);
+    EXPECT_EQ(backend.apply(as_message(2, 200)).code, SR_ERR_INVALID_VALUE);
     EXPECT_EQ(backend.configuration(), only_the_as());
 }
 
 TEST_F(MemoryBackendTest, RefusesSettingsWithoutAnAs) {
     apply({as_message(erase, as)});
-    EXPECT_EQ(backend.apply(router_id_message(set, as, "1.1.1.1")), SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(backend.apply(network(set, "10.0.0.0/8")), SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(backend.apply(vrf(set)), SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.apply(router_id_message(set, as, "1.1.1.1")).code, SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.apply(network(set, "10.0.0.0/8")).code, SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.apply(vrf(set)).code, SR_ERR_CONFIG_FAILED);
     EXPECT_EQ(backend.configuration(), ordered_json::object());
 }
 
 TEST_F(MemoryBackendTest, RefusesSettingsOfAnotherAs) {
-    EXPECT_EQ(backend.apply(router_id_message(set, 200, "1.1.1.1")), SR_ERR_CONFIG_FAILED);
+    EXPECT_EQ(backend.apply(router_id_message(set, 200, "1.1.1.1")).code, SR_ERR_CONFIG_FAILED);
     EXPECT_EQ(backend.configuration(), only_the_as());
 }
 
@@ -341,8 +264,9 @@ TEST_F(MemoryBackendTest, DeactivatingAVrfNeighborKeepsItsOtherSettings) {
 
 TEST_F(MemoryBackendTest, RefusesUnknownFamilies) {
     for (const Family &family : {Family{0, 1}, Family{4, 1}, Family{1, 0}, Family{1, 3}}) {
-        EXPECT_EQ(backend.apply(network(set, "10.0.0.0/8", "", 0, family)), SR_ERR_INVALID_VALUE);
-        EXPECT_EQ(backend.apply(vrf(erase, family)), SR_ERR_INVALID_VALUE);
+        EXPECT_EQ(backend.apply(network(set, "10.0.0.0/8", "", 0, family)).code,
+                  SR_ERR_INVALID_VALUE);
+        EXPECT_EQ(backend.apply(vrf(erase, family)).code, SR_ERR_INVALID_VALUE);
     }
     EXPECT_EQ(backend.configuration(), only_the_as());
 }
@@ -366,8 +290,8 @@ TEST_F(MemoryBackendTest, AnswersQueriesFromTheConfigurationItHolds) {
 TEST(MemoryBackend, KeepsWhatAClearCounts) {
     configd::MemoryBackend backend{configd::state_from_json(
         {{"neighbors", {{{"neighbor-addr", "10.0.0.1"}, {"state", "Established"}}}}})};
-    ASSERT_EQ(backend.apply(as_message(set, as)), 0);
-    ASSERT_EQ(backend.apply(globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set)), 0);
+    ASSERT_EQ(backend.apply(as_message(set, as)).code, 0);
+    ASSERT_EQ(backend.apply(globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set)).code, 0);
     bgp_rpc_clear_ip_bgp_input clear{};
     clear.clear_all = 1;
     for (const char *note : {"cleared 1 of 1 sessions", "cleared 1 of 1 sessions"}) {

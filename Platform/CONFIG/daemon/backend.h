@@ -19,6 +19,13 @@ struct QueryResult {
     std::string note = {};
 };
 
+// The result code of a configuration message: 0 when it took effect, SR_ERR_INVALID_VALUE,
+// SR_ERR_CONFIG_FAILED or another. The note is for the log: why it did not; mostly empty.
+struct ApplyResult {
+    std::int32_t code;
+    std::string note = {};
+};
+
 // Every message that a backend sees has a known sub-module code and a record of its size.
 class Backend {
   public:
@@ -27,9 +34,8 @@ class Backend {
     Backend &operator=(const Backend &) = delete;
     virtual ~Backend() = default;
 
-    // Applies a configuration message (sub-module codes 1 to 17). Returns the result code for
-    // the plug-in: 0 when it took effect, SR_ERR_INVALID_VALUE, SR_ERR_CONFIG_FAILED or another.
-    virtual std::int32_t apply(const Message &message) = 0;
+    // Applies a configuration message (sub-module codes 1 to 17).
+    virtual ApplyResult apply(const Message &message) = 0;
 
     // Whether query() may take so long that other messages are not to wait for it. Then it is
     // called from other threads than the rest, by several at once.

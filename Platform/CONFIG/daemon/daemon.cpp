@@ -178,8 +178,12 @@ Answer Daemon::answer_to(const RecordKind &kind, const Message &message, std::st
         note = result.note;
         return reply_to(message, std::move(result));
     }
-    const auto *code = find(overrides_.codes, kind);
-    return ResultCode{code != nullptr ? *code : backend_.apply(message)};
+    if (const auto *code = find(overrides_.codes, kind); code != nullptr) {
+        return ResultCode{*code};
+    }
+    ApplyResult result = backend_.apply(message);
+    note = std::move(result.note);
+    return ResultCode{result.code};
 }
 
 QueryResult Daemon::query(const RecordKind &kind, const Message &message) {

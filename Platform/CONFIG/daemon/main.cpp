@@ -1,5 +1,6 @@
 // bgp_configd: the configuration daemon's command line and its life.
 #include "daemon.h"
+#include "frr/frr_backend.h"
 #include "memory_backend.h"
 #include "server.h"
 #include "state.h"
@@ -15,16 +16,22 @@
 #include <exception>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
 
 namespace {
 
+enum class BackendKind { Memory, Frr };
+
 struct Options {
     configd::LogFormat log = configd::LogFormat::Text;
     std::uint16_t port = NETCONF_DAEMON_PORT;
+    BackendKind backend = BackendKind::Memory;
     std::string state_file;
+    std::string vty_socket = "/var/run/frr/bgpd.vty";
+    std::vector<std::string> frr_lines;
     configd::Overrides overrides;
 };
 
@@ -72,13 +79,29 @@ void add_options(CLI::App &app, Options &options) {
     add_table_option(app, "--reply",
                      "Answer a query with the bytes of a file as the reply's payload",
                      "SUBMOD=FILE", options.overrides.replies, configd::parse_reply);
+    const std::map<std::string, BackendKind> backends{{"memory", BackendKind::Memory},
+                                                      {"frr", BackendKind::Frr}};
+    app.add_option_function<std::string>(
+           "--backend",
+           [&options, backends](const std::string &name) { options.backend = backends.at(name); },
+           "What holds the configuration: memory (default), or frr, FRRouting's bgpd, which is "
+           "running already")
+        ->check(CLI::IsMember(backends).description(""))
+        ->type_name("BACKEND");
+    app.add_option("--vty-socket", options.vty_socket,
+                   "Backend frr: the socket of bgpd's terminal; default " + options.vty_socket)
+        ->type_name("PATH");
+    app.add_option("--frr-line", options.frr_lines,
+                   "Backend frr: a line that each BGP instance gets when it is created")
+        ->allow_extra_args(false)
+        ->type_name("LINE");
     app.add_option("--state", options.state_file,
-                   "JSON file with what a BGP speaker knows beside its configuration; default: "
-                   "nothing is known")
+                   "Backend memory: JSON file with what a BGP speaker knows beside its "
+                   "configuration; default: nothing is known")
         ->type_name("FILE");
     app.set_version_flag("--version", "bgp_configd " BGP_CONFIGD_VERSION);
     app.footer("SUBMOD is a number from 1 to 22 or a name such as BGP_SUB_ROUTER_ID or router_id.\n"
-               "--fail, --fault and --reply may be given several times.\n"
+               "--fail, --fault, --reply and --frr-line may be given several times.\n"
                "SIGUSR1 prints the configuration held as one JSON object; SIGINT and SIGTERM end "
                "the daemon.\n"
                "\n"
@@ -110,12 +133,19 @@ configd::FileDescriptor redirect_signals() {
     return descriptor;
 }
 
+std::unique_ptr<configd::Backend> make_backend(const Options &options) {
+    if (options.backend == BackendKind::Frr) {
+        return std::make_unique<configd::frr::FrrBackend>(options.vty_socket, options.frr_lines);
+    }
+    return std::make_unique<configd::MemoryBackend>(
+        options.state_file.empty() ? configd::State{} : configd::load_state(options.state_file));
+}
+
 void serve(const Options &options) {
     const configd::FileDescriptor signals = redirect_signals();
     configd::Log log{std::cout, options.log};
-    configd::MemoryBackend backend{
-        options.state_file.empty() ? configd::State{} : configd::load_state(options.state_file)};
-    configd::Daemon daemon{backend, log, options.overrides};
+    const std::unique_ptr<configd::Backend> backend = make_backend(options);
+    configd::Daemon daemon{*backend, log, options.overrides};
     configd::Server server{daemon, options.port};
     server.on_event([&](const configd::ConnectionEvent &event) { log.connection(event); });
     server.watch(signals.get(), [&] {

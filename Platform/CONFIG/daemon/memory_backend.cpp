@@ -1,6 +1,8 @@
 #include "memory_backend.h"
 
 #include "address_families.h"
+#include "list_keys.h"
+#include "operation.h"
 #include "plugin_public.h"
 #include "queries.h"
 
@@ -17,10 +19,6 @@ namespace {
 
 using nlohmann::json;
 using nlohmann::ordered_json;
-
-constexpr std::int32_t op_set = 1;
-constexpr std::int32_t op_delete = 0;
-constexpr std::int32_t op_other = -1;
 
 // Where in the tree the nodes of a record are.
 enum class Place { Instance, GlobleNeighbor, Family, Network, Redistribute, Neighbor };
@@ -84,24 +82,14 @@ const Setting &setting_of(std::int32_t sub_mod) {
                          [=](const Setting &row) { return row.sub_mod == sub_mod; });
 }
 
-// Whether a field has something to say: a text that is not empty, a number that is not 0.
-bool is_given(const ordered_json &field) {
-    return field.is_string() ? !field.get_ref<const std::string &>().empty() : field != 0;
-}
-
 // The way down to a node: one key of the tree after the other.
 struct Path {
     std::vector<std::string> steps;
     std::size_t kept = 0; // so many of the first steps stay when nothing is left below them
 };
 
-std::string predicate(const char *key, const std::string &value) {
-    const char quote = value.find('\'') == std::string::npos ? '\'' : '"';
-    return fmt::format("[{}={}{}{}]", key, quote, value, quote);
-}
-
 std::string predicate(const char *key, const ordered_json &value) {
-    return predicate(key, value.get_ref<const std::string &>());
+    return configd::predicate(key, value.get_ref<const std::string &>());
 }
 
 // The address family's entry; std::nullopt for a family there is not.
@@ -111,8 +99,7 @@ std::optional<Path> family_path(const ordered_json &family) {
     if (afi == nullptr || safi == nullptr) {
         return std::nullopt;
     }
-    const std::string keys =
-        predicate("afi", std::string{afi}) + predicate("safi", std::string{safi});
+    const std::string keys = configd::predicate("afi", afi) + configd::predicate("safi", safi);
     if (!is_given(family["vrf_name"])) {
         return Path{{"bgp-address-family", "address-family" + keys}};
     }
@@ -222,18 +209,19 @@ void remove_leaves(json &tree, const Path &path, const std::vector<Leaf> &leaves
 
 } // namespace
 
-std::int32_t MemoryBackend::apply(const Message &message) {
+ApplyResult MemoryBackend::apply(const Message &message) {
     const RecordKind &kind = *find_record_kind(message.sub_mod);
     const ordered_json fields = decode_record(*kind.record, message.payload());
     const auto op = fields["op"].get<std::int32_t>();
     if (op == op_other) {
-        return SR_ERR_OK;
+        return {SR_ERR_OK};
     }
     if (op != op_set && op != op_delete) {
-        return SR_ERR_INVALID_VALUE;
+        return {SR_ERR_INVALID_VALUE};
     }
-    return message.sub_mod == BGP_SUB_BGP_AS ? apply_as(op == op_set, fields["as"])
-                                             : apply_setting(message.sub_mod, op == op_set, fields);
+    return {message.sub_mod == BGP_SUB_BGP_AS
+                ? apply_as(op == op_set, fields["as"])
+                : apply_setting(message.sub_mod, op == op_set, fields)};
 }
 
 std::int32_t MemoryBackend::apply_as(bool is_set, const ordered_json &as) {

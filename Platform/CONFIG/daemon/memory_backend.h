@@ -20,9 +20,9 @@ class MemoryBackend : public Backend {
     // No BGP runs here: what a BGP speaker would know beside the configuration is this state.
     explicit MemoryBackend(State state = {}) : state_{std::move(state)} {}
 
-    // Returns 0; SR_ERR_INVALID_VALUE for an operation, AFI or SAFI there is not;
+    // The codes: 0; SR_ERR_INVALID_VALUE for an operation, AFI or SAFI there is not;
     // SR_ERR_CONFIG_FAILED for setting something with no AS held, or another one than bgp_id.
-    std::int32_t apply(const Message &message) override;
+    ApplyResult apply(const Message &message) override;
 
     // Answers from the configuration held and the state, as answer_query() describes.
     QueryResult query(const Message &message) override;

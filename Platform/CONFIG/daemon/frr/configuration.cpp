@@ -1,0 +1,466 @@
+#include "frr/configuration.h"
+
+#include "address_families.h"
+#include "frr/refusal.h"
+#include "message.h"
+#include "operation.h"
+#include "plugin_public.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace configd::frr {
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+// What each instance begins with. Without it bgpd asks for a policy at each eBGP session, holds
+// back networks that no other protocol knows, and activates neighbours by itself.
+constexpr const char *baseline[] = {"no bgp ebgp-requires-policy", "no bgp network import-check",
+                                    "no bgp default ipv4-unicast"};
+
+struct StatusCode {
+    int status;
+    std::int32_t code;
+};
+
+// A warning says that something is so already.
+constexpr StatusCode status_codes[] = {{0, SR_ERR_OK},
+                                       {1, SR_ERR_OK},
+                                       {2, SR_ERR_INVALID_VALUE},
+                                       {3, SR_ERR_INVALID_VALUE},
+                                       {4, SR_ERR_INVALID_VALUE},
+                                       {VtyAnswer::unreachable, SR_ERR_SOCKET_FAILED}};
+
+std::int32_t code_of(int status) {
+    const auto *row = std::find_if(std::begin(status_codes), std::end(status_codes),
+                                   [=](const StatusCode &known) { return known.status == status; });
+    return row == std::end(status_codes) ? SR_ERR_CONFIG_FAILED : row->code;
+}
+
+std::string trimmed(const std::string &text) {
+    const std::size_t first = text.find_first_not_of(" \r\n");
+    const std::size_t last = text.find_last_not_of(" \r\n");
+    return first == std::string::npos ? "" : text.substr(first, last - first + 1);
+}
+
+// bgpd's answer to a line that it does not take, on one line.
+Refusal refusal_of(const std::string &line, const VtyAnswer &answer) {
+    std::string reason = trimmed(answer.text);
+    std::replace(reason.begin(), reason.end(), '\n', ' ');
+    return {code_of(answer.status), fmt::format("{}: {}", line, reason)};
+}
+
+std::string instance_line(std::uint32_t as, const std::string &vrf) {
+    return fmt::format("router bgp {}{}{}", as, vrf.empty() ? "" : " vrf ", vrf);
+}
+
+// The line of the instance that the setting's key begins; empty when it is not there.
+std::string line_of(const std::vector<Instance> &instances, const Setting &setting) {
+    const Instance *instance = find_instance(instances, setting.vrf);
+    if (instance == nullptr) {
+        return {};
+    }
+    const std::string_view family =
+        setting.family == nullptr ? std::string_view{} : setting.family->name;
+    const auto row =
+        std::find_if(instance->lines.begin(), instance->lines.end(), [&](const ConfigLine &line) {
+            return line.family == family && begins_with(line.text, setting.key);
+        });
+    return row == instance->lines.end() ? std::string{} : row->text;
+}
+
+std::string negation(const std::string &line) {
+    constexpr std::string_view no = "no ";
+    return line.compare(0, no.size(), no) == 0 ? line.substr(no.size()) : "no " + line;
+}
+
+// The neighbours that are active in the family and in no other one.
+std::set<std::string> neighbors_of(const Instance &instance, const Family &family) {
+    constexpr std::string_view first = "neighbor ";
+    constexpr std::string_view last = " activate";
+    std::set<std::string> inside;
+    std::set<std::string> outside;
+    for (const auto &[name, text] : instance.lines) {
+        const bool is_activation = text.size() > first.size() + last.size() &&
+                                   text.compare(0, first.size(), first) == 0 &&
+                                   text.compare(text.size() - last.size(), last.size(), last) == 0;
+        if (is_activation) {
+            (name == family.name ? inside : outside)
+                .insert(text.substr(first.size(), text.size() - first.size() - last.size()));
+        }
+    }
+    std::set<std::string> alone;
+    std::set_difference(inside.begin(), inside.end(), outside.begin(), outside.end(),
+                        std::inserter(alone, alone.end()));
+    return alone;
+}
+
+} // namespace
+
+Configuration::Configuration(AskVty ask, std::vector<std::string> lines)
+    : ask_{std::move(ask)}, lines_{std::move(lines)} {}
+
+ApplyResult Configuration::apply(const Message &message) {
+    const RecordKind &kind = *find_record_kind(message.sub_mod);
+    const ordered_json fields = decode_record(*kind.record, message.payload());
+    const auto op = fields["op"].get<std::int32_t>();
+    if (op == op_other) {
+        return {SR_ERR_OK};
+    }
+    if (op != op_set && op != op_delete) {
+        return {SR_ERR_INVALID_VALUE, fmt::format("{} is no operation", op)};
+    }
+    try {
+        if (message.sub_mod == BGP_SUB_BGP_AS) {
+            apply_as(op == op_set, fields["as"].get<std::uint32_t>());
+        } else {
+            apply_setting(message.sub_mod, op == op_set, fields);
+        }
+        return {SR_ERR_OK};
+    } catch (const Refusal &refusal) {
+        return {refusal.code(), refusal.what()};
+    }
+}
+
+void Configuration::apply_as(bool is_set, std::uint32_t as) {
+    if (is_set) {
+        set_as(as);
+        return;
+    }
+    remove_as(as);
+    vrf_families_.clear();
+}
+
+void Configuration::apply_setting(std::int32_t sub_mod, bool is_set, const ordered_json &fields) {
+    const auto as = fields["bgp_id"].get<std::uint32_t>();
+    if (sub_mod == BGP_SUB_ADDRESS_FAMILY_VRF) {
+        const Family &family = family_of(fields);
+        const std::string vrf = vrf_of(fields);
+        is_set ? set_vrf_family(as, vrf, family) : erase_vrf_family(as, vrf, family);
+    } else if (sub_mod == BGP_SUB_NETWORK) {
+        const Network network = network_of(fields);
+        is_set ? set_network(as, network) : erase_network(as, network);
+    } else {
+        const Setting setting = setting_of(sub_mod, is_set, fields);
+        is_set ? set(as, setting) : erase(as, setting);
+    }
+    // A VRF's own families are there until a message deletes them, others while they hold
+    // something.
+    const auto family = fields.find("address_family");
+    if (!is_set && family != fields.end() && (*family)["safi"] != safi_vrf) {
+        remove_if_unused(as, vrf_of(*family));
+    }
+}
+
+std::vector<Instance> Configuration::instances() {
+    try {
+        return read_instances();
+    } catch (const Refusal &) {
+        return {};
+    }
+}
+
+// Enters a line that has to succeed. Returns bgpd's text.
+std::string Configuration::run(const std::string &line) {
+    VtyAnswer answer = ask_(line);
+    if (code_of(answer.status) != SR_ERR_OK) {
+        throw refusal_of(line, answer);
+    }
+    return std::move(answer.text);
+}
+
+// Reads from the terminal's first mode, and stays there.
+std::vector<Instance> Configuration::read_instances() {
+    run("end");
+    return instances_in(run("show running-config"));
+}
+
+// The names of the VRFs that have an instance; empty for the one outside VRFs. Looking comes
+// before entering an instance, which would create it.
+std::set<std::string> Configuration::vrfs() {
+    run("end");
+    const json answer = json::parse(run("show bgp vrfs json"), nullptr, false);
+    const auto rows = answer.find("vrfs");
+    std::set<std::string> names;
+    if (rows != answer.end() && rows->is_object()) {
+        for (const auto &row : rows->items()) {
+            const auto type = row.value().find("type");
+            const bool is_default = type != row.value().end() && *type == "DFLT";
+            names.insert(is_default ? "" : row.key());
+        }
+    }
+    return names;
+}
+
+// Enters an instance that is there. Returns false when it has another AS.
+bool Configuration::enter(std::uint32_t as, const std::string &vrf) {
+    run("end");
+    run("configure terminal");
+    const std::string line = instance_line(as, vrf);
+    const VtyAnswer answer = ask_(line);
+    const std::int32_t code = code_of(answer.status);
+    if (code != SR_ERR_OK && code != SR_ERR_CONFIG_FAILED) {
+        throw refusal_of(line, answer);
+    }
+    return code == SR_ERR_OK;
+}
+
+void Configuration::enter_family(const Family *family) {
+    if (family != nullptr) {
+        run(fmt::format("address-family {}", family->name));
+    }
+}
+
+// Creates an instance and enters it. One that does not take all its lines is not left behind.
+void Configuration::create(std::uint32_t as, const std::string &vrf) {
+    run("end");
+    run("configure terminal");
+    run(instance_line(as, vrf));
+    try {
+        std::for_each(std::begin(baseline), std::end(baseline),
+                      [this](const char *line) { run(line); });
+        std::for_each(lines_.begin(), lines_.end(), [this](const auto &line) { run(line); });
+    } catch (const Refusal &refusal) {
+        if (refusal.code() != SR_ERR_SOCKET_FAILED) {
+            remove(as, vrf);
+        }
+        throw;
+    }
+    enter(as, vrf);
+}
+
+void Configuration::remove(std::uint32_t as, const std::string &vrf) {
+    run("end");
+    run("configure terminal");
+    run("no " + instance_line(as, vrf));
+}
+
+// Enters the instance to set something in it. That of a VRF comes into being with its first
+// setting; the one outside VRFs has to be there, with this AS.
+void Configuration::prepare(std::uint32_t as, const std::string &vrf) {
+    const std::set<std::string> present = vrfs();
+    if (present.count("") == 0) {
+        throw Refusal{SR_ERR_CONFIG_FAILED, "bgpd has no BGP instance"};
+    }
+    const bool is_there = present.count(vrf) != 0;
+    if (!enter(as, is_there ? vrf : "")) {
+        throw Refusal{SR_ERR_CONFIG_FAILED,
+                      fmt::format("bgpd's instance has another AS than {}", as)};
+    }
+    if (!is_there) {
+        create(as, vrf);
+    }
+}
+
+void Configuration::set_as(std::uint32_t as) {
+    if (vrfs().count("") == 0) {
+        create(as, "");
+        return;
+    }
+    if (!enter(as, "")) {
+        change_as(read_instances(), as);
+        return;
+    }
+    // It may be there from bgpd's own configuration file.
+    std::for_each(std::begin(baseline), std::end(baseline),
+                  [this](const char *line) { run(line); });
+}
+
+// bgpd does not change the AS of an instance: it is removed and entered again, with its VRFs.
+void Configuration::change_as(std::vector<Instance> instances, std::uint32_t as) {
+    const Instance *main = find_instance(instances, "");
+    if (main == nullptr) {
+        throw Refusal{SR_ERR_CONFIG_FAILED, "bgpd does not show its BGP instance"};
+    }
+    const std::uint32_t old_as = main->as;
+    instances.erase(std::remove_if(instances.begin(), instances.end(),
+                                   [=](const Instance &instance) { return instance.as != old_as; }),
+                    instances.end());
+    remove_as(old_as);
+    try {
+        replay(instances, as);
+    } catch (const Refusal &refusal) {
+        if (refusal.code() != SR_ERR_SOCKET_FAILED) {
+            remove_as(as);
+            replay(instances, old_as);
+        }
+        throw;
+    }
+}
+
+void Configuration::replay(const std::vector<Instance> &instances, std::uint32_t as) {
+    for (const Instance &instance : instances) {
+        run("end");
+        run("configure terminal");
+        run(instance_line(as, instance.vrf));
+        std::for_each(instance.block.begin(), instance.block.end(),
+                      [this](const std::string &line) { run(line); });
+    }
+}
+
+void Configuration::remove_as(std::uint32_t as) {
+    const std::vector<Instance> instances = read_instances();
+    for (const Instance &instance : instances) {
+        if (instance.as == as && !instance.vrf.empty()) {
+            remove(as, instance.vrf);
+        }
+    }
+    if (const Instance *main = find_instance(instances, ""); main && main->as == as) {
+        remove(as, "");
+    }
+}
+
+void Configuration::set(std::uint32_t as, const Setting &setting) {
+    prepare(as, setting.vrf);
+    enter_family(setting.family);
+    if (begins_with(setting.key, "redistribute")) {
+        // A line without a route map would leave the old one.
+        run(setting.removal);
+    }
+    run(setting.line());
+}
+
+// The line replaces the one that is there, but the record names only what changed.
+void Configuration::set_network(std::uint32_t as, Network network) {
+    const Setting setting = network.setting;
+    prepare(as, setting.vrf);
+    enter_family(setting.family);
+    const bool names_all = network.backdoor && !network.route_map.empty();
+    const bool names_none = !network.backdoor && network.route_map.empty();
+    if (!names_all && !is_absent(setting)) {
+        if (names_none) {
+            return;
+        }
+        const Network present = present_network(setting);
+        network.backdoor = network.backdoor || present.backdoor;
+        network.route_map = network.route_map.empty() ? present.route_map : network.route_map;
+        enter(as, setting.vrf);
+        enter_family(setting.family);
+    }
+    run(network.line());
+}
+
+// bgpd fails to remove what is not there, and also some of what is: looking tells which.
+void Configuration::erase(std::uint32_t as, const Setting &setting) {
+    if (vrfs().count(setting.vrf) == 0 || !enter(as, setting.vrf)) {
+        return;
+    }
+    enter_family(setting.family);
+    const VtyAnswer answer = ask_(setting.removal);
+    const std::int32_t code = code_of(answer.status);
+    const bool may_be_absent = code == SR_ERR_CONFIG_FAILED;
+    if (code != SR_ERR_OK && !(may_be_absent && line_of(read_instances(), setting).empty())) {
+        throw refusal_of(setting.removal, answer);
+    }
+}
+
+// The record does not tell the deletion of an option from that of the network. Naming less than
+// the network has is the option's.
+void Configuration::erase_network(std::uint32_t as, const Network &network) {
+    const Setting &setting = network.setting;
+    const bool names_all = network.backdoor && !network.route_map.empty();
+    const bool names_none = !network.backdoor && network.route_map.empty();
+    if (!names_all && !names_none) {
+        Network present = present_network(setting);
+        present.backdoor = present.backdoor && !network.backdoor;
+        present.route_map = network.route_map.empty() ? present.route_map : "";
+        if (present.backdoor || !present.route_map.empty()) {
+            Setting rest = setting;
+            rest.key = present.line();
+            set(as, rest);
+            return;
+        }
+    }
+    erase(as, setting);
+}
+
+// The network as bgpd has it; one without options when it is not there.
+Network Configuration::present_network(const Setting &setting) {
+    return with_options_of(setting, line_of(read_instances(), setting));
+}
+
+// Whether bgpd has no such network. Reading its whole configuration for each new network would
+// take long; so it is asked to remove the network with a label index that none has, which it
+// refuses with another reason when the network is there.
+bool Configuration::is_absent(const Setting &network) {
+    const VtyAnswer answer = ask_(network.removal + " label-index 1048560");
+    if (answer.status == VtyAnswer::unreachable) {
+        throw refusal_of(network.removal, answer);
+    }
+    return answer.text.find("Can't find") != std::string::npos;
+}
+
+void Configuration::set_vrf_family(std::uint32_t as, const std::string &vrf, const Family &family) {
+    prepare(as, vrf);
+    vrf_families_[vrf].insert(&family);
+}
+
+// Everything in the family goes with it, and with the last family of the VRF its instance.
+void Configuration::erase_vrf_family(std::uint32_t as, const std::string &vrf,
+                                     const Family &family) {
+    vrf_families_[vrf].erase(&family);
+    const std::vector<Instance> instances = read_instances();
+    const Instance *instance = find_instance(instances, vrf);
+    if (vrf.empty() || instance == nullptr || instance->as != as) {
+        return;
+    }
+    if (is_unused(*instance, &family)) {
+        remove(as, vrf);
+        return;
+    }
+    enter(as, vrf);
+    erase_lines(*instance, family);
+}
+
+// In the instance, which has been entered.
+void Configuration::erase_lines(const Instance &instance, const Family &family) {
+    const std::set<std::string> neighbors = neighbors_of(instance, family);
+    for (const std::string &neighbor : neighbors) {
+        run("no neighbor " + neighbor);
+    }
+    const auto went_along = [&](const ConfigLine &line) {
+        return std::any_of(neighbors.begin(), neighbors.end(), [&](const std::string &neighbor) {
+            return begins_with(line.text, "neighbor " + neighbor);
+        });
+    };
+    enter_family(&family);
+    for (const ConfigLine &line : instance.lines) {
+        if (line.family == family.name && !went_along(line)) {
+            run(negation(line.text));
+        }
+    }
+}
+
+// Whether nothing keeps the instance of a VRF: no family but `except`, which goes with all the
+// neighbours that no other one has.
+bool Configuration::is_unused(const Instance &instance, const Family *except) const {
+    const auto families = vrf_families_.find(instance.vrf);
+    const bool has_family = families != vrf_families_.end() &&
+                            std::any_of(families->second.begin(), families->second.end(),
+                                        [=](const Family *family) { return family != except; });
+    const bool has_line =
+        std::any_of(instance.lines.begin(), instance.lines.end(), [=](const ConfigLine &line) {
+            return except == nullptr ? !line.family.empty() || begins_with(line.text, "neighbor")
+                                     : !line.family.empty() && line.family != except->name;
+        });
+    return !has_family && !has_line;
+}
+
+void Configuration::remove_if_unused(std::uint32_t as, const std::string &vrf) {
+    if (vrf.empty()) {
+        return;
+    }
+    const std::vector<Instance> instances = read_instances();
+    const Instance *instance = find_instance(instances, vrf);
+    if (instance != nullptr && instance->as == as && is_unused(*instance, nullptr)) {
+        remove(as, vrf);
+    }
+}
+
+} // namespace configd::frr

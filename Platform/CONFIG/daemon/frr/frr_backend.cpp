@@ -1,0 +1,30 @@
+#include "frr/frr_backend.h"
+
+#include "frr/queries.h"
+#include "frr/running_config.h"
+
+#include <utility>
+
+namespace configd::frr {
+
+FrrBackend::FrrBackend(const std::string &vty_socket, std::vector<std::string> lines)
+    : configuration_vty_{vty_socket}, query_vty_{vty_socket},
+      configuration_{[this](const std::string &line) { return configuration_vty_.ask(line); },
+                     std::move(lines)} {}
+
+ApplyResult FrrBackend::apply(const Message &message) {
+    configuration_vty_.start_over();
+    return configuration_.apply(message);
+}
+
+QueryResult FrrBackend::query(const Message &message) {
+    query_vty_.start_over();
+    return answer_query(message, [this](const std::string &line) { return query_vty_.ask(line); });
+}
+
+nlohmann::ordered_json FrrBackend::configuration() const {
+    configuration_vty_.start_over();
+    return configuration_of(configuration_.instances());
+}
+
+} // namespace configd::frr

@@ -1,0 +1,43 @@
+// Has FRRouting's bgpd run what the daemon is told.
+#ifndef CONFIGD_FRR_FRR_BACKEND_H
+#define CONFIGD_FRR_FRR_BACKEND_H
+
+#include "backend.h"
+#include "frr/configuration.h"
+#include "frr/vty.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace configd::frr {
+
+// bgpd may end and come back at any time; while it is away each message is answered with
+// SR_ERR_SOCKET_FAILED. Queries have a terminal of their own: one may be answered in one thread
+// while a configuration message is applied in another, but never two of a kind at once.
+class FrrBackend : public Backend {
+  public:
+    // `vty_socket` is the path of the socket, `lines` are entered in each instance that is
+    // created. bgpd is first asked with the first message.
+    FrrBackend(const std::string &vty_socket, std::vector<std::string> lines);
+
+    // See Configuration::apply().
+    ApplyResult apply(const Message &message) override;
+
+    // See answer_query().
+    QueryResult query(const Message &message) override;
+
+    // What of bgpd's running configuration settings of the model stand for, see
+    // configuration_of(); empty when bgpd cannot be asked.
+    nlohmann::ordered_json configuration() const override;
+
+  private:
+    mutable Vty configuration_vty_;
+    Vty query_vty_;
+    mutable Configuration configuration_;
+};
+
+} // namespace configd::frr
+
+#endif
