@@ -1467,9 +1467,7 @@ bool walk_next_hop(EvpnWalk &walk) {
         return false;
     }
     debug.print("          nexthop:%s\n", address.data());
-    walk.entry.append("/list-nexthop-brief");
-    walk.entry.append_key("nexthop-address", address);
-    walk.entry.append("/");
+    walk.entry.append("/list-nexthop-brief[nexthop-address='", address, "']/");
     if (!stream.number(&metric) || !walk.add_number("metric", metric) ||
         !stream.number(&local_preference) || !walk.add_number("LocPrf", local_preference) ||
         !stream.number(&weight) || !walk.add_number("Weight", weight)) {
@@ -1510,8 +1508,7 @@ bool walk_route(EvpnWalk &walk) {
         return false;
     }
     debug.print("     route:%s\n", route.data());
-    walk.entry.append("/list-evpn-route-brief");
-    walk.entry.append_key("evpn-route", route);
+    walk.entry.append("/list-evpn-route-brief[evpn-route='", route, "']");
     const std::size_t route_length = walk.entry.length();
     walk.entry.append("/");
     if (!stream.flag(&valid) ||
@@ -1553,8 +1550,8 @@ bool walk_distinguisher(EvpnWalk &walk) {
     }
     debug.print("route number:%u\n", routes);
     walk.entry.cut(0);
-    walk.entry.append("/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher");
-    walk.entry.append_key("route-distinguisher", distinguisher);
+    walk.entry.append("/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='",
+                      distinguisher, "']");
     const std::size_t length = walk.entry.length();
     for (uint32_t i = 0; i < routes; ++i) {
         walk.entry.cut(length);
@@ -1649,11 +1646,9 @@ bool publish_next_hops(InfoWalk &walk, std::size_t offset, uint32_t network, uin
         const auto next_hop = record_at<InfoNextHop>(walk.payload, offset);
         trace_record(info_next_hop, &next_hop);
         walk.entry.cut(network_length);
-        walk.entry.append("/next-hop-information");
-        walk.entry.append_key("next-hop", text_in(next_hop.nexthop));
-        walk.entry.append_key("metric", text_in(next_hop.metric));
-        walk.entry.append_key("path", text_in(next_hop.path));
-        walk.entry.append("/");
+        walk.entry.append("/next-hop-information[next-hop='", text_in(next_hop.nexthop),
+                          "'][metric='", text_in(next_hop.metric), "'][path='",
+                          text_in(next_hop.path), "']/");
         if (!publish_record(walk.values, walk.entry, info_next_hop, &next_hop)) {
             return false;
         }
@@ -1681,8 +1676,7 @@ const char *publish_network(InfoWalk &walk, uint32_t i) {
         return counts_lead_outside_reply;
     }
     walk.entry.cut(0);
-    walk.entry.append("/ip-bgp-info/bgp-info/entry");
-    walk.entry.append_key("network", text_in(network.network));
+    walk.entry.append("/ip-bgp-info/bgp-info/entry[network='", text_in(network.network), "']");
     const std::size_t network_length = walk.entry.length();
     walk.entry.append("/");
     if (!publish_record(walk.values, walk.entry, info_network, &network)) {
@@ -1781,10 +1775,7 @@ int publish_families(OutputValues &values, OutputXPath &entry, const char *first
         }
         debug.print("afi_str:%s  safi_str:%s\n", afi, safi);
         entry.cut(peer_length);
-        entry.append("address-familys/afi-safi");
-        entry.append_key("afi", afi);
-        entry.append_key("safi", safi);
-        entry.append("/");
+        entry.append("address-familys/afi-safi[afi='", afi, "'][safi='", safi, "']/");
         if (!publish_record(values, entry, neighbor_family, &family)) {
             return refuse_values(neighbor_reply, values);
         }
@@ -1836,10 +1827,8 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
             return refuse_reply(neighbor_reply, counts_lead_outside_reply);
         }
         entry.cut(0);
-        entry.append("/ip-bgp-neighbor/neighbors/neighbor");
-        entry.append_key("neighbor-addr", text_in(peer.neighbor_addr));
-        entry.append_key("vrf-name", text_in(peer.vrf_name));
-        entry.append("/");
+        entry.append("/ip-bgp-neighbor/neighbors/neighbor[neighbor-addr='",
+                     text_in(peer.neighbor_addr), "'][vrf-name='", text_in(peer.vrf_name), "']/");
         if (!publish_record(values, entry, neighbor_peer, &peer)) {
             return refuse_values(neighbor_reply, values);
         }
@@ -1899,9 +1888,7 @@ int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
         const auto neighbor = record_at<SummaryEntry>(payload, offset);
         trace_record(summary_entry, &neighbor);
         entry.cut(block_length);
-        entry.append("entry");
-        entry.append_key("neighbor", text_in(neighbor.neighbor));
-        entry.append("/");
+        entry.append("entry[neighbor='", text_in(neighbor.neighbor), "']/");
         if (!publish_record(values, entry, summary_entry, &neighbor)) {
             return refuse_values(summary_reply, values);
         }

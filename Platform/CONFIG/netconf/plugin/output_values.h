@@ -14,19 +14,10 @@ class OutputXPath {
   public:
     static constexpr std::size_t limit = 999;
 
-    // Appends `part`, as far as there is room.
-    void append(std::string_view part) {
-        const std::size_t count = part.substr(0, limit - length_).size();
-        std::memcpy(text_ + length_, part.data(), count);
-        length_ += count;
-    }
-    // Appends the predicate [key='value']; the value is not escaped.
-    void append_key(std::string_view key, std::string_view value) {
-        append("[");
-        append(key);
-        append("='");
-        append(value);
-        append("']");
+    // Appends the parts one after the other, as far as there is room.
+    template <typename... Parts>
+    void append(const Parts &...parts) {
+        (append_part(parts), ...);
     }
     std::size_t length() const { return length_; }
     // Back to the first `length` characters, at most as many as there are.
@@ -34,6 +25,12 @@ class OutputXPath {
     std::string_view text() const { return {text_, length_}; }
 
   private:
+    void append_part(std::string_view part) {
+        const std::size_t count = part.substr(0, limit - length_).size();
+        std::memcpy(text_ + length_, part.data(), count);
+        length_ += count;
+    }
+
     char text_[limit] = {};
     std::size_t length_ = 0;
 };

@@ -5,6 +5,8 @@
 
 #include "netconf_bgp_public.h"
 
+#include <string_view>
+
 // A field's type on the wire.
 enum class FieldType { text, byte, number16, number32 };
 
@@ -28,7 +30,7 @@ struct ReplyField {
     FieldType type;
     std::size_t offset;
     std::size_t size;
-    const char *leaf = nullptr; // nullptr: not published
+    std::string_view leaf{}; // empty: not published
     Publish publish = Publish::never;
 };
 
