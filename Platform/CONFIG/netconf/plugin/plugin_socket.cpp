@@ -85,12 +85,10 @@ int read_on(int fd, int &total, int line) {
     return count;
 }
 
-// Replaces the previous reply, of `total` bytes, by the one that fd delivers.
-// An early end of the connection leaves what came. Returns false when the
-// reply is lost: a read failed, or the reply announces more than fits.
-bool read_reply(int fd, int &total) {
-    std::memset(buf, 0, static_cast<std::size_t>(total));
-    total = 0;
+// Reads a reply into the buffer, whose header is zero, and counts its bytes. An
+// early end of the connection leaves what came. Returns false when the reply is
+// lost: a read failed, or the reply announces more than fits.
+bool receive_reply(int fd, int &total) {
     int count = read_on(fd, total, 158);
     if (count <= 0) {
         return count == 0;
@@ -107,6 +105,20 @@ bool read_reply(int fd, int &total) {
         count = read_on(fd, total, 187);
     }
     return count >= 0;
+}
+
+// Replaces the previous reply, of `total` bytes, by the one that fd delivers.
+// Returns receive_reply's result. Of the previous reply nothing stays: what the
+// new one has not overwritten is cleared.
+bool read_reply(int fd, int &total) {
+    const int previous = total;
+    total = 0;
+    std::memset(buf, 0, header_length);
+    const bool received = receive_reply(fd, total);
+    if (total < previous) {
+        std::memset(buf + total, 0, static_cast<std::size_t>(previous - total));
+    }
+    return received;
 }
 
 } // namespace
