@@ -21,6 +21,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 uint32_t g_bgp_id = 0;
 int bgp_nc = 0;
@@ -1359,26 +1360,31 @@ const char *source_name(uint32_t type) {
     return type == 2 ? "local" : "other";
 }
 
-bool add_number(OutputValues &values, const OutputXPath &entry, const ReplyField &row,
+// Adds a number as the unsigned type of its field's size.
+template <FieldType type>
+bool add_number(OutputValues &values, const OutputXPath &entry, std::string_view leaf,
                 uint32_t number) {
-    switch (row.type) {
+    switch (type) {
     case FieldType::byte:
-        return values.add(entry, row.leaf, SR_UINT8_T, &sr_data_t::uint8_val,
+        return values.add(entry, leaf, SR_UINT8_T, &sr_data_t::uint8_val,
                           static_cast<uint8_t>(number));
     case FieldType::number16:
-        return values.add(entry, row.leaf, SR_UINT16_T, &sr_data_t::uint16_val,
+        return values.add(entry, leaf, SR_UINT16_T, &sr_data_t::uint16_val,
                           static_cast<uint16_t>(number));
     default:
-        return values.add(entry, row.leaf, SR_UINT32_T, &sr_data_t::uint32_val, number);
+        return values.add(entry, leaf, SR_UINT32_T, &sr_data_t::uint32_val, number);
     }
 }
 
-// Publishes one field. Returns false when the array has no room for it.
-bool publish_field(OutputValues &values, const OutputXPath &entry, const ReplyField &row,
-                   const char *field) {
+// Publishes the field of one row, which the compiler knows: of the branches only
+// the row's own remain. Returns false when the array has no room for it.
+template <const ReplyRecord &layout, std::size_t index>
+bool publish_field(OutputValues &values, const OutputXPath &entry, const char *record) {
+    constexpr ReplyField row = layout.fields[index];
     if (row.publish == Publish::never) {
         return true;
     }
+    const char *field = record + row.offset;
     if (row.type == FieldType::text) {
         return values.add_text(entry, row.leaf, SR_STRING_T, text_at(field, row.size));
     }
@@ -1394,7 +1400,7 @@ bool publish_field(OutputValues &values, const OutputXPath &entry, const ReplyFi
     case Publish::boolean:
         return values.add(entry, row.leaf, SR_BOOL_T, &sr_data_t::bool_val, number != 0);
     case Publish::unless_zero:
-        return number == 0 || add_number(values, entry, row, number);
+        return number == 0 || add_number<row.type>(values, entry, row.leaf, number);
     case Publish::valid:
         return values.add_text(entry, row.leaf, SR_ENUM_T, valid_name(number));
     case Publish::best:
@@ -1402,20 +1408,20 @@ bool publish_field(OutputValues &values, const OutputXPath &entry, const ReplyFi
     case Publish::source:
         return values.add_text(entry, row.leaf, SR_ENUM_T, source_name(number));
     default:
-        return add_number(values, entry, row, number);
+        return add_number<row.type>(values, entry, row.leaf, number);
     }
 }
 
 // Publishes a record's leaves, in row order, below the entry's XPath.
-bool publish_record(OutputValues &values, const OutputXPath &entry, const ReplyRecord &layout,
-                    const void *record) {
-    for (std::size_t i = 0; i < layout.field_count; ++i) {
-        const ReplyField &row = layout.fields[i];
-        if (!publish_field(values, entry, row, static_cast<const char *>(record) + row.offset)) {
-            return false;
-        }
-    }
-    return true;
+template <const ReplyRecord &layout, std::size_t... indexes>
+bool publish_rows(OutputValues &values, const OutputXPath &entry, const char *record,
+                  std::index_sequence<indexes...> /*rows*/) {
+    return (publish_field<layout, indexes>(values, entry, record) && ...);
+}
+template <const ReplyRecord &layout>
+bool publish_record(OutputValues &values, const OutputXPath &entry, const void *record) {
+    return publish_rows<layout>(values, entry, static_cast<const char *>(record),
+                                std::make_index_sequence<layout.field_count>());
 }
 
 } // namespace
@@ -1649,7 +1655,7 @@ bool publish_next_hops(InfoWalk &walk, std::size_t offset, uint32_t network, uin
         walk.entry.append("/next-hop-information[next-hop='", text_in(next_hop.nexthop),
                           "'][metric='", text_in(next_hop.metric), "'][path='",
                           text_in(next_hop.path), "']/");
-        if (!publish_record(walk.values, walk.entry, info_next_hop, &next_hop)) {
+        if (!publish_record<info_next_hop>(walk.values, walk.entry, &next_hop)) {
             return false;
         }
     }
@@ -1679,7 +1685,7 @@ const char *publish_network(InfoWalk &walk, uint32_t i) {
     walk.entry.append("/ip-bgp-info/bgp-info/entry[network='", text_in(network.network), "']");
     const std::size_t network_length = walk.entry.length();
     walk.entry.append("/");
-    if (!publish_record(walk.values, walk.entry, info_network, &network)) {
+    if (!publish_record<info_network>(walk.values, walk.entry, &network)) {
         return counts_lead_outside_array;
     }
     walk.entry.cut(network_length);
@@ -1693,7 +1699,7 @@ const char *publish_network(InfoWalk &walk, uint32_t i) {
 // refused.
 const char *publish_info(InfoWalk &walk, const InfoTable &table) {
     walk.entry.append("/ip-bgp-info/bgp-info/");
-    if (!publish_record(walk.values, walk.entry, info_table, &table)) {
+    if (!publish_record<info_table>(walk.values, walk.entry, &table)) {
         return counts_lead_outside_array;
     }
     for (uint32_t i = 0; i < table.prefix_number; ++i) {
@@ -1776,7 +1782,7 @@ int publish_families(OutputValues &values, OutputXPath &entry, const char *first
         debug.print("afi_str:%s  safi_str:%s\n", afi, safi);
         entry.cut(peer_length);
         entry.append("address-familys/afi-safi[afi='", afi, "'][safi='", safi, "']/");
-        if (!publish_record(values, entry, neighbor_family, &family)) {
+        if (!publish_record<neighbor_family>(values, entry, &family)) {
             return refuse_values(neighbor_reply, values);
         }
     }
@@ -1829,7 +1835,7 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
         entry.cut(0);
         entry.append("/ip-bgp-neighbor/neighbors/neighbor[neighbor-addr='",
                      text_in(peer.neighbor_addr), "'][vrf-name='", text_in(peer.vrf_name), "']/");
-        if (!publish_record(values, entry, neighbor_peer, &peer)) {
+        if (!publish_record<neighbor_peer>(values, entry, &peer)) {
             return refuse_values(neighbor_reply, values);
         }
         const int rc = publish_families(values, entry, payload + offset, peer.address_family_cnt);
@@ -1880,7 +1886,7 @@ int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
     OutputXPath entry;
     entry.append("/ip-bgp-summary/neighbors/");
     const std::size_t block_length = entry.length();
-    if (!publish_record(values, entry, summary_block, &block)) {
+    if (!publish_record<summary_block>(values, entry, &block)) {
         return refuse_values(summary_reply, values);
     }
     std::size_t offset = sizeof block;
@@ -1889,7 +1895,7 @@ int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
         trace_record(summary_entry, &neighbor);
         entry.cut(block_length);
         entry.append("entry[neighbor='", text_in(neighbor.neighbor), "']/");
-        if (!publish_record(values, entry, summary_entry, &neighbor)) {
+        if (!publish_record<summary_entry>(values, entry, &neighbor)) {
             return refuse_values(summary_reply, values);
         }
     }

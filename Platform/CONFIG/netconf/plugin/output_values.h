@@ -26,9 +26,13 @@ class OutputXPath {
 
   private:
     void append_part(std::string_view part) {
-        const std::size_t count = part.substr(0, limit - length_).size();
-        std::memcpy(text_ + length_, part.data(), count);
-        length_ += count;
+        const std::size_t room = limit - length_;
+        if (part.size() <= room) { // of a literal the compiler knows the size
+            std::memcpy(text_ + length_, part.data(), part.size());
+            length_ += part.size();
+        } else {
+            length_ += part.copy(text_ + length_, room);
+        }
     }
 
     char text_[limit] = {};
