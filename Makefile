@@ -28,13 +28,15 @@ test: build
 faults: build
 	build/release/tests/datastore_test --gtest_filter='*Faults*' --gtest_brief=1
 
-# What the change callbacks cost, beside a floor that only walks the changes.
+# What the plug-in adds, beside floors that do only what cannot be avoided.
 bench: build
+	scripts/install-dependencies --for-figures
 	scripts/bench build/release
 
 # Fuzzes each target for SECONDS, or those in TARGETS; a later run goes on from there.
 fuzz: setup
 	scripts/fuzz build/fuzz $(or $(SECONDS),60) $(TARGETS)
+
 # Builds the Debian packages into build/packages.
 package: setup
 	scripts/install-dependencies --for-tests

@@ -1,26 +1,49 @@
-// What the change callbacks cost per change, next to what it costs to hand the
-// same changes out. The time per change stays the same however many there are.
+// The change callbacks without sending, beside a floor that takes the same
+// changes from sysrepo and frees them, and beside what sysrepo's functions cost
+// that a callback has to call. The time per change stays the same however many
+// there are.
 #include "bgp_plugin.h"
 #include "scripted_sysrepo.h"
+#include "side_by_side.h"
 
-#include <benchmark/benchmark.h>
+#include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace {
-
-std::int64_t records_sent = 0;
-
-} // namespace
-
 extern "C" int __wrap_plugin_config(const void *data, int /*data_len*/, int /*option*/,
                                     int /*module_id*/, int /*sub_mod*/) {
     benchmark::DoNotOptimize(data);
-    ++records_sent;
     return SR_ERR_OK;
+}
+
+namespace {
+
+// A function of the real library, whose XPath utilities are measured: they are
+// the same in a switch.
+template <typename Function>
+Function library_function(const char *name) {
+    static void *const library = dlopen(LIBSYSREPO, RTLD_NOW | RTLD_LOCAL);
+    return reinterpret_cast<Function>(dlsym(library, name));
+}
+
+} // namespace
+
+extern "C" char *__wrap_sr_xpath_node_name(const char *xpath) {
+    static const auto function = library_function<char *(*)(const char *)>("sr_xpath_node_name");
+    return function(xpath);
+}
+
+extern "C" char *__wrap_sr_xpath_key_value(char *xpath, const char *node_name, const char *key_name,
+                                           sr_xpath_ctx_t *state) {
+    static const auto function =
+        library_function<char *(*)(char *, const char *, const char *, sr_xpath_ctx_t *)>(
+            "sr_xpath_key_value");
+    return function(xpath, node_name, key_name, state);
 }
 
 namespace {
@@ -30,45 +53,51 @@ using scripted::Change;
 using Callback = int (*)(sr_session_ctx_t *, const char *, const char *, sr_event_t, std::uint32_t,
                          void *);
 
+// A key and the list that it belongs to.
+struct KeyOf {
+    const char *list;
+    const char *key;
+};
+
 // The edit that a callback is measured with: list entries, created one after
 // the other, each with the same nodes.
 struct Workload {
+    const char *name;
     Callback callback;
     const char *subscription;
     const char *list; // below the subscription, up to the key's value
     const char *key;
     std::vector<const char *> leaves; // texts
+    std::vector<KeyOf> looked_up;     // with sr_xpath_key_value, for each change
 };
 
-const Workload &globle_neighbors() {
-    static const Workload workload = {bgp_config_globle_bgp_change_cb,
-                                      "/orv_bgp:router-bgp/bgp",
-                                      "/bgp-globle-neighbors/globle-neighbor[neighbor-address='",
-                                      "neighbor-address",
-                                      {"remote-as", "description"}};
-    return workload;
-}
-
-const Workload &networks() {
-    static const Workload workload = {
-        bgp_config_address_family_change_cb,
-        "/orv_bgp:router-bgp/bgp-address-family/address-family",
-        "[afi='AFI_IP'][safi='SAFI_UNICAST']/bgp-family-networks/family-network[prefix='",
-        "prefix",
-        {"route-map"}};
-    return workload;
-}
-
-const Workload &vrf_networks() {
-    static const Workload workload = {
-        bgp_config_address_family_vrf_change_cb,
-        "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf",
-        "[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']/bgp-family-vrf-networks/"
-        "family-vrf-network[prefix='",
-        "prefix",
-        {"route-map"}};
-    return workload;
-}
+const std::vector<Workload> workloads = {
+    {"global neighbours",
+     bgp_config_globle_bgp_change_cb,
+     "/orv_bgp:router-bgp/bgp",
+     "/bgp-globle-neighbors/globle-neighbor[neighbor-address='",
+     "neighbor-address",
+     {"remote-as", "description"},
+     {{"globle-neighbor", "neighbor-address"}}},
+    {"networks",
+     bgp_config_address_family_change_cb,
+     "/orv_bgp:router-bgp/bgp-address-family/address-family",
+     "[afi='AFI_IP'][safi='SAFI_UNICAST']/bgp-family-networks/family-network[prefix='",
+     "prefix",
+     {"route-map"},
+     {{"address-family", "safi"}, {"address-family", "afi"}, {"family-network", "prefix"}}},
+    {"VRF networks",
+     bgp_config_address_family_vrf_change_cb,
+     "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf",
+     "[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']/bgp-family-vrf-networks/"
+     "family-vrf-network[prefix='",
+     "prefix",
+     {"route-map"},
+     {{"address-family-vrf", "safi"},
+      {"address-family-vrf", "afi"},
+      {"address-family-vrf", "vrf-name"},
+      {"family-vrf-network", "prefix"}}},
+};
 
 // The first `count` changes of the workload's edit.
 std::vector<Change> make_changes(const Workload &workload, std::size_t count) {
@@ -89,66 +118,84 @@ std::vector<Change> make_changes(const Workload &workload, std::size_t count) {
     return changes;
 }
 
-void set_up(const Workload &workload, const benchmark::State &state) {
+// Takes all changes from sysrepo, hands each to `look` and frees it.
+template <typename Look>
+void walk(const Workload &workload, Look look) {
+    sr_change_iter_t *iterator = nullptr;
+    sr_get_changes_iter(scripted::session(), workload.subscription, &iterator);
+    sr_change_oper_t operation = SR_OP_CREATED;
+    sr_val_t *old_value = nullptr;
+    sr_val_t *new_value = nullptr;
+    while (sr_get_change_next(scripted::session(), iterator, &operation, &old_value, &new_value) ==
+           SR_ERR_OK) {
+        look(*new_value);
+        sr_free_val(old_value);
+        sr_free_val(new_value);
+    }
+    sr_free_change_iter(iterator);
+}
+
+// Looks the change's node and keys up, each in a copy: a look-up cuts the path.
+void look_up(const Workload &workload, const sr_val_t &value) {
+    benchmark::DoNotOptimize(sr_xpath_node_name(value.xpath));
+    char path[1000];
+    const std::size_t size = std::strlen(value.xpath) + 1;
+    for (const KeyOf &row : workload.looked_up) {
+        std::memcpy(path, value.xpath, size);
+        sr_xpath_ctx_t state{};
+        benchmark::DoNotOptimize(sr_xpath_key_value(path, row.list, row.key, &state));
+    }
+}
+
+// Short edits are made several times in a run, so that the clock's own time
+// does not count.
+constexpr std::size_t changes_in_a_run = 10000;
+
+void change(benchmark::State &state, const Workload &workload, std::size_t count) {
     const std::string as = "/orv_bgp:router-bgp/as";
     scripted::reset();
     scripted::sysrepo().items.emplace(as, scripted::number(as, 65001));
-    scripted::sysrepo().changes = make_changes(workload, static_cast<std::size_t>(state.range(0)));
-}
-
-void report(benchmark::State &state) {
-    const auto changes = static_cast<double>(state.range(0));
-    state.counters["per_change"] = benchmark::Counter(
-        changes, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-    state.SetComplexityN(state.range(0));
-}
-
-// What the library's stand-in alone costs.
-void hand_out(benchmark::State &state, const Workload &workload) {
-    set_up(workload, state);
-    while (state.KeepRunning()) {
-        sr_change_iter_t *iterator = nullptr;
-        sr_get_changes_iter(scripted::session(), workload.subscription, &iterator);
-        sr_change_oper_t operation = SR_OP_CREATED;
-        sr_val_t *old_value = nullptr;
-        sr_val_t *new_value = nullptr;
-        while (sr_get_change_next(scripted::session(), iterator, &operation, &old_value,
-                                  &new_value) == SR_ERR_OK) {
-            benchmark::DoNotOptimize(new_value);
-            sr_free_val(old_value);
-            sr_free_val(new_value);
-        }
-        sr_free_change_iter(iterator);
+    scripted::sysrepo().changes = make_changes(workload, count);
+    const std::size_t edits = std::max<std::size_t>(1, changes_in_a_run / count);
+    int result = SR_ERR_OK;
+    const auto repeated = [edits](const auto &edit) {
+        return [edits, edit] {
+            return bench::thread_seconds([&] {
+                for (std::size_t i = 0; i < edits; ++i) {
+                    edit();
+                }
+            });
+        };
+    };
+    const auto plugin = [&] {
+        result |= workload.callback(scripted::session(), "orv_bgp", workload.subscription,
+                                    SR_EV_CHANGE, 1, nullptr);
+    };
+    const auto floor = [&] {
+        walk(workload, [](const sr_val_t &value) { benchmark::DoNotOptimize(&value); });
+    };
+    const auto look_ups = [&] {
+        walk(workload, [&](const sr_val_t &value) { look_up(workload, value); });
+    };
+    bench::side_by_side(state,
+                        {{"plugin", repeated(plugin)},
+                         {"floor", repeated(floor), [] {}, 3},
+                         {"look-ups", repeated(look_ups)}},
+                        static_cast<double>(count * edits));
+    if (result != SR_ERR_OK) {
+        state.SkipWithError("the edit was refused");
     }
-    report(state);
 }
 
-void callback(benchmark::State &state, const Workload &workload) {
-    set_up(workload, state);
-    records_sent = 0;
-    while (state.KeepRunning()) {
-        const int result = workload.callback(scripted::session(), "orv_bgp", workload.subscription,
-                                             SR_EV_CHANGE, 1, nullptr);
-        if (result != SR_ERR_OK) {
-            state.SkipWithError("the edit was refused");
-            break;
+const bool registered = [] {
+    for (const Workload &workload : workloads) {
+        for (const std::size_t count : {100, 1000, 10000, 100000}) {
+            const std::string name =
+                std::string("change/") + workload.name + "/" + std::to_string(count) + " changes";
+            benchmark::RegisterBenchmark(name.c_str(), change, workload, count)->UseManualTime();
         }
     }
-    report(state);
-    state.counters["records"] =
-        benchmark::Counter(static_cast<double>(records_sent), benchmark::Counter::kAvgIterations);
-}
-
-void sizes(benchmark::internal::Benchmark *benchmark) {
-    benchmark->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMicrosecond);
-    benchmark->Complexity(benchmark::oN);
-}
-
-BENCHMARK_CAPTURE(hand_out, globle_neighbors, globle_neighbors())->Apply(sizes);
-BENCHMARK_CAPTURE(callback, globle_neighbors, globle_neighbors())->Apply(sizes);
-BENCHMARK_CAPTURE(hand_out, networks, networks())->Apply(sizes);
-BENCHMARK_CAPTURE(callback, networks, networks())->Apply(sizes);
-BENCHMARK_CAPTURE(hand_out, vrf_networks, vrf_networks())->Apply(sizes);
-BENCHMARK_CAPTURE(callback, vrf_networks, vrf_networks())->Apply(sizes);
+    return true;
+}();
 
 } // namespace

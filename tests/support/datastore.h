@@ -56,7 +56,7 @@ class Datastore {
     std::string prefix_;
 };
 
-// sysrepo-plugind with the plug-in alone, its callbacks registered.
+// sysrepo-plugind with the datastore's plug-in alone, its callbacks registered.
 class Host {
   public:
     // `preloads` are shared objects that go before the host's own.

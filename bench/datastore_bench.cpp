@@ -1,0 +1,286 @@
+// Edits and RPCs on the real datastore and in the real plug-in host, beside a
+// host with the comparison plug-in. Each host has a datastore and a client in a
+// process of its own; the clients take turns.
+#include "datastore.h"
+#include "netconf_bgp_public.h"
+#include "private_network.h"
+#include "recording_daemon.h"
+#include "replies.h"
+#include "side_by_side.h"
+
+#include <sysrepo.h>
+#include <sysrepo/xpath.h>
+
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t time_limit = 120000; // milliseconds
+const std::string module_path = "/orv_bgp:";
+
+// --- What a client does --------------------------------------------------------------
+
+// One edit or RPC of a client.
+struct Task {
+    std::int32_t sub_mod; // of the query; 0: an edit that creates networks
+    std::uint32_t entries;
+};
+
+struct RpcCall {
+    std::int32_t sub_mod;
+    const char *name;
+    const char *input; // a text, by which the comparison plug-in tells calls apart
+};
+constexpr RpcCall rpc_calls[] = {
+    {BGP_SUB_RPC_IP_BGP_SUMMARY, "ip-bgp-summary", "vrf-name"},
+    {BGP_SUB_RPC_IP_BGP_NEIGHBOR, "ip-bgp-neighbor", "vrf-name"},
+    {BGP_SUB_RPC_IP_BGP_INFO, "ip-bgp-info", "ip-str"},
+    {BGP_SUB_RPC_IP_BGP_EVPN, "ip-bgp-evpn", "evpn-route"},
+    {BGP_SUB_RPC_CLEAR_IP_BGP, "clear-ip-bgp", "vrf-name"},
+};
+
+const RpcCall &rpc_call(std::int32_t sub_mod) {
+    const RpcCall *row = rpc_calls;
+    while (row->sub_mod != sub_mod) {
+        ++row;
+    }
+    return *row;
+}
+
+// A session on the datastore that the environment names.
+class Client {
+  public:
+    Client() {
+        check(sr_connect(SR_CONN_DEFAULT, &connection_), "sr_connect");
+        check(sr_session_start(connection_, SR_DS_RUNNING, &session_), "sr_session_start");
+        set("router-bgp/as", "65001");
+        apply();
+    }
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+    ~Client() { sr_disconnect(connection_); }
+
+    // Returns the seconds that the datastore takes.
+    double perform(const Task &task) {
+        return task.sub_mod == 0 ? create_networks(task.entries) : call(task);
+    }
+
+  private:
+    static void check(int rc, const char *what) {
+        if (rc != SR_ERR_OK) {
+            throw std::runtime_error(std::string(what) + ": " + sr_strerror(rc));
+        }
+    }
+    void set(const std::string &path, const std::string &value) {
+        check(sr_set_item_str(session_, (module_path + path).c_str(), value.c_str(), nullptr,
+                              SR_EDIT_DEFAULT),
+              "sr_set_item_str");
+    }
+    void apply() { check(sr_apply_changes(session_, time_limit, 1), "sr_apply_changes"); }
+
+    // Creates the networks, and deletes them again once the time has been taken.
+    double create_networks(std::uint32_t count) {
+        const std::string family = "router-bgp/bgp-address-family/"
+                                   "address-family[afi='AFI_IP'][safi='SAFI_UNICAST']";
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::string prefix =
+                "10." + std::to_string(i / 256) + "." + std::to_string(i % 256) + ".0/24";
+            set(family + "/bgp-family-networks/family-network[prefix='" + prefix + "']/route-map",
+                "OFFICE");
+        }
+        const double taken = bench::seconds([this] { apply(); });
+        check(sr_delete_item(session_, (module_path + family).c_str(), SR_EDIT_DEFAULT),
+              "sr_delete_item");
+        apply();
+        return taken;
+    }
+
+    double call(const Task &task) {
+        const RpcCall &rpc = rpc_call(task.sub_mod);
+        std::string path = module_path + rpc.name;
+        std::string input_path = path + "/" + rpc.input;
+        std::string text = std::to_string(task.entries);
+        sr_val_t input{};
+        input.xpath = input_path.data();
+        input.type = SR_STRING_T;
+        input.data.string_val = text.data();
+        sr_val_t *output = nullptr;
+        std::size_t count = 0;
+        int rc = SR_ERR_OK;
+        const double taken = bench::seconds([&] {
+            rc = sr_rpc_send(session_, path.c_str(), &input, 1, time_limit, &output, &count);
+        });
+        check(rc, "sr_rpc_send");
+        sr_free_values(output, count);
+        return taken;
+    }
+
+    sr_conn_ctx_t *connection_ = nullptr;
+    sr_session_ctx_t *session_ = nullptr;
+};
+
+// --- Clients in processes of their own --------------------------------------------------
+
+// A datastore, a host with one plug-in and a client, in a process that performs
+// one task at a time.
+class Worker {
+  public:
+    explicit Worker(const char *plugin) {
+        int ends[2];
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+            throw std::runtime_error("socketpair");
+        }
+        process_ = fork();
+        if (process_ == 0) {
+            close(ends[0]);
+            _exit(serve(ends[1], plugin));
+        }
+        close(ends[1]);
+        channel_ = ends[0];
+    }
+    Worker(const Worker &) = delete;
+    Worker &operator=(const Worker &) = delete;
+    ~Worker() {
+        close(channel_);
+        waitpid(process_, nullptr, 0);
+    }
+
+    // Returns the seconds that the task took.
+    double perform(const Task &task) const {
+        double taken = 0;
+        if (write(channel_, &task, sizeof task) != sizeof task ||
+            read(channel_, &taken, sizeof taken) != sizeof taken) {
+            throw std::runtime_error("a client has failed");
+        }
+        return taken;
+    }
+
+  private:
+    // The process's main loop: until the other end of the channel is closed.
+    static int serve(int channel, const char *plugin) {
+        try {
+            const support::Datastore datastore(plugin);
+            support::Host host(datastore);
+            {
+                Client client;
+                Task task{};
+                while (read(channel, &task, sizeof task) == sizeof task) {
+                    const double taken = client.perform(task);
+                    if (write(channel, &taken, sizeof taken) != sizeof taken) {
+                        break;
+                    }
+                }
+            }
+            host.terminate();
+            return 0;
+        } catch (const std::exception &error) {
+            std::cerr << "datastore_bench: " << error.what() << '\n';
+            return 1;
+        }
+    }
+
+    pid_t process_ = 0;
+    int channel_ = -1;
+};
+
+// The daemon that both hosts talk to, and the two workers.
+struct Stage {
+    Worker plugin{ORV_BGP_PLUGIN};
+    Worker comparison{COMPARISON_PLUGIN};
+    support::RecordingDaemon daemon; // has a thread: only after the forks
+};
+std::unique_ptr<Stage> stage;
+
+// --- The measurements ----------------------------------------------------------------
+
+void set_answer(const Task &task) {
+    if (task.sub_mod == 0) {
+        stage->daemon.answer_otherwise(configd::ResultCode{0});
+        return;
+    }
+    std::string payload;
+    for (const bench::ReplyKind &kind : bench::reply_kinds()) {
+        if (kind.sub_mod == task.sub_mod) {
+            payload = kind.payload(task.entries);
+        }
+    }
+    stage->daemon.answer_otherwise(
+        configd::Reply{MODULE_ID_BGP, task.sub_mod, 0, std::move(payload)});
+}
+
+void on_datastore(benchmark::State &state, const Task &task, double target) {
+    // In the first call, which does not count, the comparison plug-in learns the
+    // values.
+    set_answer(task);
+    const auto forget = [] { stage->daemon.take_messages(); };
+    bench::side_by_side(
+        state,
+        {{"plugin", [&] { return stage->plugin.perform(task); }, forget},
+         {"floor", [&] { return stage->comparison.perform(task); }, forget, target}},
+        1);
+}
+
+// The same for answers that take long: how the time grows with the entries.
+void large_answer(benchmark::State &state, const Task &task) {
+    on_datastore(state, task, 0);
+    state.counters["entries"] = task.entries;
+}
+
+void register_benchmarks() {
+    for (const std::uint32_t entries : {1U, 100U, 1000U}) {
+        const std::string name =
+            "edit/" + std::to_string(entries) + (entries == 1 ? " network" : " networks");
+        benchmark::RegisterBenchmark(name.c_str(), on_datastore, Task{0, entries}, 1.1)
+            ->UseManualTime();
+    }
+    for (const bench::ReplyKind &kind : bench::reply_kinds()) {
+        const std::string rpc = std::string("rpc/") + kind.name + "/";
+        for (const std::uint32_t entries : {1U, 100U, 1000U}) {
+            const std::string name =
+                rpc + std::to_string(entries) + (entries == 1 ? " entry" : " entries");
+            benchmark::RegisterBenchmark(name.c_str(), on_datastore, Task{kind.sub_mod, entries},
+                                         1.1)
+                ->UseManualTime();
+        }
+    }
+    benchmark::RegisterBenchmark("rpc/clear-ip-bgp/no output", on_datastore,
+                                 Task{BGP_SUB_RPC_CLEAR_IP_BGP, 0}, 1.1)
+        ->UseManualTime();
+    for (const bench::ReplyKind &kind : bench::reply_kinds()) {
+        for (const std::uint32_t entries : {1000U, 2000U, 4000U}) {
+            const std::string name =
+                std::string("size/") + kind.name + "/" + std::to_string(entries) + " entries";
+            benchmark::RegisterBenchmark(name.c_str(), large_answer, Task{kind.sub_mod, entries})
+                ->UseManualTime()
+                ->Iterations(1)
+                ->Repetitions(1);
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    support::enter_private_network();
+    stage = std::make_unique<Stage>();
+    register_benchmarks();
+    benchmark::RunSpecifiedBenchmarks();
+    stage.reset();
+    return 0;
+}

@@ -1,0 +1,169 @@
+#!/usr/bin/env python3
+"""Makes one table, and with --svg a picture, of what Google Benchmark measured.
+
+    bench/report.py [--svg FILE] RESULTS.json ...
+
+A counter NAME holds the seconds of one unit of work, NAME_ratio the plug-in's
+time divided by it, NAME_target the ratio to reach.
+"""
+import argparse
+import json
+import math
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).parent
+
+
+def read(files):
+    """The benchmarks by name, in their order; medians where there are several."""
+    rows = {}
+    for file in files:
+        for run in json.loads(pathlib.Path(file).read_text())["benchmarks"]:
+            if run.get("error_occurred"):
+                sys.exit(f"{run['name']}: {run['error_message']}")
+            name = run["run_name"]
+            for ending in ("/manual_time", "/iterations:1", "/repeats:1"):
+                name = name.replace(ending, "")
+            if run["run_type"] == "iteration" or run["aggregate_name"] == "median":
+                rows[name] = run
+    return rows
+
+
+def time(seconds):
+    for unit, factor in (("ns", 1e9), ("µs", 1e6), ("ms", 1e3)):
+        if seconds * factor < 1000:
+            return f"{seconds * factor:.3g} {unit}"
+    return f"{seconds:.3g} s"
+
+
+def comparisons(rows):
+    """(name, baseline, plug-in's time, baseline's time, ratio, target or None)"""
+    for name, run in rows.items():
+        for key in run:
+            if key.endswith("_ratio"):
+                baseline = key[: -len("_ratio")]
+                target = run.get(baseline + "_target") or None
+                yield name, baseline, run["plugin"], run[baseline], run[key], target
+
+
+def verdict(ratio, target):
+    if target is None:
+        return ""
+    return "reached" if ratio <= target else "missed"
+
+
+def print_table(rows):
+    lines = [("", "plug-in", "beside", "takes", "ratio", "target", "")]
+    previous = None
+    for name, baseline, plugin, other, ratio, target in comparisons(rows):
+        wanted = "" if target is None else f"≤ {target:.3g}"
+        lines.append(("" if name == previous else name, time(plugin), baseline, time(other),
+                      f"{ratio:.3f}", wanted, verdict(ratio, target)))
+        previous = name
+    widths = [max(len(line[i]) for line in lines) for i in range(len(lines[0]))]
+    for line in lines:
+        cells = [cell.ljust(width) if i in (0, 2, 6) else cell.rjust(width)
+                 for i, (cell, width) in enumerate(zip(line, widths))]
+        print("  ".join(cells).rstrip())
+
+
+def print_values_per_second(rows):
+    print("\nValues per second (plug-in)")
+    for name, run in rows.items():
+        if name.startswith("parser/"):
+            print(f"  {name}: {1 / run['plugin'] / 1e6:.1f} million")
+
+
+def print_spread(rows):
+    """How much the time per change differs between the sizes of an edit."""
+    print("\nTime per change, largest / smallest over the four sizes (target: ≤ 1.1)")
+    groups = {}
+    for name, run in rows.items():
+        if name.startswith("change/"):
+            groups.setdefault(name.rsplit("/", 1)[0], []).append(run)
+    for name, runs in groups.items():
+        def spread(counter):
+            times = [run[counter] for run in runs]
+            return max(times) / min(times)
+        print(f"  {name}: plug-in {spread('plugin'):.2f}, floor {spread('floor'):.2f}")
+
+
+def fit(points):
+    """a and b of t = a n + b n², by least squares of the relative error."""
+    sums = [[0.0] * 3 for _ in range(2)]
+    for n, t in points:
+        row = (n / t, n * n / t)
+        for i in range(2):
+            sums[i][0] += row[i] * row[0]
+            sums[i][1] += row[i] * row[1]
+            sums[i][2] += row[i]
+    (p, q, u), (_, s, v) = sums
+    determinant = p * s - q * q
+    return (u * s - v * q) / determinant, (p * v - q * u) / determinant
+
+
+def entries_within(seconds, a, b):
+    if b <= 0:
+        return seconds / a
+    return (math.sqrt(a * a + 4 * b * seconds) - a) / (2 * b)
+
+
+def print_sizes(rows):
+    """How large an answer fits a client's time limit."""
+    groups = {}
+    for name, run in rows.items():
+        if "entries" in run:
+            groups.setdefault(name.split("/")[1], []).append(run)
+    if not groups:
+        return
+    print("\nEntries of an answer within a time limit, and the datastore's own share of the time")
+    for name, runs in groups.items():
+        points = [(run["entries"], run["plugin"]) for run in runs]
+        share = sum(run["floor"] for run in runs) / sum(run["plugin"] for run in runs)
+        if len(points) < 2:
+            continue
+        a, b = fit(points)
+        print(f"  {name}: 2 s {entries_within(2, a, b):.0f}, 10 s {entries_within(10, a, b):.0f},"
+              f" share {min(share, 1):.0%}")
+
+
+def print_memory(rows):
+    for name, run in rows.items():
+        if name.startswith("memory/"):
+            print(f"\nMemory of {name.split('/', 1)[1]}: "
+                  f"{run['bytes'] / 1024:.1f} KiB (target: < 64 KiB)")
+
+
+def draw(rows, svg):
+    """One row for each comparison that has a target; a reciprocal for 'times faster'."""
+    with tempfile.NamedTemporaryFile("w", suffix=".dat") as data:
+        drawn = [row for row in comparisons(rows) if row[5] is not None]
+        for position, (name, baseline, _, _, ratio, target) in enumerate(reversed(drawn)):
+            label = name if baseline == "floor" else f"{name}, {baseline}"
+            missed = int(verdict(ratio, target) == "missed")
+            data.write(f'{position}\t{ratio:.4f}\t{target:.4f}\t{missed}\t"{label}"\n')
+        data.flush()
+        subprocess.run(["gnuplot", "-e", f"data='{data.name}'; picture='{svg}'; rows={len(drawn)}",
+                        str(HERE / "report.gp")], check=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--svg")
+    parser.add_argument("results", nargs="+")
+    arguments = parser.parse_args()
+    rows = read(arguments.results)
+    print_table(rows)
+    print_values_per_second(rows)
+    print_spread(rows)
+    print_sizes(rows)
+    print_memory(rows)
+    if arguments.svg:
+        draw(rows, arguments.svg)
+
+
+if __name__ == "__main__":
+    main()
