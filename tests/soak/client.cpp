@@ -37,8 +37,7 @@ constexpr std::size_t longest_pause = 20;
 std::string receive(int socket) {
     static std::vector<char> buffer(longest_message);
     const ssize_t count = recv(socket, buffer.data(), buffer.size(), 0);
-    return count <= 0 ? std::string{}
-                      : std::string(buffer.data(), static_cast<std::size_t>(count));
+    return count <= 0 ? std::string{} : std::string(buffer.data(), static_cast<std::size_t>(count));
 }
 
 bool transmit(int socket, const std::string &message) {
@@ -113,8 +112,8 @@ class Work {
         if (outcome.code != SR_ERR_OK) {
             return;
         }
-        const std::string problem = configuration == nullptr ? flaw(query, answer)
-                                                             : flaw(query, answer, *configuration);
+        const std::string problem =
+            configuration == nullptr ? flaw(query, answer) : flaw(query, answer, *configuration);
         if (!problem.empty()) {
             throw std::runtime_error(description(query) + ": " + problem);
         }
@@ -144,8 +143,8 @@ class Work {
 } // namespace
 
 Tally &shared_tally() {
-    void *memory = mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
-                        -1, 0);
+    void *memory =
+        mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) {
         throw std::system_error(errno, std::generic_category(), "mmap");
     }

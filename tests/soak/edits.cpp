@@ -24,7 +24,7 @@ constexpr std::array networks = {"10.1.0.0/16",      "10.2.0.0/16",    "198.51.1
                                  "203.0.113.128/25", "192.0.2.1/32",   "2001:db8:1::/48",
                                  "2001:db8:2::/48",  "2001:db8::1/128"};
 constexpr std::array redistributions = {
-    "[protocol='ospf'][process='1']",   "[protocol='ospf'][process='2']",
+    "[protocol='ospf'][process='1']",    "[protocol='ospf'][process='2']",
     "[protocol='isis'][process='core']", "[protocol='connected'][process='']",
     "[protocol='static'][process='']",   "[protocol='ospfv3'][process='1']"};
 
@@ -299,8 +299,7 @@ std::vector<Change> EditMaker::draw(const Configuration &now) {
     }
     for (std::size_t rounds = 1 + random_.below(random_.below(6) + 1); rounds > 0; --rounds) {
         const bool removes = !now.empty() && random_.one_in(3);
-        for (Change &change :
-             removes ? std::vector{draw_removal(now)} : draw_settings(now)) {
+        for (Change &change : removes ? std::vector{draw_removal(now)} : draw_settings(now)) {
             if (!clashes(changes, change)) {
                 changes.push_back(std::move(change));
             }
@@ -318,10 +317,10 @@ std::vector<Change> EditMaker::draw_settings(const Configuration &now) {
     case 2: // an entry without settings that deletions have left there
     case 3:
     case 4: {
-        const auto entry = std::next(now.begin(), static_cast<std::ptrdiff_t>(
-                                                      now.empty() ? 0 : random_.below(now.size())));
-        if (entry == now.end() || !(is_neighbor(entry->first) ||
-                                    is_network_or_redistribute(entry->first))) {
+        const auto entry = std::next(
+            now.begin(), static_cast<std::ptrdiff_t>(now.empty() ? 0 : random_.below(now.size())));
+        if (entry == now.end() ||
+            !(is_neighbor(entry->first) || is_network_or_redistribute(entry->first))) {
             return draw_entry();
         }
         const std::string &leaf = random_.pick(leaves_of(last_name(entry->first)));
@@ -451,8 +450,9 @@ std::string EditMaker::draw_value(const std::string &leaf) {
 
 // A text that is not empty: an empty route map in a record is none.
 std::string EditMaker::draw_text(std::size_t longest) {
-    constexpr std::array words = {"Provider ",  "core-",      "\u00dcbergang ", "a<b>&\"c\" ",
-                                  "loopback0 ", "it's ours ", "7 ",             "\u6771\u4eac "};
+    constexpr std::array words = {"Provider ",   "core-",        "\u00dcbergang ",
+                                  "a<b>&\"c\" ", "loopback0 ",   "it's ours ",
+                                  "7 ",          "\u6771\u4eac "};
     const std::size_t length = random_.one_in(8) ? longest : 1 + random_.below(longest / 4);
     std::string text;
     for (std::string word = random_.pick(words); text.size() + word.size() <= length;) {

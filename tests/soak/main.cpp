@@ -230,9 +230,9 @@ std::string Soak::compare() {
     }
     differences_ = differences(told(stored), told(held()));
     std::string text;
-    for (const auto &[what, paths] : {std::pair{"lost", &differences_.lost},
-                                      std::pair{"left over", &differences_.left_over},
-                                      std::pair{"differing", &differences_.differing}}) {
+    for (const auto &[what, paths] :
+         {std::pair{"lost", &differences_.lost}, std::pair{"left over", &differences_.left_over},
+          std::pair{"differing", &differences_.differing}}) {
         for (const std::string &path : *paths) {
             text += fmt::format("  {}: {}\n", what, path);
         }

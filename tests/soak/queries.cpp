@@ -49,8 +49,7 @@ const std::vector<Query> &queries() {
         {"ip-bgp-evpn", {}, "this call needs an input"},
         {"clear-ip-bgp", {}},
         {"clear-ip-bgp", {{"reconfig-type", SR_ENUM_T, "soft"}}},
-        {"clear-ip-bgp",
-         {{"reconfig-type", SR_ENUM_T, "in"}, {"vrf-name", SR_STRING_T, "red"}}},
+        {"clear-ip-bgp", {{"reconfig-type", SR_ENUM_T, "in"}, {"vrf-name", SR_STRING_T, "red"}}},
     };
     return rows;
 }
@@ -216,7 +215,7 @@ std::string flaw(const Query &query, const Answer &answer, const Configuration &
     if (listing == nullptr) {
         return {};
     }
-    const Names expected = query.rpc == "ip-bgp-summary"  ? summary_entries(query, configuration)
+    const Names expected = query.rpc == "ip-bgp-summary"    ? summary_entries(query, configuration)
                            : query.rpc == "ip-bgp-neighbor" ? neighbor_entries(query, configuration)
                                                             : info_entries(query, configuration);
     const Names listed = entries(*listing, answer);

@@ -1,0 +1,326 @@
+// docs/protocol.md: its tables are those of the code, and its examples say what they claim. The
+// examples are written for a big-endian machine; on another one their numbers are turned round
+// first.
+#include "message.h"
+#include "replies.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::Outputs;
+using support::WireRecord;
+
+bool is_little_endian() {
+    const std::uint16_t one = 1;
+    char first = 0;
+    std::memcpy(&first, &one, sizeof first);
+    return first == 1;
+}
+
+// --- The document --------------------------------------------------------------------
+
+struct Block {
+    std::string kind; // what stands behind the opening fence: "hex NAME", "text" ...
+    std::vector<std::string> lines;
+};
+
+std::vector<std::string> document() {
+    std::ifstream file(PROTOCOL_DOCUMENT);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<Block> blocks() {
+    std::vector<Block> found;
+    bool inside = false;
+    for (const std::string &line : document()) {
+        if (line.rfind("```", 0) == 0) {
+            inside = !inside;
+            if (inside) {
+                found.push_back({line.substr(3), {}});
+            }
+        } else if (inside) {
+            found.back().lines.push_back(line);
+        }
+    }
+    return found;
+}
+
+// The bytes of a dump: each line has its offset, a star stands for lines of zeros, and the last
+// line's offset is the length.
+std::string bytes_of_dump(const std::vector<std::string> &lines) {
+    std::string bytes;
+    for (const std::string &line : lines) {
+        if (line == "*") {
+            continue;
+        }
+        bytes.resize(std::stoul(line.substr(0, 4), nullptr, 16), '\0');
+        std::istringstream digits(line.substr(4, line.find('|') - 4));
+        for (std::string pair; digits >> pair;) {
+            bytes += static_cast<char>(std::stoi(pair, nullptr, 16));
+        }
+    }
+    return bytes;
+}
+
+// The examples by their names: the bytes, and the text that follows, empty when none does.
+struct Example {
+    std::string bytes;
+    std::string says;
+};
+std::map<std::string, Example> examples() {
+    std::map<std::string, Example> found;
+    const std::vector<Block> all = blocks();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (all[i].kind.rfind("hex ", 0) != 0) {
+            continue;
+        }
+        Example example{bytes_of_dump(all[i].lines), ""};
+        if (i + 1 < all.size() && all[i + 1].kind == "text") {
+            for (const std::string &line : all[i + 1].lines) {
+                example.says += (example.says.empty() ? "" : "\n") + line;
+            }
+        }
+        EXPECT_TRUE(found.emplace(all[i].kind.substr(4), example).second) << all[i].kind;
+    }
+    return found;
+}
+
+// --- Byte order ------------------------------------------------------------------------
+
+// Numbers of an example, in the order of this machine.
+class HostOrder {
+  public:
+    explicit HostOrder(std::string bytes) : bytes_(std::move(bytes)) {
+        for (std::size_t i = 0; i < 4; ++i) {
+            turn(4 * i, 4);
+        }
+    }
+    void turn(std::size_t offset, std::size_t size) {
+        if (is_little_endian()) {
+            const auto first = bytes_.begin() + static_cast<std::ptrdiff_t>(offset);
+            std::reverse(first, first + static_cast<std::ptrdiff_t>(size));
+        }
+    }
+    void turn(const configd::RecordLayout &record, std::size_t start) {
+        for (const configd::Field &field : record) {
+            if (field.type == configd::FieldType::AddressFamily) {
+                for (std::size_t i = 0; i < 4; ++i) {
+                    turn(start + field.offset + 4 * i, 4);
+                }
+            } else if (field.type != configd::FieldType::Text) {
+                turn(start + field.offset, field.size);
+            }
+        }
+    }
+    // Turns the numbers of a reply's record and moves behind it.
+    void turn(const WireRecord &record) {
+        for (const support::WireField &field : record.fields) {
+            if (!field.is_text) {
+                turn(position_ + field.offset, field.size);
+            }
+        }
+        position_ += record.size;
+    }
+    // The same of a number, a flag or a text of the packed reply.
+    void number() {
+        turn(position_, 4);
+        position_ += 4;
+    }
+    void flag() { ++position_; }
+    void text() { position_ += std::string(bytes_.data() + position_).size() + 1; }
+
+    const std::string &bytes() const { return bytes_; }
+    std::size_t position() const { return position_; }
+
+  private:
+    std::string bytes_;
+    std::size_t position_ = configd::header_size;
+};
+
+// --- Requests ----------------------------------------------------------------------------
+
+TEST(ProtocolDocument, HasAnExampleOfEveryMessageInBothDirections) {
+    std::set<std::string> names{"result"};
+    for (std::int32_t code = 1; code < BGP_SUB_MAX; ++code) {
+        const configd::RecordKind &kind = *configd::find_record_kind(code);
+        names.insert(kind.name);
+        if (kind.is_query()) {
+            names.insert(std::string("reply ") + kind.name);
+        }
+    }
+    std::set<std::string> found;
+    for (const auto &[name, example] : examples()) {
+        found.insert(name);
+    }
+    EXPECT_EQ(found, names);
+}
+
+TEST(ProtocolDocument, RequestsSayWhatStandsBelowThem) {
+    const auto all = examples();
+    for (std::int32_t code = 1; code < BGP_SUB_MAX; ++code) {
+        const configd::RecordKind &kind = *configd::find_record_kind(code);
+        const Example &example = all.at(kind.name);
+        HostOrder host(example.bytes);
+        ASSERT_EQ(example.bytes.size(), configd::header_size + kind.record->size) << kind.name;
+        host.turn(*kind.record, configd::header_size);
+        const configd::Message message = configd::message_from_bytes(host.bytes());
+        EXPECT_EQ(message.sub_mod, code);
+        EXPECT_EQ(configd::readable(message), example.says);
+    }
+}
+
+TEST(ProtocolDocument, ResultCodeIsTheOneThatItIsSaidToBe) {
+    EXPECT_EQ(examples().at("result").bytes, std::string("\0\0\0\x11", 4));
+}
+
+// --- Replies -----------------------------------------------------------------------------
+
+// Parses the reply and prints its values as the document does.
+std::string published(support::ReplyParser parse, const std::string &bytes) {
+    std::int32_t sub_mod = 0;
+    std::memcpy(&sub_mod, bytes.data() + 4, sizeof sub_mod);
+    support::Reply reply(sub_mod, bytes.substr(configd::header_size));
+    support::Values values;
+    EXPECT_EQ(values.fill([&](sr_val_t **array, std::size_t *count) {
+        return parse(array, count, reply.message());
+    }),
+              0);
+    std::string text;
+    for (const support::Output &output : values.outputs()) {
+        text += (text.empty() ? "" : "\n") + output.xpath + " = " + output.value;
+    }
+    return text;
+}
+
+class ReplyExample : public support::PluginTest {
+  protected:
+    // That the example whose numbers were turned is a whole reply, and what it publishes.
+    static void expect_reply(const char *name, support::ReplyParser parse, const HostOrder &host) {
+        EXPECT_EQ(host.position(), host.bytes().size()) << name;
+        EXPECT_EQ(published(parse, host.bytes()), examples().at(name).says) << name;
+    }
+    static HostOrder example(const char *name) { return HostOrder(examples().at(name).bytes); }
+};
+
+TEST_F(ReplyExample, SummaryPublishesWhatStandsBelowIt) {
+    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_SUMMARY");
+    host.turn(support::summary_block);
+    host.turn(support::summary_entry);
+    expect_reply("reply BGP_SUB_RPC_IP_BGP_SUMMARY", ip_bgp_summary_output_parse, host);
+}
+
+TEST_F(ReplyExample, NeighborPublishesWhatStandsBelowIt) {
+    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_NEIGHBOR");
+    host.number();
+    host.turn(support::peer_record);
+    host.turn(support::family_record);
+    expect_reply("reply BGP_SUB_RPC_IP_BGP_NEIGHBOR", ip_bgp_neighbor_output_parse, host);
+}
+
+TEST_F(ReplyExample, InformationPublishesWhatStandsBelowIt) {
+    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_INFO");
+    host.number();
+    host.turn(support::table_record);
+    host.turn(support::network_record);
+    host.turn(support::next_hop_record);
+    expect_reply("reply BGP_SUB_RPC_IP_BGP_INFO", ip_bgp_info_output_parse, host);
+}
+
+TEST_F(ReplyExample, EvpnPublishesWhatStandsBelowIt) {
+    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_EVPN");
+    host.number(); // values
+    host.number(); // distinguishers
+    host.text();
+    host.number(); // routes
+    host.text();
+    for (int i = 0; i < 4; ++i) { // three flags and "a community follows"
+        host.flag();
+    }
+    host.text();
+    host.flag(); // "a label follows"
+    host.text();
+    host.number(); // next hops
+    host.text();
+    for (int i = 0; i < 3; ++i) {
+        host.number();
+    }
+    host.text();
+    expect_reply("reply BGP_SUB_RPC_IP_BGP_EVPN", ip_bgp_evpn_output_parse, host);
+}
+
+// --- Tables --------------------------------------------------------------------------------
+
+// The rows of the record tables: record, then offset, size and field.
+std::set<std::string> table_rows() {
+    std::set<std::string> rows;
+    std::string record;
+    for (const std::string &line : document()) {
+        if (line.rfind('`', 0) == 0 && line.find(" bytes:") != std::string::npos) {
+            record = line.substr(1, line.find('`', 1) - 1);
+        } else if (line.rfind('#', 0) == 0) {
+            record.clear();
+        } else if (!record.empty() && line.rfind("| ", 0) == 0 &&
+                   line.find("| `reserved") == std::string::npos && line[2] != 'O') {
+            std::istringstream words(line);
+            std::string bar;
+            std::string offset;
+            std::string size;
+            std::string field;
+            words >> bar >> offset >> bar >> size >> bar >> field;
+            rows.insert(record + " " + offset + " " + size + " " +
+                        field.substr(1, field.size() - 2));
+        }
+    }
+    return rows;
+}
+
+TEST(ProtocolDocument, TablesOfRequestsAreThoseOfTheRecords) {
+    const std::set<std::string> rows = table_rows();
+    EXPECT_GT(rows.size(), 100U);
+    for (std::int32_t code = 1; code < BGP_SUB_MAX; ++code) {
+        const configd::RecordLayout &record = *configd::find_record_kind(code)->record;
+        for (const configd::Field &field : record) {
+            EXPECT_THAT(rows, testing::Contains(std::string(record.name) + " " +
+                                                std::to_string(field.offset) + " " +
+                                                std::to_string(field.size) + " " + field.name));
+        }
+    }
+}
+
+TEST(ProtocolDocument, TablesOfRepliesAreThoseOfTheRecords) {
+    const struct {
+        const char *name;
+        const WireRecord &record;
+    } records[] = {
+        {"bgp_rpc_ip_bgp_summary_output_neighbors", support::summary_block},
+        {"bgp_rpc_ip_bgp_summary_output_entry", support::summary_entry},
+        {"bgp_rpc_ip_bgp_neighbor_output_neighbor", support::peer_record},
+        {"bgp_rpc_ip_bgp_info_output_public", support::table_record},
+        {"bgp_rpc_ip_bgp_info_output_entry", support::network_record},
+        {"bgp_rpc_ip_bgp_info_next_hop_output_entry", support::next_hop_record},
+    };
+    const std::set<std::string> rows = table_rows();
+    for (const auto &[name, record] : records) {
+        for (const support::WireField &field : record.fields) {
+            EXPECT_THAT(rows,
+                        testing::Contains(std::string(name) + " " + std::to_string(field.offset) +
+                                          " " + std::to_string(field.size) + " " + field.name));
+        }
+    }
+}
+
+} // namespace
