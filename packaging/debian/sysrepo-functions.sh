@@ -1,3 +1,4 @@
+# shellcheck shell=sh disable=SC2034
 module=orv_bgp
 module_file=/usr/share/yang/modules/orv_bgp.yang
 kept_configuration=/var/backups/sysrepo-running.xml
