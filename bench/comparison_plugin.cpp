@@ -3,6 +3,10 @@
 // cannot be avoided. An edit's changes are walked, and each created network is
 // one bare exchange with the daemon; an RPC is answered with copies of values
 // that were computed when it was called for the first time.
+//
+// With BENCH_ASKS in the environment it also asks what a plug-in for this daemon
+// has to ask: the datastore for the AS number on every event and in clear-ip-bgp,
+// and the daemon for every RPC's reply.
 #include "bgp_plugin.h"
 
 #include <sysrepo/values.h>
@@ -17,6 +21,19 @@
 #include <vector>
 
 namespace {
+
+bool asks() {
+    static const bool set = std::getenv("BENCH_ASKS") != nullptr;
+    return set;
+}
+
+// The AS number, which the answer to an edit or a query may depend on.
+void ask_for_as(sr_session_ctx_t *session) {
+    sr_val_t *as = nullptr;
+    if (sr_get_item(session, "/orv_bgp:router-bgp/as", 0, &as) == SR_ERR_OK) {
+        sr_free_val(as);
+    }
+}
 
 // --- Edits ---------------------------------------------------------------------------
 
@@ -42,6 +59,9 @@ void exchange() {
 
 int walk_changes(sr_session_ctx_t *session, const char * /*module*/, const char *xpath,
                  sr_event_t event, uint32_t /*request_id*/, void * /*priv*/) {
+    if (asks()) {
+        ask_for_as(session);
+    }
     if (event == SR_EV_DONE || event == SR_EV_ABORT) {
         return SR_ERR_OK;
     }
@@ -71,6 +91,27 @@ bool has_text(const sr_val_t &value) {
     return value.type == SR_STRING_T || value.type == SR_ENUM_T;
 }
 
+// Sends a query and reads the reply, whatever it is.
+void query() {
+    static char reply[BUF_SIZE_MAX];
+    constexpr std::size_t size = sizeof(netconf_data_struc) + sizeof(bgp_rpc_ip_bgp_info_input);
+    char bytes[size] = {};
+    netconf_data_struc header{};
+    header.module = MODULE_ID_BGP;
+    header.dataLen = size;
+    std::memcpy(bytes, &header, sizeof header);
+    int connection = -1;
+    plugin_connect(&connection);
+    ssize_t count = write(connection, bytes, sizeof bytes);
+    std::size_t total = 0;
+    do {
+        count = count < 0 ? count : read(connection, reply + total, sizeof reply - total);
+        total += count < 0 ? 0 : static_cast<std::size_t>(count);
+        std::memcpy(&header, reply, sizeof header);
+    } while (count > 0 && total < static_cast<std::size_t>(header.dataLen));
+    plugin_close(connection);
+}
+
 struct Answer {
     sr_val_t *values = nullptr;
     std::size_t count = 0;
@@ -93,6 +134,11 @@ int answer(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
             return rc;
         }
         known = answers.emplace(std::pair(path, text), made).first;
+    } else if (asks()) {
+        if (known->second.count == 0) { // clear-ip-bgp
+            ask_for_as(session);
+        }
+        query();
     }
     const Answer &precomputed = known->second;
     if (precomputed.count == 0) {

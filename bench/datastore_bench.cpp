@@ -1,5 +1,5 @@
-// Edits and RPCs on the real datastore and in the real plug-in host, beside a
-// host with the comparison plug-in. Each host has a datastore and a client in a
+// Edits and RPCs on the real datastore and in the real plug-in host, beside
+// hosts with the comparison plug-in. Each host has a datastore and a client in a
 // process of its own; the clients take turns.
 #include "datastore.h"
 #include "netconf_bgp_public.h"
@@ -9,9 +9,7 @@
 #include "side_by_side.h"
 
 #include <sysrepo.h>
-#include <sysrepo/xpath.h>
 
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -137,7 +135,8 @@ class Client {
 // one task at a time.
 class Worker {
   public:
-    explicit Worker(const char *plugin) {
+    // `asks`: see the comparison plug-in.
+    explicit Worker(const char *plugin, bool asks = false) {
         int ends[2];
         if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
             throw std::runtime_error("socketpair");
@@ -145,6 +144,12 @@ class Worker {
         process_ = fork();
         if (process_ == 0) {
             close(ends[0]);
+            // It ends, and cleans up, when the program closes the channel or is gone.
+            signal(SIGINT, SIG_IGN);
+            signal(SIGPIPE, SIG_IGN);
+            if (asks) {
+                setenv("BENCH_ASKS", "1", 1);
+            }
             _exit(serve(ends[1], plugin));
         }
         close(ends[1]);
@@ -173,16 +178,18 @@ class Worker {
         try {
             const support::Datastore datastore(plugin);
             support::Host host(datastore);
-            {
-                Client client;
-                Task task{};
-                while (read(channel, &task, sizeof task) == sizeof task) {
-                    const double taken = client.perform(task);
-                    if (write(channel, &taken, sizeof taken) != sizeof taken) {
-                        break;
-                    }
+            std::unique_ptr<Client> client; // made for the first task: the daemon is there by then
+            Task task{};
+            while (read(channel, &task, sizeof task) == sizeof task) {
+                if (!client) {
+                    client = std::make_unique<Client>();
+                }
+                const double taken = client->perform(task);
+                if (write(channel, &taken, sizeof taken) != sizeof taken) {
+                    break;
                 }
             }
+            client.reset();
             host.terminate();
             return 0;
         } catch (const std::exception &error) {
@@ -195,10 +202,11 @@ class Worker {
     int channel_ = -1;
 };
 
-// The daemon that both hosts talk to, and the two workers.
+// The daemon that the hosts talk to, and the workers.
 struct Stage {
     Worker plugin{ORV_BGP_PLUGIN};
     Worker comparison{COMPARISON_PLUGIN};
+    Worker asking{COMPARISON_PLUGIN, true};
     support::RecordingDaemon daemon; // has a thread: only after the forks
 };
 std::unique_ptr<Stage> stage;
@@ -225,11 +233,14 @@ void on_datastore(benchmark::State &state, const Task &task, double target) {
     // values.
     set_answer(task);
     const auto forget = [] { stage->daemon.take_messages(); };
-    bench::side_by_side(
-        state,
-        {{"plugin", [&] { return stage->plugin.perform(task); }, forget},
-         {"floor", [&] { return stage->comparison.perform(task); }, forget, target}},
-        1);
+    const auto contender = [&](const char *name, const Worker &worker, double wanted) {
+        return bench::Contender{name, [&] { return worker.perform(task); }, forget, wanted};
+    };
+    bench::side_by_side(state,
+                        {contender("plugin", stage->plugin, 0),
+                         contender("floor", stage->comparison, target),
+                         contender("asking floor", stage->asking, 0)},
+                        1);
 }
 
 // The same for answers that take long: how the time grows with the entries.

@@ -42,7 +42,7 @@ def time(seconds):
 def comparisons(rows):
     """(name, baseline, plug-in's time, baseline's time, ratio, target or None)"""
     for name, run in rows.items():
-        for key in run:
+        for key in sorted(run, key=lambda key: (key != "floor_ratio", key)):
             if key.endswith("_ratio"):
                 baseline = key[: -len("_ratio")]
                 target = run.get(baseline + "_target") or None
@@ -71,19 +71,21 @@ def print_table(rows):
 
 
 def print_values_per_second(rows):
-    print("\nValues per second (plug-in)")
-    for name, run in rows.items():
-        if name.startswith("parser/"):
-            print(f"  {name}: {1 / run['plugin'] / 1e6:.1f} million")
+    parsers = {name: run for name, run in rows.items() if name.startswith("parser/")}
+    if parsers:
+        print("\nValues per second (plug-in)")
+    for name, run in parsers.items():
+        print(f"  {name}: {1 / run['plugin'] / 1e6:.1f} million")
 
 
 def print_spread(rows):
     """How much the time per change differs between the sizes of an edit."""
-    print("\nTime per change, largest / smallest over the four sizes (target: ≤ 1.1)")
     groups = {}
     for name, run in rows.items():
         if name.startswith("change/"):
             groups.setdefault(name.rsplit("/", 1)[0], []).append(run)
+    if groups:
+        print("\nTime per change, largest / smallest over the four sizes (target: ≤ 1.1)")
     for name, runs in groups.items():
         def spread(counter):
             times = [run[counter] for run in runs]
@@ -131,9 +133,10 @@ def print_sizes(rows):
 
 
 def print_memory(rows):
+    print()
     for name, run in rows.items():
         if name.startswith("memory/"):
-            print(f"\nMemory of {name.split('/', 1)[1]}: "
+            print(f"Memory of {name.split('/', 1)[1]}: "
                   f"{run['bytes'] / 1024:.1f} KiB (target: < 64 KiB)")
 
 
