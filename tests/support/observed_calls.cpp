@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr int unobserved_fill = 0xa5;
+
 thread_local support::ObservedCalls *observer = nullptr;
 
 // Recording allocates; what it allocates is not to be seen.
@@ -65,7 +67,10 @@ int __real_close(int descriptor);
 
 void *__wrap_malloc(std::size_t size) {
     if (observer == nullptr) {
-        return __real_malloc(size);
+        // A request's result value is left as it was in memory: to valgrind it
+        // has to be something.
+        void *memory = __real_malloc(size);
+        return memory == nullptr ? nullptr : std::memset(memory, unobserved_fill, size);
     }
     see("malloc", -1, size);
     if (observer->malloc_fails) {
