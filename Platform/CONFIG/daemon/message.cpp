@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstring>
 #include <iterator>
+#include <limits>
 #include <type_traits>
 #include <utility>
 
@@ -21,7 +22,7 @@ constexpr FieldType field_type() {
     } else if constexpr (std::is_same_v<T, address_family_val>) {
         return FieldType::AddressFamily;
     } else {
-        return std::is_signed_v<T> ? FieldType::Signed : FieldType::Unsigned;
+        return std::numeric_limits<T>::is_signed ? FieldType::Signed : FieldType::Unsigned;
     }
 }
 
