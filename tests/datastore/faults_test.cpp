@@ -180,7 +180,7 @@ class Stage {
         case Request::call:
             return datastore.start_call(request.xml, request.seconds);
         default:
-            return Host::start({TRACES_ON});
+            return Host::start(datastore, {TRACES_ON});
         }
     }
 

@@ -236,6 +236,9 @@ class Client {
 };
 
 TEST_F(QueriesOnDatastore, TenThousandQueriesLeaveMemoryAndDescriptorsWhereTheyWere) {
+    if (Host::is_sanitized()) {
+        GTEST_SKIP() << "the sanitizers keep what was freed, and find leaks themselves";
+    }
     // Every call that fails after its first values would leave these behind, an
     // unknown address family's; the calls here all succeed.
     daemon.answer_otherwise(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(10)});

@@ -1,5 +1,6 @@
 #include "datastore.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +10,11 @@
 #include <iterator>
 #include <stdexcept>
 #include <system_error>
+
+// The sanitizers' library, when the plug-in is built with them.
+#ifndef SANITIZER_RUNTIME
+#define SANITIZER_RUNTIME ""
+#endif
 
 namespace support {
 
@@ -27,6 +33,25 @@ Outcome checked(const std::string &program, std::vector<std::string> arguments) 
         throw std::runtime_error(program + " failed: " + outcome.output);
     }
     return outcome;
+}
+
+fs::path reports_of(const Datastore &datastore) {
+    return datastore.directory() / "sanitizer";
+}
+
+// The host itself is not instrumented: the sanitizers come into it in front of
+// all else, and write what they find to files of their own.
+std::vector<std::string> host_variables(const std::vector<std::string> &preloads,
+                                        const fs::path &reports) {
+    std::string libraries = SANITIZER_RUNTIME;
+    for (const std::string &library : preloads) {
+        libraries += " " + library;
+    }
+    const char *options = std::getenv("ASAN_OPTIONS");
+    const std::string log = "log_path=" + reports.string();
+    return {"LD_PRELOAD=" + libraries,
+            "ASAN_OPTIONS=" + std::string(options == nullptr ? "" : options) + ":" + log,
+            "UBSAN_OPTIONS=print_stacktrace=1:" + log};
 }
 
 } // namespace
@@ -103,8 +128,8 @@ std::string Datastore::operational(const std::string &module) {
     return checked("sysrepocfg", {"-X", "-d", "operational", "-f", "xml", "-m", module}).output;
 }
 
-Host::Host(const Datastore & /*datastore*/, const std::vector<std::string> &preloads)
-    : process_(start(preloads)) {
+Host::Host(const Datastore &datastore, const std::vector<std::string> &preloads)
+    : reports_(reports_of(datastore)), process_(start(datastore, preloads)) {
     while (Datastore::operational("sysrepo-monitoring").find(last_registration) ==
            std::string::npos) {
         if (!is_alive()) {
@@ -113,14 +138,29 @@ Host::Host(const Datastore & /*datastore*/, const std::vector<std::string> &prel
     }
 }
 
-std::unique_ptr<Process> Host::start(const std::vector<std::string> &preloads) {
-    std::string list = "LD_PRELOAD=";
-    for (const std::string &library : preloads) {
-        list += library + " ";
+std::unique_ptr<Process> Host::start(const Datastore &datastore,
+                                     const std::vector<std::string> &preloads) {
+    return std::make_unique<Process>("sysrepo-plugind", std::vector<std::string>{"-d", "-v", "1"},
+                                     host_variables(preloads, reports_of(datastore)));
+}
+
+bool Host::is_sanitized() {
+    return *SANITIZER_RUNTIME != '\0';
+}
+
+Host::~Host() {
+    if (process_ == nullptr) {
+        return;
     }
-    // env becomes the host: the process is the same.
-    return std::make_unique<Process>(
-        "env", std::vector<std::string>{list, "sysrepo-plugind", "-d", "-v", "1"});
+    if (is_alive()) {
+        EXPECT_EQ(terminate(), 0);
+    }
+    for (const auto &file : fs::directory_iterator(reports_.parent_path())) {
+        if (file.path().stem() == reports_.filename()) {
+            std::ifstream report(file.path());
+            ADD_FAILURE() << std::string{std::istreambuf_iterator<char>(report), {}};
+        }
+    }
 }
 
 int Host::terminate() {

@@ -57,13 +57,23 @@ class Datastore {
 };
 
 // sysrepo-plugind with the datastore's plug-in alone, its callbacks registered.
+// When the plug-in is built with sanitizers, what they found is a failure of the
+// test.
 class Host {
   public:
+    // Whether sanitizers look on; freed memory then stays with the process.
+    static bool is_sanitized();
+
     // `preloads` are shared objects that go before the host's own.
     explicit Host(const Datastore &datastore, const std::vector<std::string> &preloads = {});
+    Host(Host &&) = default;
+    Host &operator=(Host &&) = default; // once the one that it replaces has ended
+    // Ends it, if need be, as terminate does.
+    ~Host();
 
     // Starts one without waiting for its registrations, as when they will fail.
-    static std::unique_ptr<Process> start(const std::vector<std::string> &preloads = {});
+    static std::unique_ptr<Process> start(const Datastore &datastore,
+                                          const std::vector<std::string> &preloads = {});
 
     // Ends it as its service manager would. Returns the exit code, or the
     // signal's number negated.
@@ -81,6 +91,7 @@ class Host {
     const Process &process() const { return *process_; }
 
   private:
+    std::filesystem::path reports_; // files whose name starts so
     std::unique_ptr<Process> process_;
 };
 

@@ -21,9 +21,19 @@ namespace {
 // for this much.
 constexpr int pipe_size = 1 << 20;
 
+std::vector<char *> pointers_to(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    for (std::string &text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 } // namespace
 
-Process::Process(const std::string &program, std::vector<std::string> arguments) {
+Process::Process(const std::string &program, std::vector<std::string> arguments,
+                 std::vector<std::string> variables) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");
@@ -31,18 +41,18 @@ Process::Process(const std::string &program, std::vector<std::string> arguments)
     output_ = ends[0];
     fcntl(output_, F_SETPIPE_SZ, pipe_size);
 
-    std::string name = program;
-    std::vector<char *> argv = {name.data()};
-    for (std::string &argument : arguments) {
-        argv.push_back(argument.data());
+    arguments.insert(arguments.begin(), program);
+    // The first of two variables of one name is the one that counts.
+    for (char **variable = environ; *variable != nullptr; ++variable) {
+        variables.emplace_back(*variable);
     }
-    argv.push_back(nullptr);
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
-    const int error = posix_spawnp(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ);
+    const int error = posix_spawnp(&pid_, program.c_str(), &actions, nullptr,
+                                   pointers_to(arguments).data(), pointers_to(variables).data());
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);
     if (error != 0) {

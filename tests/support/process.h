@@ -18,10 +18,12 @@ struct Outcome {
 
 class Process {
   public:
-    // Starts `program`, looked up in PATH, in the environment of the test; its
-    // standard output and error become one text, of which up to 1 MiB may wait to
-    // be read. Throws std::system_error.
-    explicit Process(const std::string &program, std::vector<std::string> arguments = {});
+    // Starts `program`, looked up in PATH, in the environment of the test, to
+    // which `variables` ("NAME=value") are added; its standard output and error
+    // become one text, of which up to 1 MiB may wait to be read. Throws
+    // std::system_error.
+    explicit Process(const std::string &program, std::vector<std::string> arguments = {},
+                     std::vector<std::string> variables = {});
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;
     // Kills it, if need be.
