@@ -1,6 +1,6 @@
 # Each of these sets up the machine first (scripts/install-dependencies).
 
-.PHONY: build run test bench fuzz format clean faults package
+.PHONY: build run test faults bench fuzz soak coverage package figures format clean
 
 # Builds everything with g++.
 build: setup
@@ -11,16 +11,20 @@ build: setup
 run: build
 	scripts/run-demo build/release $(if $(KEEP),--keep)
 
-# Builds with g++ and with clang, then runs every test; the unit tests also, built
-# by clang, under sanitizers and on an emulated big-endian target.
+# Builds with g++ and with clang, then runs every test; those of the plug-in and
+# the daemon also under sanitizers, the unit tests also on emulated big-endian
+# targets and under valgrind.
 test: build
 	cmake --preset clang
 	cmake --build --preset clang --target orv_bgp_plugin bgp_configd daemon_test datastore_test
 	cmake --preset sanitize
 	cmake --build --preset sanitize
 	ctest --preset sanitize
+	cmake --preset sanitize-gcc
+	cmake --build --preset sanitize-gcc
+	ctest --preset sanitize-gcc
 	scripts/install-dependencies --for-tests
-	scripts/test-big-endian s390x
+	scripts/test-big-endian s390x powerpc
 	ctest --preset release
 
 # Lets things go wrong outside the plug-in and prints for each what the client saw
@@ -41,6 +45,20 @@ fuzz: setup
 package: setup
 	scripts/install-dependencies --for-tests
 	scripts/build-package build/packages
+
+# Which lines and branches of the plug-in the unit tests reach.
+coverage: setup
+	scripts/install-dependencies --for-tests
+	scripts/coverage
+
+# Random edits and calls by several clients for MINUTES, daemon and datastore compared after each.
+soak: build
+	build/release/tests/soak/bgp_soak --minutes $(or $(MINUTES),30)
+
+# Draws the documents' figures anew.
+figures: setup
+	scripts/install-dependencies --for-figures
+	scripts/draw-figures
 
 format:
 	scripts/check-format --fix

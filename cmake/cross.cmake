@@ -16,5 +16,10 @@ foreach(package fmt::fmt nlohmann_json::nlohmann_json CLI11::CLI11)
 endforeach()
 target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
 
+# The library itself is for this machine only: the shared object is linked with
+# the one that does what a test says.
+add_library(PkgConfig::SYSREPO INTERFACE IMPORTED)
+target_link_libraries(PkgConfig::SYSREPO INTERFACE scripted_sysrepo_shared)
+
 set(INSTALL_GTEST OFF)
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
