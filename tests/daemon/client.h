@@ -68,6 +68,13 @@ class Client {
     // No more is sent; what the daemon sends still arrives.
     void finish_sending() { ::shutdown(socket_.get(), SHUT_WR); }
 
+    // Ends the connection with what is under way on it lost.
+    void reset() {
+        const linger at_once{1, 0};
+        ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+        socket_ = configd::FileDescriptor{};
+    }
+
     // The next bytes, fewer only when the daemon closes the connection before.
     std::string receive(std::size_t size) {
         std::string bytes(size, '\0');

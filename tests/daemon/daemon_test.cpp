@@ -28,6 +28,10 @@ class MockBackend : public configd::Backend {
     MOCK_METHOD(configd::ApplyResult, apply, (const Message &), (override));
     MOCK_METHOD(configd::QueryResult, query, (const Message &), (override));
     MOCK_METHOD(ordered_json, configuration, (), (const, override));
+
+    bool is_slow() const override { return slow; }
+
+    bool slow = false;
 };
 
 class DaemonTest : public testing::Test {
@@ -75,6 +79,47 @@ TEST_F(DaemonTest, AnswersAQueryWithTheBackendsReply) {
     EXPECT_EQ(reply.payload, "payload");
     EXPECT_EQ(out.str(), "BGP_SUB_RPC_IP_BGP_SUMMARY bgp_rpc_ip_bgp_summary_input input_cnt=0 "
                          "vrf_name=\"\" ip_type=0 all=0 -> reply resValue=19 dataLen=23\n");
+}
+
+class SlowBackendTest : public DaemonTest {
+  protected:
+    SlowBackendTest() { backend.slow = true; }
+
+    bool is_job(const Message &message, Overrides overrides = {}) {
+        return Daemon{backend, log, std::move(overrides)}.job_for(message).has_value();
+    }
+
+    Log log{out, LogFormat::Text};
+};
+
+TEST_F(SlowBackendTest, AnswersAQueryAtWorkAndLogsItAfterwards) {
+    EXPECT_CALL(backend, query).WillOnce(Return(configd::QueryResult{19, "payload", "a note"}));
+    Daemon daemon{backend, log};
+    const auto job = daemon.job_for(summary_query());
+    ASSERT_TRUE(job);
+    job->work();
+    EXPECT_EQ(out.str(), "");
+    const auto reply = std::get<configd::Reply>(job->answer());
+    EXPECT_EQ(reply.sub_mod, BGP_SUB_RPC_IP_BGP_SUMMARY);
+    EXPECT_EQ(reply.res_value, 19);
+    EXPECT_EQ(reply.payload, "payload");
+    EXPECT_THAT(out.str(), testing::EndsWith(" -> reply resValue=19 dataLen=23\n"
+                                             "BGP_SUB_RPC_IP_BGP_SUMMARY: a note\n"));
+}
+
+TEST_F(SlowBackendTest, HasNoJobForWhatIsAnsweredAtOnce) {
+    EXPECT_TRUE(is_job(summary_query()));
+    EXPECT_FALSE(is_job(as_message(1, 100)));
+    EXPECT_FALSE(is_job(configd::make_message(MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_SUMMARY, "short")));
+    constexpr std::int32_t summary = BGP_SUB_RPC_IP_BGP_SUMMARY;
+    EXPECT_FALSE(is_job(summary_query(), {{{summary, 1}}, {}}));
+    EXPECT_FALSE(is_job(summary_query(), {{}, {{summary, Fault::Silent}}}));
+    EXPECT_FALSE(is_job(summary_query(), {{}, {}, {{summary, "payload"}}}));
+}
+
+TEST_F(DaemonTest, HasNoJobsWithABackendThatIsNotSlow) {
+    Log log{out, LogFormat::Text};
+    EXPECT_FALSE((Daemon{backend, log}.job_for(summary_query())));
 }
 
 TEST_F(DaemonTest, RefusesAnUnknownModule) {

@@ -8,28 +8,41 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <future>
 #include <mutex>
+#include <stdexcept>
 #include <vector>
 
 using configd::Answer;
 using configd::ConnectionEvent;
+using configd::Job;
 using configd::Message;
 using testing::ElementsAre;
 
 namespace {
 
+using JobFor = std::function<std::optional<Job>(const Message &)>;
+
+std::optional<Job> no_job(const Message & /*message*/) {
+    return std::nullopt;
+}
+
 class FunctionHandler : public configd::Handler {
   public:
-    explicit FunctionHandler(std::function<Answer(const Message &)> function)
-        : function_{std::move(function)} {}
+    explicit FunctionHandler(std::function<Answer(const Message &)> function,
+                             JobFor job_for_message = no_job)
+        : function_{std::move(function)}, job_for_{std::move(job_for_message)} {}
 
     Answer answer(const Message &message) override { return function_(message); }
+    std::optional<Job> job_for(const Message &message) override { return job_for_(message); }
 
   private:
     std::function<Answer(const Message &)> function_;
+    JobFor job_for_;
 };
 
 // Answers each message with its sub-module code.
@@ -52,8 +65,8 @@ std::string header_with(std::int32_t length) {
 // A running server of one handler function. Its connections are reported in text.
 class TestServer {
   public:
-    explicit TestServer(std::function<Answer(const Message &)> function)
-        : handler_{std::move(function)}, server_{handler_, 0} {
+    explicit TestServer(std::function<Answer(const Message &)> function, JobFor job_for = no_job)
+        : handler_{std::move(function), std::move(job_for)}, server_{handler_, 0} {
         server_.on_event([this](const ConnectionEvent &event) {
             constexpr const char *names[] = {"opened", "closed", "bad frame: "};
             const std::lock_guard lock{mutex_};
@@ -291,6 +304,175 @@ TEST(Server, StaysSilentAndKeepsTheConnection) {
     Client client = server.connect();
     client.send(numbered(1).bytes + numbered(2).bytes);
     EXPECT_EQ(client.receive_code(), 2);
+}
+
+// Jobs for the messages of one sub-module code, each at work until the gate opens.
+class GatedJobs {
+  public:
+    static constexpr std::int32_t sub_mod = BGP_SUB_RPC_IP_BGP_INFO;
+
+    std::optional<Job> operator()(const Message &message) {
+        if (message.sub_mod != sub_mod) {
+            return std::nullopt;
+        }
+        return Job{[this] {
+                       begun_.release();
+                       gate_.wait();
+                   },
+                   [this] {
+                       ++answered;
+                       return configd::ResultCode{-sub_mod};
+                   }};
+    }
+
+    // Waits until one more is at work.
+    void wait_for_begin() { begun_.acquire(); }
+    void open() { opened_.set_value(); }
+
+    std::atomic<int> answered = 0; // whether or not there was somebody to send it to
+
+  private:
+    // C++17 has none in its library.
+    class Semaphore {
+      public:
+        void release() {
+            const std::lock_guard lock{mutex_};
+            ++count_;
+            changed_.notify_one();
+        }
+        void acquire() {
+            std::unique_lock lock{mutex_};
+            changed_.wait(lock, [this] { return count_ > 0; });
+            --count_;
+        }
+
+      private:
+        std::mutex mutex_;
+        std::condition_variable changed_;
+        int count_ = 0;
+    };
+
+    Semaphore begun_;
+    std::promise<void> opened_;
+    std::shared_future<void> gate_{opened_.get_future()};
+};
+
+const Message job_message = numbered(GatedJobs::sub_mod);
+
+TEST(ServerJob, BlocksNoOtherConnection) {
+    GatedJobs jobs;
+    TestServer server{echo, std::ref(jobs)};
+    Client waiting = server.connect();
+    waiting.send(job_message.bytes);
+    jobs.wait_for_begin();
+    EXPECT_EQ(server.connect().ask(numbered(4)), 4);
+    jobs.open();
+    EXPECT_EQ(waiting.receive_code(), -GatedJobs::sub_mod);
+}
+
+TEST(ServerJob, BlocksNoOtherJob) {
+    GatedJobs jobs;
+    TestServer server{echo, std::ref(jobs)};
+    Client one = server.connect();
+    Client other = server.connect();
+    for (Client *client : {&one, &other}) {
+        client->send(job_message.bytes);
+        jobs.wait_for_begin();
+    }
+    jobs.open();
+    EXPECT_EQ(one.receive_code(), -GatedJobs::sub_mod);
+    EXPECT_EQ(other.receive_code(), -GatedJobs::sub_mod);
+}
+
+TEST(ServerJob, IsAnsweredBeforeWhatCameBehindItOnItsConnection) {
+    GatedJobs jobs;
+    TestServer server{echo, std::ref(jobs)};
+    Client client = server.connect();
+    client.send(numbered(1).bytes + job_message.bytes + numbered(2).bytes + job_message.bytes);
+    client.send(numbered(3).bytes);
+    client.finish_sending();
+    EXPECT_EQ(client.receive_code(), 1);
+    jobs.open();
+    for (const std::int32_t code : {-GatedJobs::sub_mod, 2, -GatedJobs::sub_mod, 3}) {
+        EXPECT_EQ(client.receive_code(), code);
+    }
+    EXPECT_TRUE(client.is_closed());
+}
+
+TEST(ServerJob, OfManyConnectionsAnswersEach) {
+    GatedJobs jobs;
+    TestServer server{echo, std::ref(jobs)};
+    std::vector<Client> clients;
+    clients.reserve(50);
+    while (clients.size() < 50) {
+        clients.push_back(server.connect());
+        clients.back().send(job_message.bytes);
+    }
+    jobs.open();
+    for (Client &client : clients) {
+        EXPECT_EQ(client.receive_code(), -GatedJobs::sub_mod);
+    }
+}
+
+TEST(ServerJob, OfAPeerThatLeftHarmsNoOther) {
+    GatedJobs jobs;
+    TestServer server{echo, std::ref(jobs)};
+    server.connect().send(job_message.bytes);
+    jobs.wait_for_begin();
+    jobs.open();
+    EXPECT_EQ(server.connect().ask(numbered(4)), 4);
+}
+
+TEST(ServerJob, OfAConnectionThatWasResetIsAnsweredToNobody) {
+    GatedJobs jobs;
+    TestServer server{echo, std::ref(jobs)};
+    {
+        Client client = server.connect();
+        client.send(job_message.bytes);
+        jobs.wait_for_begin();
+        client.reset();
+    }
+    Client other = server.connect();
+    const auto is_closed = [&] {
+        const auto events = server.events();
+        return std::find(events.begin(), events.end(), "1 closed") != events.end();
+    };
+    while (!is_closed()) {
+        EXPECT_EQ(other.ask(numbered(4)), 4);
+    }
+    Client next = server.connect(); // with the descriptor of the first one
+    EXPECT_EQ(next.ask(numbered(5)), 5);
+    jobs.open();
+    while (jobs.answered < 1) {
+        EXPECT_EQ(other.ask(numbered(6)), 6);
+    }
+    EXPECT_EQ(next.ask(numbered(7)), 7) << "and no answer of another's job before";
+}
+
+TEST(ServerJob, AtWorkDoesNotKeepTheServerFromStopping) {
+    GatedJobs jobs;
+    FunctionHandler handler{echo, std::ref(jobs)};
+    std::optional<configd::Server> server{std::in_place, handler, std::uint16_t{0}};
+    std::optional<RunningServer> running{std::in_place, *server};
+    Client client{server->port()};
+    client.send(job_message.bytes);
+    jobs.wait_for_begin();
+    running.reset();
+    jobs.open();
+    server.reset();
+    EXPECT_TRUE(client.is_closed());
+    EXPECT_EQ(jobs.answered, 0);
+}
+
+TEST(ServerJob, ThatThrowsEndsTheRun) {
+    FunctionHandler handler{echo, [](const Message &) -> std::optional<Job> {
+                                return Job{[] { throw std::runtime_error("at work"); },
+                                           [] { return configd::Silence{}; }};
+                            }};
+    configd::Server server{handler, 0};
+    Client client{server.port()};
+    client.send(job_message.bytes);
+    EXPECT_THROW(server.run(), std::runtime_error);
 }
 
 TEST(Server, StopsWithConnectionsOpen) {
