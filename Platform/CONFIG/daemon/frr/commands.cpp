@@ -200,7 +200,7 @@ std::string vrf_of(const ordered_json &address_family) {
     if (!is_given(address_family["vrf_name"])) {
         return {};
     }
-    const std::string vrf = word_in(address_family, "vrf_name");
+    std::string vrf = word_in(address_family, "vrf_name");
     // These stand for the instance outside VRFs and for every one.
     if (vrf == "default" || vrf == "all") {
         throw Refusal{SR_ERR_NOT_SUPPORT, fmt::format("bgpd has no VRF named {}", vrf)};
