@@ -7,9 +7,10 @@ build: setup
 	cmake --preset release
 	cmake --build --preset release
 
-# Shows the plug-in at work on a private datastore; KEEP=1 leaves it running.
+# Shows the plug-in at work on a private datastore; KEEP=1 leaves it running,
+# BACKEND=frr manages a real BGP speaker.
 run: build
-	scripts/run-demo build/release $(if $(KEEP),--keep)
+	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/release $(if $(KEEP),--keep)
 
 # Builds with g++ and with clang, then runs every test; those of the plug-in and
 # the daemon also under sanitizers, the unit tests also on emulated big-endian
