@@ -8,7 +8,7 @@
 namespace configd::frr {
 
 FrrBackend::FrrBackend(const std::string &vty_socket, std::vector<std::string> lines)
-    : configuration_vty_{vty_socket}, query_vty_{vty_socket},
+    : vty_socket_{vty_socket}, configuration_vty_{vty_socket},
       configuration_{[this](const std::string &line) { return configuration_vty_.ask(line); },
                      std::move(lines)} {}
 
@@ -18,8 +18,8 @@ ApplyResult FrrBackend::apply(const Message &message) {
 }
 
 QueryResult FrrBackend::query(const Message &message) {
-    query_vty_.start_over();
-    return answer_query(message, [this](const std::string &line) { return query_vty_.ask(line); });
+    Vty vty{vty_socket_};
+    return answer_query(message, [&vty](const std::string &line) { return vty.ask(line); });
 }
 
 nlohmann::ordered_json FrrBackend::configuration() const {

@@ -14,8 +14,8 @@
 namespace configd::frr {
 
 // bgpd may end and come back at any time; while it is away each message is answered with
-// SR_ERR_SOCKET_FAILED. Queries have a terminal of their own: one may be answered in one thread
-// while a configuration message is applied in another, but never two of a kind at once.
+// SR_ERR_SOCKET_FAILED. Each query has a terminal of its own, so that several may be answered
+// while a configuration message is applied.
 class FrrBackend : public Backend {
   public:
     // `vty_socket` is the path of the socket, `lines` are entered in each instance that is
@@ -25,6 +25,9 @@ class FrrBackend : public Backend {
     // See Configuration::apply().
     ApplyResult apply(const Message &message) override;
 
+    // A table of 50,000 routes takes bgpd a second, and as long again to read.
+    bool is_slow() const override { return true; }
+
     // See answer_query().
     QueryResult query(const Message &message) override;
 
@@ -33,8 +36,8 @@ class FrrBackend : public Backend {
     nlohmann::ordered_json configuration() const override;
 
   private:
+    std::string vty_socket_;
     mutable Vty configuration_vty_;
-    Vty query_vty_;
     mutable Configuration configuration_;
 };
 

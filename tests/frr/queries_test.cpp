@@ -1,0 +1,534 @@
+// What becomes of bgpd's answers.
+#include "frr/queries.h"
+
+#include "file_bytes.h"
+#include "plugin_public.h"
+#include "query_replies.h"
+#include "records.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+using configd::QueryResult;
+using configd::frr::VtyAnswer;
+using nlohmann::ordered_json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+// What a bgpd said whose neighbours are one of another AS in four families, one of its own AS and
+// one that is not there; in the VRF red there is another that is not.
+std::string said(const std::string &file) {
+    return configd::read_file(FRR_ANSWERS "/" + file);
+}
+
+constexpr const char *summary_command = "show bgp summary json";
+constexpr const char *memory_command = "show bgp memory";
+constexpr const char *neighbors_command = "show bgp vrf all neighbors json";
+constexpr const char *ipv4_command = "show bgp ipv4 unicast json";
+constexpr const char *ipv6_command = "show bgp ipv6 unicast json";
+constexpr const char *evpn_command = "show bgp l2vpn evpn route detail json";
+constexpr const char *vrfs_command = "show bgp vrfs json";
+
+class FrrQueryTest : public testing::Test {
+  protected:
+    FrrQueryTest()
+        : answers{{summary_command, {said("summary.json")}},
+                  {"show bgp vrf red summary json", {said("summary_of_vrf.json")}},
+                  {memory_command, {said("memory.txt")}},
+                  {neighbors_command, {said("neighbors.json")}},
+                  {ipv4_command, {said("ipv4_routes.json")}},
+                  {ipv6_command, {said("ipv6_routes.json")}},
+                  {evpn_command, {said("evpn_routes.json")}},
+                  {vrfs_command, {said("vrfs.json")}}} {}
+
+    template <typename Record>
+    QueryResult ask(std::int32_t sub_mod, const Record &record) {
+        return configd::frr::answer_query(
+            message_with(sub_mod, record), [this](const std::string &command) {
+                commands.push_back(command);
+                const auto answer = answers.find(command);
+                return answer == answers.end() ? VtyAnswer{} : answer->second;
+            });
+    }
+
+    QueryResult summary(const char *vrf = "") {
+        bgp_rpc_ip_bgp_summary_input query{};
+        put(query.vrf_name, vrf);
+        return ask(BGP_SUB_RPC_IP_BGP_SUMMARY, query);
+    }
+
+    QueryResult neighbors(std::uint32_t all, const char *address = "", const char *vrf = "") {
+        bgp_rpc_ip_bgp_neighbor_input query{};
+        query.all = all;
+        put(query.neighbor_addr, address);
+        put(query.vrf_name, vrf);
+        return ask(BGP_SUB_RPC_IP_BGP_NEIGHBOR, query);
+    }
+
+    QueryResult info(const bgp_rpc_ip_bgp_info_input &query) {
+        return ask(BGP_SUB_RPC_IP_BGP_INFO, query);
+    }
+
+    QueryResult all_info() {
+        bgp_rpc_ip_bgp_info_input query{};
+        query.all = 1;
+        return info(query);
+    }
+
+    QueryResult evpn(std::uint32_t type, const char *route = "") {
+        bgp_rpc_ip_bgp_evpn query{};
+        query.type = type;
+        put(query.evpn_route_str, route);
+        return ask(BGP_SUB_RPC_IP_BGP_EVPN, query);
+    }
+
+    QueryResult clear(const char *vrf, std::uint32_t all, std::uint32_t reconfig_type = 0) {
+        bgp_rpc_clear_ip_bgp_input query{};
+        put(query.address_family.vrf_name, vrf);
+        query.clear_all = all;
+        query.reconfig_type = reconfig_type;
+        return ask(BGP_SUB_RPC_CLEAR_IP_BGP, query);
+    }
+
+    // One of each query, all asking for everything.
+    std::vector<QueryResult> everything() {
+        return {summary(), neighbors(1), all_info(), evpn(all_types), clear("", 1)};
+    }
+
+    std::map<std::string, VtyAnswer> answers;
+    std::vector<std::string> commands;
+};
+
+// Summary.
+
+TEST_F(FrrQueryTest, SummaryIsThatOfTheInstanceAndItsNeighboursInAllFamilies) {
+    const SummaryReply reply{summary().payload};
+    EXPECT_STREQ(reply.instance.as, "65001");
+    EXPECT_STREQ(reply.instance.router_id, "192.0.2.1");
+    EXPECT_EQ(reply.instance.version, 5U);
+    EXPECT_EQ(reply.instance.as_path_number, 2U);
+    EXPECT_EQ(reply.instance.community_number, 1U);
+    ASSERT_EQ(reply.entries.size(), 3U);
+    EXPECT_EQ(reply.instance.neighbor_number, 3U);
+
+    const auto &idle = reply.entries[0];
+    EXPECT_STREQ(idle.neighbor, "10.9.9.9");
+    EXPECT_STREQ(idle.up_down, "never");
+    EXPECT_STREQ(idle.state_pfxrcd, "Active");
+
+    const auto &established = reply.entries[1];
+    EXPECT_STREQ(established.neighbor, "127.0.0.2");
+    EXPECT_EQ(established.version, 4);
+    EXPECT_STREQ(established.AS, "65002");
+    EXPECT_EQ(established.msg_recvd, 20U);
+    EXPECT_EQ(established.msg_send, 20U);
+    EXPECT_EQ(established.tblver, 0U);
+    EXPECT_EQ(established.inq, 0U);
+    EXPECT_EQ(established.outq, 0U);
+    EXPECT_STREQ(established.up_down, "00:00:08");
+    EXPECT_STREQ(established.state_pfxrcd, "4") << "3 for IPv4 and 1 for IPv6";
+    EXPECT_STREQ(reply.entries[2].state_pfxrcd, "4") << "2 for IPv4 and 2 for EVPN";
+}
+
+TEST_F(FrrQueryTest, SummaryOfAVrfAsksForIt) {
+    const SummaryReply reply{summary("red").payload};
+    EXPECT_STREQ(reply.instance.router_id, "192.0.2.3");
+    ASSERT_EQ(reply.entries.size(), 1U);
+    EXPECT_STREQ(reply.entries[0].neighbor, "10.8.8.8");
+    EXPECT_THAT(commands, ElementsAre("show bgp vrf red summary json", memory_command));
+}
+
+TEST_F(FrrQueryTest, SummaryLeavesOutFamiliesWithoutANumber) {
+    answers[summary_command].text =
+        R"({"ipv4Vpn": {"as": 1, "peers": {"192.0.2.7": {"state": "Idle"}}}})";
+    EXPECT_THAT(SummaryReply{summary().payload}.entries, IsEmpty());
+}
+
+TEST_F(FrrQueryTest, SummaryTakesAnAsInDotNotation) {
+    answers[summary_command].text =
+        R"({"ipv4Unicast": {"as": "1.10", "peers": {"192.0.2.7": {"remoteAs": "1.11"}}}})";
+    const SummaryReply reply{summary().payload};
+    EXPECT_STREQ(reply.instance.as, "1.10");
+    ASSERT_EQ(reply.entries.size(), 1U);
+    EXPECT_STREQ(reply.entries[0].AS, "1.11");
+}
+
+// Neighbours.
+
+TEST_F(FrrQueryTest, NeighbourIsShownWithWhatBgpdKnows) {
+    const auto result = neighbors(0, "127.0.0.2");
+    EXPECT_EQ(result.note, "");
+    const NeighborReply reply{result.payload};
+    ASSERT_EQ(reply.peers.size(), 1U);
+    const auto &[peer, families] = reply.peers[0];
+    EXPECT_STREQ(peer.neighbor_addr, "127.0.0.2");
+    EXPECT_STREQ(peer.vrf_name, "");
+    EXPECT_EQ(peer.remote_as, 65002U);
+    EXPECT_EQ(peer.local_as, 65001U);
+    EXPECT_EQ(peer.version, 4);
+    EXPECT_STREQ(peer.remote_router_id, "192.0.2.2");
+    EXPECT_STREQ(peer.state, "Established");
+    EXPECT_EQ(peer.home_time, 3U);
+    EXPECT_EQ(peer.interval, 1U);
+    EXPECT_EQ(peer.messages_in, 20U);
+    EXPECT_EQ(peer.messages_out, 20U);
+    EXPECT_EQ(peer.connection_established, 1U);
+    EXPECT_EQ(peer.connection_dropped, 0U);
+    ASSERT_EQ(families.size(), 4U);
+    const std::pair<std::uint32_t, std::uint32_t> numbers[] = {{1, 1}, {1, 2}, {2, 1}, {3, 5}};
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(families[i].address_family.afi, numbers[i].first);
+        EXPECT_EQ(families[i].address_family.safi, numbers[i].second);
+        EXPECT_EQ(families[i].community_attribute, 1);
+        EXPECT_EQ(families[i].route_reflector_client, 0);
+    }
+    EXPECT_EQ(families[0].prefix_accepted_statis, 3U);
+    EXPECT_EQ(families[0].prefix_announced_statis, 5U);
+}
+
+TEST_F(FrrQueryTest, NeighbourCountsAndTimersComeFromMembersOfTheirOwn) {
+    answers[neighbors_command].text = R"({"red": {"vrfId": 7, "2001:db8::7": {
+        "messageStats": {"totalRecv": 1, "notificationsRecv": 2, "depthInq": 3, "totalSent": 4,
+                         "notificationsSent": 5, "depthOutq": 6, "routeRefreshRecv": 7,
+                         "routeRefreshSent": 8},
+        "minBtwnAdvertisementRunsTimerMsecs": 30000, "nextConnectTimerDueInMsecs": 9999,
+        "updateSource": "lo", "connectionsDropped": 10,
+        "addressFamilyInfo": {"l2VpnEvpn": {"routeReflectorClient": true},
+                              "ipv4LabeledUnicast": {}}}}})";
+    const NeighborReply reply{neighbors(0, "", "red").payload};
+    ASSERT_EQ(reply.peers.size(), 1U);
+    const auto &[peer, families] = reply.peers[0];
+    EXPECT_STREQ(peer.vrf_name, "red");
+    EXPECT_EQ(peer.messages_in, 1U);
+    EXPECT_EQ(peer.notifications_in, 2U);
+    EXPECT_EQ(peer.queue_in, 3U);
+    EXPECT_EQ(peer.messages_out, 4U);
+    EXPECT_EQ(peer.notifications_out, 5U);
+    EXPECT_EQ(peer.queue_out, 6U);
+    EXPECT_EQ(peer.refresh_in, 7U);
+    EXPECT_EQ(peer.refresh_out, 8U);
+    EXPECT_EQ(peer.adver_interval, 30U);
+    EXPECT_EQ(peer.next_connect_timer, 9U);
+    EXPECT_STREQ(peer.update_source, "lo");
+    EXPECT_EQ(peer.connection_dropped, 10U);
+    ASSERT_EQ(families.size(), 1U) << "labelled unicast has no number";
+    EXPECT_EQ(families[0].address_family.afi, 3U);
+    EXPECT_STREQ(families[0].address_family.vrf_name, "red");
+    EXPECT_EQ(families[0].route_reflector_client, 1);
+    EXPECT_EQ(families[0].community_attribute, 0);
+}
+
+TEST_F(FrrQueryTest, NeighboursAreChosenByAddressAndVrf) {
+    const auto chosen = [this](std::uint32_t all, const char *address, const char *vrf) {
+        std::vector<std::string> names;
+        for (const auto &[peer, families] :
+             NeighborReply{neighbors(all, address, vrf).payload}.peers) {
+            names.push_back(fmt::format("{}/{}", peer.vrf_name, peer.neighbor_addr));
+        }
+        return names;
+    };
+    EXPECT_THAT(chosen(1, "", ""),
+                ElementsAre("/10.9.9.9", "/127.0.0.2", "/127.0.0.3", "red/10.8.8.8"));
+    EXPECT_THAT(chosen(0, "10.8.8.8", ""), ElementsAre("red/10.8.8.8"));
+    EXPECT_THAT(chosen(0, "", "red"), ElementsAre("red/10.8.8.8"));
+    EXPECT_THAT(chosen(0, "127.0.0.2", "red"), IsEmpty());
+    EXPECT_THAT(chosen(0, "", ""), IsEmpty());
+}
+
+// Routes.
+
+TEST_F(FrrQueryTest, TableHasEachNetworkWithItsPaths) {
+    const auto result = all_info();
+    EXPECT_EQ(result.note, "");
+    const InfoReply reply{result.payload};
+    EXPECT_EQ(reply.table.version, 5U);
+    EXPECT_STREQ(reply.table.router_id, "192.0.2.1");
+    EXPECT_EQ(reply.table.prefix_number, 5U);
+    EXPECT_EQ(reply.next_hop_count, 7U);
+    ASSERT_EQ(reply.networks.size(), 5U);
+    const auto &[network, next_hops] = reply.networks[0];
+    EXPECT_STREQ(network.network, "10.1.0.0");
+    EXPECT_EQ(network.mask_len, 16);
+    ASSERT_EQ(next_hops.size(), 3U);
+
+    const auto &internal = next_hops[0];
+    EXPECT_STREQ(internal.nexthop, "127.0.0.3");
+    EXPECT_STREQ(internal.metric, "70");
+    EXPECT_EQ(internal.loc_prf, 200U);
+    EXPECT_EQ(internal.weight, 0U);
+    EXPECT_STREQ(internal.path, "?");
+    EXPECT_EQ(internal.valid_flag, 1);
+    EXPECT_EQ(internal.select_flag, 0);
+    EXPECT_EQ(internal.source_type, 1);
+
+    const auto &external = next_hops[1];
+    EXPECT_STREQ(external.nexthop, "127.0.0.2");
+    EXPECT_STREQ(external.path, "65002 i");
+    EXPECT_EQ(external.source_type, 0);
+
+    const auto &local = next_hops[2];
+    EXPECT_STREQ(local.nexthop, "0.0.0.0");
+    EXPECT_EQ(local.weight, 32768U);
+    EXPECT_STREQ(local.path, "i");
+    EXPECT_EQ(local.select_flag, 1);
+    EXPECT_EQ(local.source_type, 2);
+}
+
+TEST_F(FrrQueryTest, TableOfAnotherFamilyOrVrfIsAskedFor) {
+    bgp_rpc_ip_bgp_info_input query{};
+    query.ip_type = 2;
+    const InfoReply reply{info(query).payload};
+    ASSERT_EQ(reply.networks.size(), 2U);
+    EXPECT_STREQ(reply.networks[1].entry.network, "2001:db8:2::");
+    EXPECT_EQ(reply.networks[1].entry.mask_len, 48);
+    put(query.vrf_name, "red");
+    info(query);
+    EXPECT_THAT(commands, ElementsAre(ipv6_command, "show bgp vrf red ipv6 unicast json"));
+}
+
+TEST_F(FrrQueryTest, TableIsSearchedForAPrefixOrAnAddress) {
+    bgp_rpc_ip_bgp_info_input query{};
+    put(query.ipaddr_str, "203.0.113.0/25");
+    ASSERT_EQ(InfoReply{info(query).payload}.networks.size(), 1U);
+    query = {};
+    put(query.ipaddr, "203.0.113.200");
+    const InfoReply reply{info(query).payload};
+    ASSERT_EQ(reply.networks.size(), 1U);
+    EXPECT_STREQ(reply.networks[0].entry.network, "203.0.113.128");
+}
+
+TEST_F(FrrQueryTest, PathGoesOverTheNextHopThatIsUsed) {
+    answers[ipv4_command].text = R"({"routes": {
+        "10.1.0.0/16": [{"nexthops": [{"ip": "fe80::1"}, {"ip": "2001:db8::1", "used": true}]}],
+        "10.2.0.0/16": [{"nexthops": [{"ip": "fe80::2"}, {"ip": "2001:db8::2"}]}],
+        "10.3.0.0/16": [{}]}})";
+    const InfoReply reply{all_info().payload};
+    ASSERT_EQ(reply.networks.size(), 3U);
+    EXPECT_STREQ(reply.networks[0].next_hops.at(0).nexthop, "2001:db8::1");
+    EXPECT_STREQ(reply.networks[1].next_hops.at(0).nexthop, "fe80::2");
+    EXPECT_STREQ(reply.networks[2].next_hops.at(0).nexthop, "");
+}
+
+TEST_F(FrrQueryTest, TextsThatAreTooLongAreCutAndCounted) {
+    answers[ipv4_command].text =
+        R"({"routes": {"10.1.0.0/16": [{"path": "4200000001 4200000002 4200000003"},
+                                       {"path": "4200000001 4200000002", "metric": 4294967295}]}})";
+    const auto result = all_info();
+    EXPECT_EQ(result.note, "1 texts are cut to their fields");
+    const auto next_hops = InfoReply{result.payload}.networks.at(0).next_hops;
+    EXPECT_EQ(std::string(next_hops[0].path, 21), "4200000001 4200000002");
+    EXPECT_STREQ(next_hops[1].metric, "4294967295");
+}
+
+TEST_F(FrrQueryTest, TableThatDoesNotFitIsCutAtANetwork) {
+    constexpr std::size_t total = 80'000;
+    constexpr std::size_t fitting = (BUF_SIZE_MAX - 16 - 60) / (56 + 92);
+    std::string table = R"({"routes": {)";
+    for (std::size_t i = 0; i < total; ++i) {
+        table += fmt::format(R"({}"10.{}.{}.{}/32": [{{}}])", i == 0 ? "" : ",", i >> 16,
+                             i >> 8 & 0xFF, i & 0xFF);
+    }
+    answers[ipv4_command].text = table + "}}";
+    const auto result = all_info();
+    EXPECT_EQ(result.note, fmt::format("the reply is full with {} of {} networks", fitting, total));
+    const InfoReply reply{result.payload};
+    EXPECT_EQ(reply.networks.size(), fitting);
+    EXPECT_EQ(reply.next_hop_count, fitting);
+}
+
+// EVPN.
+
+TEST_F(FrrQueryTest, EvpnRoutesAreThoseOfEachDistinguisher) {
+    const EvpnReply reply{evpn(all_types).payload};
+    EXPECT_EQ(reply.value_count, 2 * (3 + 2 + 4U));
+    EXPECT_THAT(reply.texts,
+                ElementsAre("192.0.2.9:5", "[5]:[0]:[16]:[10.9.0.0]", "valid", "best", "internal",
+                            "Rmac:02:00:00:00:00:06", "8001", "0.0.0.0", "0 100 0", "i",
+                            "192.0.2.33:8", "[5]:[0]:[16]:[10.8.0.0]", "valid", "best", "internal",
+                            "Rmac:02:00:00:00:00:06", "9601", "0.0.0.0", "0 100 0", "i"));
+}
+
+TEST_F(FrrQueryTest, EvpnRoutesAreChosenByTypeAndText) {
+    EXPECT_EQ(EvpnReply{evpn(5).payload}.value_count, 18U);
+    EXPECT_EQ(EvpnReply{evpn(2).payload}.value_count, 0U);
+    EXPECT_EQ(EvpnReply{evpn(0, "[5]:[0]:[16]:[10.8.0.0]").payload}.value_count, 9U);
+}
+
+TEST_F(FrrQueryTest, EvpnRouteIsAsItsBestPathIs) {
+    answers[evpn_command].text = R"({"192.0.2.9:5": {"rd": "192.0.2.9:5", "[5]:[0]:[8]:[10.0.0.0]":
+        {"paths": [[{"valid": true, "peer": {"type": "internal"}, "nexthops": [{"ip": "192.0.2.1"}],
+                     "aspath": {"string": "64496"}, "origin": "EGP", "metric": 7}],
+                   [{"bestpath": {"overall": true}, "local": true, "weight": 32768,
+                     "nexthops": [{"ip": "192.0.2.2"}], "VNI": 10100}]]}}})";
+    EXPECT_THAT(EvpnReply{evpn(all_types).payload}.texts,
+                ElementsAre("192.0.2.9:5", "[5]:[0]:[8]:[10.0.0.0]", "other", "best", "local",
+                            "10100", "192.0.2.1", "7 0 0", "64496 e", "192.0.2.2", "0 0 32768",
+                            ""));
+}
+
+// Clearing.
+
+TEST_F(FrrQueryTest, ClearingIsForOneVrfThoseOutsideOrAll) {
+    for (const auto &[vrf, all] : {std::pair{"", 0U}, {"red", 0U}, {"", 1U}}) {
+        EXPECT_EQ(clear(vrf, all).res_value, 0);
+    }
+    EXPECT_THAT(commands, ElementsAre("clear bgp *", "clear bgp vrf red *", vrfs_command,
+                                      "clear bgp *", "clear bgp vrf red *"));
+}
+
+TEST_F(FrrQueryTest, ClearingMayKeepTheSession) {
+    for (const std::uint32_t type : {1U, 2U, 3U}) {
+        clear("", 0, type);
+    }
+    EXPECT_THAT(commands, ElementsAre("clear bgp * in", "clear bgp * out", "clear bgp * soft"));
+    EXPECT_EQ(clear("", 0, 4).res_value, SR_ERR_INVALID_VALUE);
+    EXPECT_EQ(commands.size(), 3U);
+}
+
+// What goes wrong.
+
+TEST_F(FrrQueryTest, NothingIsAskedForATextThatIsNoWord) {
+    for (const char *text : {"red json", "a\nclear bgp *", "a\rb", "a\tb", "|cat", "red |x"}) {
+        bgp_rpc_ip_bgp_info_input query{};
+        put(query.vrf_name, text);
+        for (const auto &result : {summary(text), neighbors(0, text), neighbors(0, "", text),
+                                   info(query), evpn(0, text), clear(text, 0)}) {
+            EXPECT_EQ(result.res_value, SR_ERR_INVALID_VALUE) << text;
+        }
+        EXPECT_THAT(commands, IsEmpty()) << text;
+    }
+}
+
+TEST_F(FrrQueryTest, AnAwayBgpdIsAskedOnceAndAnsweredForWithoutEntries) {
+    for (auto &[command, answer] : answers) {
+        answer = {"nobody there", VtyAnswer::unreachable};
+    }
+    const auto results = everything();
+    EXPECT_EQ(commands.size(), results.size());
+    for (const auto &result : results) {
+        EXPECT_EQ(result.res_value, SR_ERR_SOCKET_FAILED);
+        EXPECT_EQ(result.note, "nobody there");
+    }
+    EXPECT_THAT(SummaryReply{results[0].payload}.entries, IsEmpty());
+    EXPECT_THAT(NeighborReply{results[1].payload}.peers, IsEmpty());
+    EXPECT_THAT(InfoReply{results[2].payload}.networks, IsEmpty());
+    EXPECT_THAT(EvpnReply{results[3].payload}.texts, IsEmpty());
+    EXPECT_EQ(results[4].payload, "");
+}
+
+TEST_F(FrrQueryTest, ARefusalIsTold) {
+    answers[ipv4_command] = {"% Unknown command:\n  show bgp\n", 2};
+    const auto result = all_info();
+    EXPECT_EQ(result.res_value, SR_ERR_OPERATION_FAILED);
+    EXPECT_EQ(result.note, "bgpd refuses \"show bgp ipv4 unicast json\": "
+                           "% Unknown command: show bgp ");
+}
+
+TEST_F(FrrQueryTest, AWarningIsNoFailure) {
+    answers[evpn_command] = {"", 1};
+    answers[ipv4_command] = {R"({"warning":"Default BGP instance not found"})", 1};
+    answers["clear bgp vrf blue *"] = {"Can't find BGP instance blue\n", 1};
+    for (const auto &result : {evpn(all_types), all_info(), clear("blue", 0)}) {
+        EXPECT_EQ(result.res_value, 0);
+        EXPECT_THAT(result.note, HasSubstr("bgpd warns of"));
+    }
+}
+
+TEST_F(FrrQueryTest, AnAnswerThatIsNoJsonIsAFailure) {
+    for (const char *text : {"", "{", "[}", "text"}) {
+        answers[ipv4_command].text = text;
+        const auto result = all_info();
+        EXPECT_EQ(result.res_value, SR_ERR_OPERATION_FAILED) << text;
+        EXPECT_THAT(InfoReply{result.payload}.networks, IsEmpty());
+    }
+}
+
+TEST_F(FrrQueryTest, ADescriptionInLatin1DoesNotHideTheNeighbours) {
+    answers[neighbors_command].text =
+        "{\"default\": {\"192.0.2.7\": {\"nbrDesc\": \"Z\xFCrich\", \"remoteAs\": 7}}}";
+    const NeighborReply reply{neighbors(1).payload};
+    ASSERT_EQ(reply.peers.size(), 1U);
+    EXPECT_EQ(reply.peers[0].peer.remote_as, 7U);
+}
+
+TEST_F(FrrQueryTest, ANumberThatARecordDoesNotHoldIsTheLargestOrNone) {
+    answers[neighbors_command].text =
+        R"({"default": {"192.0.2.7": {"remoteAs": 4294967296, "localAs": -1}}})";
+    const NeighborReply reply{neighbors(1).payload};
+    ASSERT_EQ(reply.peers.size(), 1U);
+    EXPECT_EQ(reply.peers[0].peer.remote_as, 4294967295U);
+    EXPECT_EQ(reply.peers[0].peer.local_as, 0U);
+}
+
+// Calls `use` with the document for each value in it in turn: once without it, and once for each
+// other thing that it may be.
+void change_each(ordered_json &document, ordered_json &node, const std::function<void()> &use) {
+    const ordered_json others[] = {nullptr,
+                                   true,
+                                   -1,
+                                   1e300,
+                                   18446744073709551615U,
+                                   "text",
+                                   ordered_json::array(),
+                                   ordered_json::object(),
+                                   {{"a", {1}}}};
+    for (const ordered_json &other : others) {
+        const ordered_json before = std::exchange(node, other);
+        use();
+        node = before;
+    }
+    if (!node.is_structured()) {
+        return;
+    }
+    for (auto &item : node.items()) {
+        change_each(document, item.value(), use);
+    }
+    const ordered_json whole = node;
+    for (const auto &item : whole.items()) {
+        if (node.is_object()) {
+            node.erase(item.key());
+            use();
+            node = whole;
+        }
+    }
+}
+
+class OddAnswerTest : public FrrQueryTest, public testing::WithParamInterface<const char *> {};
+
+TEST_P(OddAnswerTest, IsNoReasonForAnOddReply) {
+    std::string &text = answers.at(GetParam()).text;
+    ordered_json document = ordered_json::parse(text);
+    std::size_t changes = 0;
+    change_each(document, document, [&] {
+        text = document.dump();
+        // Each of these fails the test when counts and size do not agree.
+        if (GetParam() == std::string{summary_command}) {
+            SummaryReply{summary().payload};
+        } else if (GetParam() == std::string{neighbors_command}) {
+            NeighborReply{neighbors(1).payload};
+        } else if (GetParam() == std::string{ipv4_command}) {
+            InfoReply{all_info().payload};
+        } else if (GetParam() == std::string{evpn_command}) {
+            EvpnReply{evpn(all_types).payload};
+        } else {
+            EXPECT_EQ(clear("", 1).payload, "");
+        }
+        ++changes;
+    });
+    EXPECT_GT(changes, 100U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, OddAnswerTest,
+                         testing::Values(summary_command, neighbors_command, ipv4_command,
+                                         evpn_command, vrfs_command));
+
+} // namespace

@@ -1,0 +1,281 @@
+// Queries about a bgpd that has a neighbour.
+#include "client.h"
+#include "daemon.h"
+#include "frr/frr_backend.h"
+#include "frr/queries.h"
+#include "plugin_public.h"
+#include "query_replies.h"
+#include "records.h"
+#include "server.h"
+#include "speaker.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+using configd::Message;
+using configd::QueryResult;
+using configd::frr::FrrBackend;
+using configd::frr::Vty;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// What every speaker needs to be there at once and to take routes over the loopback address.
+Lines instance(std::uint32_t as, const char *router_id) {
+    return {fmt::format("router bgp {}", as),
+            fmt::format("bgp router-id {}", router_id),
+            "bgp allow-martian-nexthop",
+            "no bgp ebgp-requires-policy",
+            "no bgp network import-check",
+            "coalesce-time 0",
+            "timers bgp 1 3"};
+}
+
+Message summary_query() {
+    return message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{});
+}
+
+Message neighbor_query() {
+    bgp_rpc_ip_bgp_neighbor_input query{};
+    query.all = 1;
+    return message_with(BGP_SUB_RPC_IP_BGP_NEIGHBOR, query);
+}
+
+Message info_query() {
+    bgp_rpc_ip_bgp_info_input query{};
+    query.all = 1;
+    return message_with(BGP_SUB_RPC_IP_BGP_INFO, query);
+}
+
+Message clear_query(std::uint32_t reconfig_type) {
+    bgp_rpc_clear_ip_bgp_input query{};
+    query.clear_all = 1;
+    query.reconfig_type = reconfig_type;
+    return message_with(BGP_SUB_RPC_CLEAR_IP_BGP, query);
+}
+
+// A speaker of AS 65001 that is asked, and one of AS 65002 that dials in and announces.
+class SpeakerPairTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        REQUIRE_BGPD();
+        asked.emplace();
+        peer.emplace("127.0.0.2");
+        asked->configure(with(instance(65001, "192.0.2.1"),
+                              {"neighbor 127.0.0.2 remote-as 65002", "neighbor 127.0.0.2 passive",
+                               "address-family l2vpn evpn", "neighbor 127.0.0.2 activate"}));
+        peer->configure(with(instance(65002, "192.0.2.2"),
+                             {"neighbor 127.0.0.1 remote-as 65001",
+                              fmt::format("neighbor 127.0.0.1 port {}", Speaker::port),
+                              "neighbor 127.0.0.1 update-source 127.0.0.2",
+                              "neighbor 127.0.0.1 timers connect 1", "address-family l2vpn evpn",
+                              "neighbor 127.0.0.1 activate"}));
+        backend.emplace(asked->vty_socket(), Lines{});
+    }
+
+    static Lines with(Lines lines, const Lines &more) {
+        lines.insert(lines.end(), more.begin(), more.end());
+        return lines;
+    }
+
+    void announce(const Lines &lines) { peer->configure(with({"router bgp 65002"}, lines)); }
+
+    // Queries until the reply is as wished: sessions and routes take their time.
+    template <typename Reply, typename IsWished>
+    Reply wait_for(const Message &query, IsWished is_wished) {
+        using namespace std::chrono_literals;
+        const auto limit = std::chrono::steady_clock::now() + 60s;
+        while (true) {
+            const QueryResult result = backend->query(query);
+            EXPECT_EQ(result.res_value, 0) << result.note;
+            Reply reply{result.payload};
+            if (is_wished(reply) || std::chrono::steady_clock::now() > limit) {
+                return reply;
+            }
+            std::this_thread::sleep_for(10ms);
+        }
+    }
+
+    NeighborReply wait_for_session(std::uint32_t number = 1) {
+        return wait_for<NeighborReply>(neighbor_query(), [=](const NeighborReply &reply) {
+            return !reply.peers.empty() &&
+                   reply.peers[0].peer.state == std::string{"Established"} &&
+                   reply.peers[0].peer.connection_established >= number;
+        });
+    }
+
+    // Until the last of this many networks has a best path.
+    InfoReply wait_for_networks(std::size_t number) {
+        return wait_for<InfoReply>(info_query(), [=](const InfoReply &reply) {
+            return reply.networks.size() >= number &&
+                   reply.networks.back().next_hops.at(0).select_flag == 1;
+        });
+    }
+
+    std::optional<Speaker> asked, peer;
+    std::optional<FrrBackend> backend;
+};
+
+TEST_F(SpeakerPairTest, SummaryNeighboursAndRoutesShowTheSession) {
+    announce({"network 198.51.100.0/24", "network 203.0.113.0/25"});
+    wait_for_session();
+    const InfoReply info = wait_for_networks(2);
+    ASSERT_EQ(info.networks.size(), 2U);
+    EXPECT_STREQ(info.table.router_id, "192.0.2.1");
+    EXPECT_STREQ(info.networks[1].entry.network, "203.0.113.0");
+    EXPECT_EQ(info.networks[1].entry.mask_len, 25);
+    const auto next_hop = info.networks[1].next_hops.at(0);
+    EXPECT_STREQ(next_hop.nexthop, "127.0.0.2");
+    EXPECT_STREQ(next_hop.path, "65002 i");
+    EXPECT_EQ(next_hop.valid_flag, 1);
+    EXPECT_EQ(next_hop.select_flag, 1);
+    EXPECT_EQ(next_hop.source_type, 0);
+
+    const SummaryReply summary{backend->query(summary_query()).payload};
+    EXPECT_STREQ(summary.instance.as, "65001");
+    EXPECT_GT(summary.instance.as_path_number, 0U);
+    ASSERT_EQ(summary.entries.size(), 1U);
+    EXPECT_STREQ(summary.entries[0].neighbor, "127.0.0.2");
+    EXPECT_STREQ(summary.entries[0].AS, "65002");
+    EXPECT_STREQ(summary.entries[0].state_pfxrcd, "2");
+
+    const NeighborReply neighbors{backend->query(neighbor_query()).payload};
+    ASSERT_EQ(neighbors.peers.size(), 1U);
+    const auto &[neighbor, families] = neighbors.peers[0];
+    EXPECT_STREQ(neighbor.remote_router_id, "192.0.2.2");
+    EXPECT_EQ(neighbor.remote_as, 65002U);
+    EXPECT_EQ(neighbor.home_time, 3U);
+    EXPECT_EQ(neighbor.interval, 1U);
+    EXPECT_GT(neighbor.messages_in, 0U);
+    ASSERT_EQ(families.size(), 2U);
+    EXPECT_EQ(families[0].prefix_accepted_statis, 2U);
+    EXPECT_EQ(families[1].address_family.afi, 3U);
+}
+
+TEST_F(SpeakerPairTest, EvpnShowsATypeFiveRouteOfTheNeighbour) {
+    announce({"address-family l2vpn evpn",
+              "network 10.9.0.0/16 rd 192.0.2.2:5 ethtag 0 label 500 esi "
+              "00:00:00:00:00:00:00:00:00:00 gwip 0.0.0.0 routermac 02:00:00:00:00:05"});
+    const Message query = message_with(BGP_SUB_RPC_IP_BGP_EVPN, bgp_rpc_ip_bgp_evpn{5, {}});
+    const auto reply = wait_for<EvpnReply>(query, [](const EvpnReply &routes) {
+        return testing::Value(routes.texts, Contains("best"));
+    });
+    EXPECT_THAT(reply.texts,
+                ElementsAre("192.0.2.2:5", "[5]:[0]:[16]:[10.9.0.0]", "valid", "best", "other",
+                            "Rmac:02:00:00:00:00:05", "8001", "0.0.0.0", "0 0 0", "65002 i"));
+}
+
+TEST_F(SpeakerPairTest, ClearResetsTheSessionOfBoth) {
+    wait_for_session();
+    EXPECT_EQ(backend->query(clear_query(0)).res_value, 0);
+    EXPECT_EQ(wait_for_session(2).peers.at(0).peer.connection_dropped, 1U);
+    EXPECT_THAT(peer->ask("show bgp neighbors 127.0.0.1 json").text,
+                HasSubstr("\"connectionsDropped\":1"));
+}
+
+TEST_F(SpeakerPairTest, InboundClearKeepsTheSessionAndAsksForTheRoutesAnew) {
+    wait_for_session();
+    EXPECT_EQ(backend->query(clear_query(1)).res_value, 0);
+    const auto reply = wait_for<NeighborReply>(neighbor_query(), [](const NeighborReply &all) {
+        return all.peers.at(0).peer.refresh_out > 0;
+    });
+    EXPECT_GT(reply.peers.at(0).peer.refresh_out, 0U);
+    EXPECT_EQ(reply.peers.at(0).peer.connection_dropped, 0U);
+}
+
+TEST_F(SpeakerPairTest, QueriesDuringAnAbsenceFailAndAnswerAgainAfterwards) {
+    asked->stop();
+    EXPECT_EQ(backend->query(summary_query()).res_value, SR_ERR_SOCKET_FAILED);
+    asked->start();
+    EXPECT_EQ(backend->query(summary_query()).res_value, 0);
+}
+
+// A backend whose first route query goes on only once another query was answered.
+class HeldBackend : public configd::Backend {
+  public:
+    explicit HeldBackend(std::string vty_socket) : vty_socket_{std::move(vty_socket)} {}
+
+    configd::ApplyResult apply(const Message & /*message*/) override { return {0}; }
+    nlohmann::ordered_json configuration() const override { return {}; }
+    bool is_slow() const override { return true; }
+
+    QueryResult query(const Message &message) override {
+        Vty vty{vty_socket_};
+        return configd::frr::answer_query(message, [&](const std::string &command) {
+            auto answer = vty.ask(command);
+            if (message.sub_mod == BGP_SUB_RPC_IP_BGP_INFO) {
+                at_work.set_value();
+                go_on.get_future().wait();
+            }
+            return answer;
+        });
+    }
+
+    std::promise<void> at_work, go_on;
+
+  private:
+    std::string vty_socket_;
+};
+
+// The whole reply to the query.
+std::string reply_to(Client &client, const Message &query) {
+    client.send(query.bytes);
+    std::string reply = client.receive(configd::header_size);
+    netconf_data_struc header{};
+    std::memcpy(&header, reply.data(), configd::header_size);
+    return reply + client.receive(static_cast<std::size_t>(header.dataLen) - reply.size());
+}
+
+TEST_F(SpeakerPairTest, AnswersOthersWhileItAnswersWith50000Routes) {
+    constexpr std::size_t number = 50'000;
+    Lines networks;
+    for (std::size_t i = 0; i < number; ++i) {
+        networks.push_back(
+            fmt::format("network 100.{}.{}.{}/32", 64 + (i >> 16), i >> 8 & 0xFF, i & 0xFF));
+    }
+    announce(networks);
+    wait_for<SummaryReply>(summary_query(), [&](const SummaryReply &reply) {
+        return reply.entries.at(0).state_pfxrcd == std::to_string(number);
+    });
+
+    HeldBackend held{asked->vty_socket()};
+    std::ostringstream out;
+    configd::Log log{out, configd::LogFormat::None};
+    configd::Daemon daemon{held, log};
+    configd::Server server{daemon, 0};
+    const RunningServer running{server};
+    Client routes{server.port()};
+    routes.send(info_query().bytes);
+    held.at_work.get_future().wait();
+
+    Client other{server.port()};
+    EXPECT_EQ(other.ask(as_message(1, 65001)), 0);
+    EXPECT_EQ(
+        SummaryReply{reply_to(other, summary_query()).substr(configd::header_size)}.entries.size(),
+        1U);
+
+    held.go_on.set_value();
+    const std::string header = routes.receive(configd::header_size);
+    netconf_data_struc values{};
+    std::memcpy(&values, header.data(), configd::header_size);
+    const InfoReply reply{
+        routes.receive(static_cast<std::size_t>(values.dataLen) - configd::header_size)};
+    EXPECT_EQ(reply.networks.size(), number);
+    EXPECT_EQ(reply.next_hop_count, number);
+    EXPECT_STREQ(reply.networks.back().entry.network, "100.64.195.79");
+}
+
+} // namespace
