@@ -52,9 +52,9 @@ coverage: setup
 	scripts/install-dependencies --for-tests
 	scripts/coverage
 
-# Random edits and calls by several clients for MINUTES, daemon and datastore compared after each.
+# Random edits and calls for MINUTES, 30 without it; SEED=n repeats the edits of a run.
 soak: build
-	build/release/tests/soak/bgp_soak --minutes $(or $(MINUTES),30)
+	build/release/tests/soak/bgp_soak --minutes $(or $(MINUTES),30) $(if $(SEED),--seed $(SEED))
 
 # Draws the documents' figures anew.
 figures: setup

@@ -180,6 +180,8 @@ Client::~Client() {
 void Client::end() {
     const pid_t ended = std::exchange(pid_, 0);
     int status = 0;
+    // Clients forked later have a copy of this end: closing it here alone would not be seen.
+    shutdown(socket_, SHUT_RDWR);
     close(socket_);
     waitpid(ended, &status, 0);
     if (status != 0) {

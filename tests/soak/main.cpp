@@ -184,6 +184,7 @@ class Soak {
     std::size_t set_ = 0;
     std::size_t removed_ = 0;
     std::size_t largest_ = 0;
+    double longest_edit_ = 0; // seconds
     Differences differences_;
     std::size_t unexpected_ = 0;
     Use host_start_, daemon_start_, host_end_, daemon_end_;
@@ -243,7 +244,9 @@ std::string Soak::compare() {
 // One edit by one of the clients, what came of it, and a query about that.
 std::string Soak::step() {
     const Edit edit = maker_.next(expected_);
+    const double asked = elapsed();
     const Outcome outcome = any_client().edit(edit.changes);
+    longest_edit_ = std::max(longest_edit_, elapsed() - asked);
     const bool is_made = outcome.code == SR_ERR_OK;
     std::string problem;
     if (is_made) {
@@ -311,6 +314,7 @@ void Soak::print_report() const {
     fmt::print("{:<44}{:>12}\n", "  settings given by them", set_);
     fmt::print("{:<44}{:>12}\n", "  settings deleted by them", removed_);
     fmt::print("{:<44}{:>12}\n", "  most settings held at once", largest_);
+    fmt::print("{:<44}{:>12.2f} s\n", "  longest time that one took", longest_edit_);
     fmt::print("{:<44}{:>12}\n", "edits refused as they must be", refused_ - unexpected_);
     fmt::print("{:<44}{:>12}   {:.1f}/s\n", "queries", queries, per_second(queries));
     fmt::print("{:<44}{:>12}\n", "  refused as they must be", tally_.refused_queries.load());
