@@ -1,5 +1,6 @@
 #include "datastore.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -153,13 +154,31 @@ Host::~Host() {
         return;
     }
     if (is_alive()) {
-        EXPECT_EQ(terminate(), 0);
+        const int exit_code = terminate();
+        EXPECT_EQ(exit_code == 0, expected_report_.empty()) << exit_code;
     }
+    if (expected_report_.empty()) {
+        EXPECT_EQ(reports(), "");
+    } else {
+        EXPECT_THAT(reports(), testing::HasSubstr(expected_report_));
+    }
+}
+
+std::string Host::reports() const {
+    std::string text;
     for (const auto &file : fs::directory_iterator(reports_.parent_path())) {
         if (file.path().stem() == reports_.filename()) {
             std::ifstream report(file.path());
-            ADD_FAILURE() << std::string{std::istreambuf_iterator<char>(report), {}};
+            text.append(std::istreambuf_iterator<char>(report), {});
         }
+    }
+    return text;
+}
+
+void Host::expect_leak(std::size_t bytes, std::size_t allocations) {
+    if (is_sanitized()) {
+        expected_report_ = "SUMMARY: AddressSanitizer: " + std::to_string(bytes) +
+                           " byte(s) leaked in " + std::to_string(allocations) + " allocation(s).";
     }
 }
 
