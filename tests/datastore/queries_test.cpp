@@ -84,8 +84,6 @@ TEST_F(QueriesOnDatastore, SummaryWithAllItsInputs) {
 }
 
 TEST_F(QueriesOnDatastore, SummaryWithoutNeighboursIsEmpty) {
-    // sysrepo frees as many values as it is told of: none of the six.
-    host.expect_leak(6 * sizeof(sr_val_t), 1);
     query_of(21, summary_payload(0), rpc("ip-bgp-summary"));
     EXPECT_THAT(outcome.output, Not(HasSubstr("<neighbors>")));
 }
@@ -237,24 +235,28 @@ class Client {
     sr_session_ctx_t *session_ = nullptr;
 };
 
-TEST_F(QueriesOnDatastore, TenThousandQueriesLeaveMemoryAndDescriptorsWhereTheyWere) {
+class ManyQueriesOnDatastore : public QueriesOnDatastore,
+                               public testing::WithParamInterface<std::uint32_t> {};
+INSTANTIATE_TEST_SUITE_P(Neighbors, ManyQueriesOnDatastore, testing::Values(0U, 10U));
+
+TEST_P(ManyQueriesOnDatastore, LeaveMemoryAndDescriptorsWhereTheyWere) {
     if (Host::is_sanitized()) {
         GTEST_SKIP() << "the sanitizers keep what was freed, and find leaks themselves";
     }
     // Every call that fails after its first values would leave these behind, an
     // unknown address family's; the calls here all succeed.
-    daemon.answer_otherwise(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(10)});
+    daemon.answer_otherwise(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(GetParam())});
     Client client;
     const auto call = [&](int times) {
         for (int i = 0; i < times; ++i) {
-            ASSERT_GT(client.call("/orv_bgp:ip-bgp-summary"), 96U);
+            ASSERT_GE(client.call("/orv_bgp:ip-bgp-summary"), 9U * GetParam());
             daemon.take_messages();
         }
     };
     call(100);
     const long memory = host.process().resident();
     const std::size_t descriptors = host.descriptors();
-    call(10000);
+    call(5000);
     EXPECT_EQ(host.descriptors(), descriptors);
     EXPECT_LT(host.process().resident() - memory, 128) << "KiB of growth";
 }

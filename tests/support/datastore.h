@@ -79,10 +79,6 @@ class Host {
     // signal's number negated.
     int terminate();
 
-    // What the sanitizers are to report at its end, because sysrepo itself leaves
-    // it behind: so many bytes in so many allocations, and nothing else.
-    void expect_leak(std::size_t bytes, std::size_t allocations);
-
     // Whether it is running.
     bool is_alive() const;
 
@@ -95,10 +91,10 @@ class Host {
     const Process &process() const { return *process_; }
 
   private:
+    // What the sanitizers have found.
     std::string reports() const;
 
     std::filesystem::path reports_; // files whose name starts so
-    std::string expected_report_;
     std::unique_ptr<Process> process_;
 };
 

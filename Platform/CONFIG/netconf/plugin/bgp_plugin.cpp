@@ -2079,6 +2079,11 @@ int answer_query(const char *function, Query &query, int sub_mod, ReplyParser pa
     debug.print("[%s]reply_buf = %p\n", function, static_cast<void *>(reply));
     const int rc = parse == nullptr ? int{SR_ERR_OK} : parse(output, output_cnt, reply);
     debug.print("[%s]rc = %d\n", function, rc);
+    // sysrepo frees as many values as it is told of: an array for none would stay.
+    if (parse != nullptr && rc == SR_ERR_OK && *output_cnt == 0) {
+        std::free(*output);
+        *output = nullptr;
+    }
     return rc;
 }
 
