@@ -104,7 +104,7 @@ class Work {
         const Outcome outcome = session().call(query.rpc, query.inputs, answer);
         ++tally_.queries;
         tally_.refused_queries += outcome.code == SR_ERR_OK ? 0U : 1U;
-        if ((outcome.code == SR_ERR_OK) != query.refusal.empty()) {
+        if (outcome.code != expected_code(query.refusal)) {
             throw std::runtime_error(fmt::format("{}: {} ({}); {}", description(query),
                                                  sr_strerror(outcome.code), outcome.message,
                                                  query.refusal));

@@ -44,11 +44,17 @@ struct Change {
     std::string value;
 };
 
-// What came of an edit or a call: sysrepo's code and, of a refusal, its message.
+// What came of an edit or a call: sysrepo's code and, of a failure, its message.
 struct Outcome {
     int code;
     std::string message;
 };
+
+// The code to be expected with a reason to refuse, or with none: a refusal is a callback's, any
+// other failure is not expected.
+inline int expected_code(const std::string &refusal) {
+    return refusal.empty() ? int{SR_ERR_OK} : int{SR_ERR_CALLBACK_FAILED};
+}
 
 // An input of a call: the leaf's name, its type and its value.
 struct Input {
