@@ -189,7 +189,7 @@ void change(benchmark::State &state, const Workload &workload, std::size_t count
 
 const bool registered = [] {
     for (const Workload &workload : workloads) {
-        for (const std::size_t count : {100, 1000, 10000, 100000}) {
+        for (const std::size_t count : {100U, 1000U, 10000U, 100000U}) {
             const std::string name =
                 std::string("change/") + workload.name + "/" + std::to_string(count) + " changes";
             benchmark::RegisterBenchmark(name.c_str(), change, workload, count)->UseManualTime();
