@@ -722,6 +722,16 @@ Seeds family_seeds() {
             .change(created, redistribute_process, text_value("7"))
             .change(created, network_route_map, text_value("map"),
                     {usual, usual, key_of(fuzz::KeyIs::missing)});
+    const std::string path = "/orv_bgp:router-bgp/bgp-address-family/address-family"
+                             "[afi='AFI_IP'][safi='SAFI_UNICAST']"
+                             "/bgp-family-networks/family-network[prefix='a'][other='']/route-map";
+    const auto lengthened = [&](std::size_t length) {
+        return wrong(fuzz::Wrong::lengthened, static_cast<std::uint32_t>(length - path.size()));
+    };
+    seeds["path_fills_its_buffer"] =
+        edit().change(created, network_route_map, text_value("map"), {}, lengthened(999));
+    seeds["path_is_a_byte_longer_than_its_buffer"] =
+        edit().change(created, network_route_map, text_value("map"), {}, lengthened(1000));
     seeds["route_map_is_too_long"] = edit().change(created, network_route_map, long_value(258));
     seeds["process_is_too_long"] =
         edit().change(created, redistribute_route_map, text_value("map"),
