@@ -27,7 +27,6 @@ using namespace settings;
 namespace {
 
 constexpr const char *vrfs_line = "show bgp vrfs json";
-constexpr const char *running_line = "show running-config";
 
 // Answers lines as it is told, all others with 0 and no text.
 struct ScriptedVty {
