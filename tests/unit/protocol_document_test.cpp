@@ -268,7 +268,12 @@ TEST_F(ReplyExample, EvpnPublishesWhatStandsBelowIt) {
 std::set<std::string> table_rows() {
     std::set<std::string> rows;
     std::string record;
+    bool code = false;
     for (const std::string &line : document()) {
+        code = code != (line.rfind("```", 0) == 0);
+        if (code) {
+            continue;
+        }
         if (line.rfind('`', 0) == 0 && line.find(" bytes:") != std::string::npos) {
             record = line.substr(1, line.find('`', 1) - 1);
         } else if (line.rfind('#', 0) == 0) {
