@@ -164,6 +164,7 @@ class Example : public HeldConfiguration, public testing::WithParamInterface<con
             }
         }
         EXPECT_FALSE(stems.empty()) << directory;
+        std::sort(stems.begin(), stems.end());
         return stems;
     }
     static std::string called(const std::string &file, const std::string &format) {
