@@ -4,6 +4,7 @@
 #include "log.h"
 #include "memory_backend.h"
 #include "server.h"
+#include "state.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -111,7 +112,7 @@ class HeldConfiguration : public testing::Test {
 
     Datastore datastore;
     std::ostringstream lines;
-    configd::MemoryBackend backend;
+    configd::MemoryBackend backend{configd::load_state(ORV_BGP_EXAMPLES "/state.json")};
     configd::Log log{lines, configd::LogFormat::None};
     configd::Daemon daemon{backend, log};
     configd::Server server{daemon};
