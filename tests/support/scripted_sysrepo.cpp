@@ -205,7 +205,7 @@ int sr_get_item(sr_session_ctx_t * /*session*/, const char *path, uint32_t timeo
                 sr_val_t **value) {
     sysrepo().item_paths.emplace_back(path);
     sysrepo().item_timeouts.push_back(timeout_ms);
-    if (sysrepo().item_result != SR_ERR_OK) {
+    if (sysrepo().item_result != SR_ERR_OK || sysrepo().item_is_null) {
         return sysrepo().item_result;
     }
     const auto item = sysrepo().items.find(path);

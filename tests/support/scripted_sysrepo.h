@@ -68,6 +68,7 @@ struct Sysrepo {
     std::vector<Change> changes;
     std::map<std::string, Value> items;   // what sr_get_item finds
     int item_result = SR_ERR_OK;          // of sr_get_item, when it is not SR_ERR_OK
+    bool item_is_null = false;            // sr_get_item succeeds without a value
     int open_result = SR_ERR_OK;          // of sr_get_changes_iter
     std::size_t next_fails_at = SIZE_MAX; // this call of sr_get_change_next, from 0 ...
     int next_result = SR_ERR_OK;          // ... returns this

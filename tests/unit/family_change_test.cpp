@@ -951,6 +951,29 @@ TEST_P(FamilyParser, MissingKeyIsAnErrorAfterHeadAndLengthHaveBeenWritten) {
     }
 }
 
+TEST_P(FamilyParser, ValueWithoutAPathHasNoKey) {
+    for (const FamilyList *list : kind().lists()) {
+        const CapturedOutput output;
+        EXPECT_EQ(parse(*list, SR_OP_CREATED, {std::nullopt, SR_LEAF_EMPTY_T, std::nullopt, 0},
+                        list->leaves[0].node),
+                  SR_ERR_INTERNAL);
+        EXPECT_EQ(buffer_, head(*list, 1).bytes()) << list->parser;
+        EXPECT_EQ(output.text(), list->keys[0].missing);
+    }
+}
+
+TEST_P(FamilyParser, PathOfTwoKeysThatDoesNotFitItsWorkingCopyIsRefused) {
+    const FamilyList &list = kind().redistribute;
+    const char *node = list.leaves[0].node;
+    const std::string path = entry(list).path(node);
+    const std::string too_long = path + std::string(1000 - path.size(), 'x');
+    const CapturedOutput output;
+    EXPECT_EQ(parse(list, SR_OP_CREATED, scripted::text(too_long, "map"), node),
+              SR_ERR_INVALID_VALUE);
+    EXPECT_EQ(buffer_, head(list, 1).bytes());
+    expect_one_line(output.text(), {"1000", "999"});
+}
+
 TEST_P(FamilyParser, TextThatDoesNotFitLeavesItsFieldAsItWas) {
     for (const FamilyList *list : kind().lists()) {
         for (const Leaf &leaf : list->leaves) {

@@ -149,6 +149,13 @@ TEST_F(Helpers, AnyReadErrorMeansThatNoAsIsConfigured) {
     }
 }
 
+TEST_F(Helpers, SuccessWithoutAValueMeansThatNoAsIsConfigured) {
+    sysrepo().item_is_null = true;
+    std::uint32_t as = 7;
+    EXPECT_EQ(ip_bgp_check_bgp_as_config_exist(scripted::session(), &as), SR_ERR_NOT_FOUND);
+    EXPECT_EQ(as, 7U);
+}
+
 TEST_F(Helpers, AsOfZeroMeansThatNoAsIsConfigured) {
     sysrepo().items.emplace("/orv_bgp:router-bgp/as",
                             scripted::number("/orv_bgp:router-bgp/as", 0));

@@ -298,6 +298,13 @@ TEST_F(HostileReply, NextHopsBeyondTheTotalAreAcceptedWhileTheirValuesHaveRoom) 
     expect_refused(info, Reply(info.sub_mod, info_of(4, 1, network_of(6) + repeated(hop, 6))));
 }
 
+TEST_F(HostileReply, NetworksWhoseRoomNextHopsBeyondTheTotalTookAreRefused) {
+    // The five values of a next hop fill the room of the five other networks.
+    const std::string hop = Record(support::next_hop_record).put("loc_prf", 1).bytes();
+    expect_refused(
+        info, Reply(info.sub_mod, info_of(0, 6, network_of(1) + hop + repeated(network_of(0), 5))));
+}
+
 TEST_F(HostileReply, NeighborsThatHaveMoreValuesThanTheLengthTellsAreRefused) {
     for (std::uint32_t families = 1; families < 5; ++families) {
         const std::string payload =

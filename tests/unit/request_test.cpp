@@ -381,6 +381,17 @@ TEST_F(Request, MissingArgumentIsRefused) {
     expect_nothing_sent();
 }
 
+TEST_F(Request, NeighborInputThatIsCountedButMissingAsksForNothingInParticular) {
+    daemon.answer_next(empty_reply(neighbor));
+    Values output;
+    EXPECT_EQ(
+        call_with(neighbor, scripted::session(), neighbor.path, nullptr, 1, SR_EV_RPC, output),
+        SR_ERR_OK);
+    const auto messages = daemon.take_messages();
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(messages[0].payload(), Record(neighbor_query).bytes());
+}
+
 TEST_F(Request, EveryEventButAnRpcIsRefused) {
     for (const Rpc *rpc : rpcs) {
         for (const sr_event_t event : other_events) {
