@@ -12,12 +12,10 @@ build: setup
 run: build
 	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/release $(if $(KEEP),--keep)
 
-# Builds with g++ and with clang, then runs every test; those of the plug-in and
-# the daemon also under clang's sanitizers, the unit tests also under those of
-# g++, on emulated big-endian targets and under valgrind.
+# Builds with g++ and, under its sanitizers, with clang, then runs every test; the
+# unit tests also under the sanitizers of g++, on emulated big-endian targets and
+# under valgrind.
 test: build
-	cmake --preset clang
-	cmake --build --preset clang --target orv_bgp_plugin bgp_configd
 	cmake --preset sanitize
 	cmake --build --preset sanitize
 	ctest --preset sanitize
