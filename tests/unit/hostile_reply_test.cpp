@@ -1,6 +1,7 @@
 // Replies whose counts and texts are not what they should be, and replies as
 // chance makes them.
 #include "expected_values.h"
+#include "random_rounds.h"
 
 #include <gmock/gmock.h>
 
@@ -606,7 +607,7 @@ struct Source {
 
 class RandomReply : public HostileReply, public testing::WithParamInterface<Source> {
   protected:
-    static constexpr int rounds = 2000;
+    const int rounds = support::random_rounds(2000);
 
     // That the call did what it is to do with a reply that it did not refuse.
     static void expect_as_expected(const Values &values, std::size_t before,
