@@ -77,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Configuration, LooksBeforeItEntersAnInstance) {
     ScriptedVty vty{{{vrfs_line, {R"({"vrfs":{}})", 0}}}};
     EXPECT_EQ(vty.apply(router_id_message(set, as, "1.1.1.1")).code, SR_ERR_CONFIG_FAILED);
-    EXPECT_THAT(vty.lines, ElementsAre("end", vrfs_line));
+    EXPECT_THAT(vty.lines, ElementsAre(vrfs_line));
 }
 
 TEST(Configuration, TakesNoSenseInTheVrfsForNoInstance) {
@@ -92,10 +92,9 @@ TEST(Configuration, TakesNoSenseInTheVrfsForNoInstance) {
 TEST(Configuration, EntersALineWhereItBelongs) {
     ScriptedVty vty = running_bgpd();
     EXPECT_EQ(vty.apply(redistribute(set, "ospf", "3", "MAP")).code, 0);
-    EXPECT_THAT(vty.lines,
-                ElementsAre("end", vrfs_line, "end", "configure terminal", "router bgp 100",
-                            "address-family ipv4 unicast", "no redistribute ospf 3",
-                            "redistribute ospf 3 route-map MAP"));
+    EXPECT_THAT(vty.lines, ElementsAre(vrfs_line, "configure terminal", "router bgp 100",
+                                       "address-family ipv4 unicast", "no redistribute ospf 3",
+                                       "redistribute ospf 3 route-map MAP"));
 }
 
 TEST(Configuration, CreatesAnInstanceWithItsBaselineAndLines) {
@@ -106,7 +105,7 @@ TEST(Configuration, CreatesAnInstanceWithItsBaselineAndLines) {
                                 },
                                 {"timers bgp 1 3"}};
     EXPECT_EQ(configuration.apply(as_message(set, as)).code, 0);
-    EXPECT_THAT(lines, ElementsAre("end", vrfs_line, "end", "configure terminal", "router bgp 100",
+    EXPECT_THAT(lines, ElementsAre(vrfs_line, "end", "configure terminal", "router bgp 100",
                                    "no bgp ebgp-requires-policy", "no bgp network import-check",
                                    "no bgp default ipv4-unicast", "timers bgp 1 3", "end",
                                    "configure terminal", "router bgp 100"));

@@ -182,9 +182,8 @@ std::vector<Instance> Configuration::read_instances() {
 }
 
 // The names of the VRFs that have an instance; empty for the one outside VRFs. Looking comes
-// before entering an instance, which would create it.
+// before entering an instance, which would create it, in the terminal's first mode.
 std::set<std::string> Configuration::vrfs() {
-    run("end");
     const json answer = json::parse(run("show bgp vrfs json"), nullptr, false);
     const auto rows = answer.find("vrfs");
     std::set<std::string> names;
@@ -198,9 +197,9 @@ std::set<std::string> Configuration::vrfs() {
     return names;
 }
 
-// Enters an instance that is there. Returns false when it has another AS.
+// Enters an instance that is there, from the terminal's first mode. Returns false when it has
+// another AS.
 bool Configuration::enter(std::uint32_t as, const std::string &vrf) {
-    run("end");
     run("configure terminal");
     const std::string line = instance_line(as, vrf);
     const VtyAnswer answer = ask_(line);
@@ -232,6 +231,8 @@ void Configuration::create(std::uint32_t as, const std::string &vrf) {
         }
         throw;
     }
+    // A line may have led elsewhere.
+    run("end");
     enter(as, vrf);
 }
 
