@@ -100,7 +100,12 @@ TEST_F(TraceOnHost, ErrorsSayWhatIsWrong) {
     const Outcome not_loaded = trace(other.pid(), {"status"});
     EXPECT_EQ(not_loaded.exit_code, 1);
     EXPECT_THAT(not_loaded.output, HasSubstr("has not loaded orv_bgp_plugin.so"));
+}
 
+TEST_F(TraceOnHost, SeveralProcessesAskForOneToBeNamed) {
+    if (Host::is_sanitized()) {
+        GTEST_SKIP() << "a sanitized plug-in loads into the sanitized host alone";
+    }
     // Another process with the plug-in in it.
     const support::Process second(
         "env", {"LD_PRELOAD=" + (datastore.directory() / "plugins/orv_bgp_plugin.so").string(),
