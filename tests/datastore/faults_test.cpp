@@ -107,6 +107,7 @@ struct Fault {
     Steps after = {};             // the client's end
     std::string shown = {};       // to the client
     std::size_t sockets_lost = 0; // that stay open beside the configuration's connection
+    bool loses_values = false;    // the output values written so far, on purpose
 
     friend std::ostream &operator<<(std::ostream &stream, const Fault &fault) {
         return stream << fault.name;
@@ -779,13 +780,25 @@ std::vector<Fault> query_faults() {
          call(neighbor),
          Seen::failure,
          {"afi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"},
-         1},
+         1,
+         Edits::go_on,
+         {},
+         {},
+         {},
+         0,
+         /*loses_values=*/true},
         {"NeighborsWithAnUnknownSafi",
          scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(1, 3)}}),
          call(neighbor),
          Seen::failure,
          {"safi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"},
-         1},
+         1,
+         Edits::go_on,
+         {},
+         {},
+         {},
+         0,
+         /*loses_values=*/true},
 
         // What the plug-in does not ask the daemon.
         {"EvpnQueryWithoutInput",
@@ -1040,6 +1053,9 @@ std::vector<Row> Faults::table = {{"Fault", "Client saw", "Survived"}};
 
 TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
     const Fault &fault = GetParam();
+    if (fault.loses_values && Host::is_sanitized()) {
+        GTEST_SKIP() << "the values written before the fault stay behind, as they must";
+    }
     take(fault.before);
     ASSERT_FALSE(HasFatalFailure());
     stage.forget();
