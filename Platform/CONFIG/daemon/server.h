@@ -68,7 +68,7 @@ class Server {
     bool serve(Connection &connection);
     bool receive(Connection &connection);
     bool answer_received(Connection &connection);
-    bool send_answer(Connection &connection, Answer answer);
+    static bool send_answer(Connection &connection, Answer answer);
     void start(Connection &connection, Job job);
     void finish(int fd, std::uint64_t number, Answer answer);
     void settle(int fd, bool is_open);

@@ -9,9 +9,8 @@
 #include <cstdio>
 #include <cstring>
 
-// A host with a library that lacks it has to be able to load the plug-in all the same.
-extern "C" int sr_set_error(sr_session_ctx_t *session, const char *path, const char *format, ...)
-    __attribute__((weak));
+// A host whose library lacks it has to be able to load the plug-in all the same.
+#pragma weak sr_set_error
 
 // The reason in the making. A result code reaches the client as sysrepo's text for it, and for
 // the codes beyond sysrepo's own as "Unknown error": only a message says what was refused, by
