@@ -45,7 +45,8 @@ class Input {
     }
     // A byte that says how many follow, and those that are there of them.
     std::string bytes() {
-        const std::size_t size = std::min<std::size_t>(byte(), left());
+        const std::uint32_t announced = byte();
+        const std::size_t size = std::min<std::size_t>(announced, left());
         std::string taken(next_, next_ + size);
         next_ += size;
         return taken;
@@ -65,40 +66,6 @@ class Input {
 
     const std::uint8_t *next_;
     const std::uint8_t *end_;
-};
-
-// Writes an input that Input reads as the same.
-class InputBytes {
-  public:
-    InputBytes &byte(std::uint32_t value) {
-        bytes_ += static_cast<char>(value);
-        return *this;
-    }
-    InputBytes &half(std::uint32_t value) { return byte(value & 0xff).byte(value >> 8); }
-    InputBytes &number(std::uint32_t value) {
-        if (value < first_odd_number) {
-            return byte(value);
-        }
-        const auto *odd = std::find(std::begin(odd_numbers), std::end(odd_numbers), value);
-        if (odd != std::end(odd_numbers)) {
-            return byte(first_odd_number + static_cast<std::uint32_t>(odd - odd_numbers));
-        }
-        return byte(0xff).half(value & 0xffff).half(value >> 16);
-    }
-    // At most 255 bytes.
-    InputBytes &bytes(const std::string &value) {
-        byte(static_cast<std::uint32_t>(value.size()));
-        return plain(value);
-    }
-    InputBytes &plain(const std::string &value) {
-        bytes_ += value;
-        return *this;
-    }
-
-    const std::string &str() const { return bytes_; }
-
-  private:
-    std::string bytes_;
 };
 
 } // namespace fuzz
