@@ -242,14 +242,6 @@ class ReplyTest : public PluginTest {
         return output.text();
     }
 
-    // The behaviour that all parsers share; `payload` is one that has values.
-    void expect_missing_arguments_refused(const std::string &payload);
-    void expect_other_replies_refused(const std::string &payload, const std::string &trace,
-                                      const std::string &line);
-    void expect_dflt_untouched(const std::string &payload);
-    void expect_copies_of_their_own(const std::string &payload);
-    void expect_failed_copies_missing(const std::string &payload);
-
     const ReplyParser parser_;
     const int sub_mod_;
 };

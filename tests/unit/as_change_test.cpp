@@ -83,28 +83,6 @@ TEST_F(AsChange, EveryChangeIsSentByItselfInOrder) {
     EXPECT_EQ(g_bgp_id, 3U);
 }
 
-TEST_F(AsChange, LargestNumberTravelsWhole) {
-    EXPECT_EQ(change({created(as_leaf(4294967295U))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Payloads{record(1, 4294967295U)});
-    EXPECT_EQ(g_bgp_id, 4294967295U);
-}
-
-TEST_F(AsChange, DoneAndAbortDoNothing) {
-    for (const auto event : {SR_EV_DONE, SR_EV_ABORT}) {
-        EXPECT_EQ(change({created(as_leaf(65001))}, event), SR_ERR_OK);
-    }
-    EXPECT_EQ(sent(), Payloads{});
-    EXPECT_EQ(sysrepo().iterator_path, "");
-    EXPECT_EQ(g_bgp_id, 0U);
-}
-
-TEST_F(AsChange, EveryOtherEventDoesTheWork) {
-    for (const auto event : {SR_EV_UPDATE, SR_EV_CHANGE, SR_EV_ENABLED, SR_EV_RPC}) {
-        EXPECT_EQ(change({created(as_leaf(65001))}, event), SR_ERR_OK);
-        EXPECT_EQ(sent(), Payloads{record(1, 65001)});
-    }
-}
-
 TEST_F(AsChange, DaemonsRefusalIsTheResultAndLeavesTheInstanceAsItWas) {
     for (const int code : {1, 16, 17, 18, 19, 20, -1}) {
         g_bgp_id = 7;
@@ -115,81 +93,12 @@ TEST_F(AsChange, DaemonsRefusalIsTheResultAndLeavesTheInstanceAsItWas) {
     }
 }
 
-TEST_F(AsChange, DaemonsFiveIsSuccessAndLeavesTheInstanceAsItWas) {
-    g_bgp_id = 7;
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_FOUND});
-    EXPECT_EQ(change({created(as_leaf(65001)), created(as_leaf(65002))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Payloads{record(1, 65001)});
-    EXPECT_EQ(g_bgp_id, 7U);
-}
-
 TEST_F(AsChange, OtherNodesAreIgnored) {
     EXPECT_EQ(change({created(scripted::number("/orv_bgp:router-bgp/ass", 1)),
                       created(scripted::node("/orv_bgp:router-bgp/router", SR_CONTAINER_T)),
                       created(as_leaf(65001))}),
               SR_ERR_OK);
     EXPECT_EQ(sent(), Payloads{record(1, 65001)});
-}
-
-TEST_F(AsChange, NoChangesAreASuccess) {
-    EXPECT_EQ(change({}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Payloads{});
-}
-
-TEST_F(AsChange, IteratorThatCannotBeOpenedEndsTheCallWithItsCode) {
-    for (const int code : {SR_ERR_INTERNAL, SR_ERR_NOT_FOUND}) {
-        sysrepo().open_result = code;
-        const CapturedOutput output;
-        EXPECT_EQ(change({created(as_leaf(65001))}), code);
-        EXPECT_EQ(output.text(), "[bgp_config_as_change_cb][1378]Get change iter for xpath "
-                                 "/orv_bgp:router-bgp/as//. failed:" +
-                                     std::string(sr_strerror(code)) + "\n");
-    }
-    EXPECT_EQ(sent(), Payloads{});
-}
-
-TEST_F(AsChange, IteratorThatFailsOnTheWayEndsTheCallWithItsCode) {
-    sysrepo().next_fails_at = 1;
-    sysrepo().next_result = SR_ERR_NOMEM;
-    EXPECT_EQ(change({created(as_leaf(1)), created(as_leaf(2))}), SR_ERR_NOMEM);
-    EXPECT_EQ(sent(), Payloads{record(1, 1)});
-}
-
-TEST_F(AsChange, ChangeWithoutItsValueEndsTheCallAsASuccess) {
-    const CapturedOutput output;
-    EXPECT_EQ(change({{SR_OP_CREATED, as_leaf(1), std::nullopt}, created(as_leaf(2))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Payloads{});
-    EXPECT_THAT(output.text(), testing::MatchesRegex("choose value for oper 0 failed. "
-                                                     "old_value:0x[0-9a-f]+, new_value:.nil.\n"));
-}
-
-TEST_F(AsChange, PathWithoutANodeNameIsAnInternalError) {
-    const CapturedOutput output;
-    EXPECT_EQ(change({created(scripted::number("as", 1)), created(as_leaf(2))}), SR_ERR_INTERNAL);
-    EXPECT_EQ(sent(), Payloads{});
-    EXPECT_EQ(output.text(), "get node name from xpath as fail\n");
-}
-
-TEST_F(AsChange, ValueWithoutAPathIsAnInternalError) {
-    scripted::Value value = as_leaf(1);
-    value.xpath.reset();
-    const CapturedOutput output;
-    EXPECT_EQ(change({created(value)}), SR_ERR_INTERNAL);
-    EXPECT_EQ(output.text(), "get node name from xpath (null) fail\n");
-}
-
-TEST_F(AsChange, SubscriptionPathThatDoesNotFitIsRefused) {
-    const CapturedOutput output;
-    const std::string path = "/" + std::string(996, 'x');
-    EXPECT_EQ(bgp_config_as_change_cb(scripted::session(), "orv_bgp", path.c_str(), SR_EV_CHANGE, 1,
-                                      nullptr),
-              SR_ERR_INVALID_VALUE);
-    EXPECT_EQ(output.text(),
-              "path ..." + std::string(100, 'x') + " is 997 bytes long, the limit is 996\n");
-    EXPECT_EQ(bgp_config_as_change_cb(scripted::session(), "orv_bgp", path.substr(0, 996).c_str(),
-                                      SR_EV_CHANGE, 1, nullptr),
-              SR_ERR_OK);
-    EXPECT_EQ(sysrepo().iterator_path, path.substr(0, 996) + "//.");
 }
 
 // --- Traces ----------------------------------------------------------------------
@@ -238,19 +147,6 @@ TEST_F(AsChangeTrace, OfADaemonsFive) {
                                                  "\nchange cfg for bgp from xpath:"
                                                  "/orv_bgp:router-bgp/as  failed:Item not found"
                                                  "bgp-id change config over\n"));
-}
-
-TEST_F(AsChangeTrace, OfDoneNamesTheEventOnly) {
-    const CapturedOutput output;
-    change({created(as_leaf(1))}, SR_EV_DONE);
-    EXPECT_EQ(output.text(), "[bgp_config_as_change_cb][1369]event is 2,p_xpath is "
-                             "/orv_bgp:router-bgp/as,xpath is /orv_bgp:router-bgp/as//.\n");
-}
-
-TEST_F(AsChange, AcceptedChangePrintsNothingWithTheSwitchOff) {
-    const CapturedOutput output;
-    change({created(as_leaf(1))});
-    EXPECT_EQ(output.text(), "");
 }
 
 } // namespace

@@ -251,7 +251,7 @@ class Edits {
 class ChangeProperty : public support::PluginTest,
                        public testing::WithParamInterface<ModelledCallback> {
   protected:
-    const int edits_per_callback = support::random_rounds(3000);
+    const int edits_per_callback = support::random_rounds(6000);
 
     support::SentRecords sends;
 };

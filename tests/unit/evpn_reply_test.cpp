@@ -67,10 +67,6 @@ TEST_F(EvpnReply, EverythingOfARouteIsPublished) {
         }));
 }
 
-TEST_F(EvpnReply, RouteWithoutTextsAndNextHopsHasItsFlagsOnly) {
-    EXPECT_EQ(outputs(EvpnRoute{"[3]", 1, 1, 2}), flags_of("rd", "[3]"));
-}
-
 TEST_F(EvpnReply, WithoutDistinguishersTheCountIsSetToZero) {
     for (const std::size_t before : {std::size_t{0}, std::size_t{4}}) {
         for (const std::uint32_t announced : {0U, 5U}) {
@@ -80,36 +76,6 @@ TEST_F(EvpnReply, WithoutDistinguishersTheCountIsSetToZero) {
             EXPECT_EQ(values.written_count(), 0U);
         }
     }
-}
-
-TEST_F(EvpnReply, DistinguishersAndRoutesHaveNoValuesOfTheirOwn) {
-    EXPECT_EQ(outputs({EvpnDistinguisher{"first"}, EvpnDistinguisher{"second"}}), Outputs{});
-}
-
-TEST_F(EvpnReply, TreeIsWalkedInOrder) {
-    const EvpnRoute one = {"one", 1, 1, 2};
-    const EvpnRoute two = {"two", 1, 1, 2};
-    const EvpnRoute three = {"three", 1, 1, 2};
-    Outputs expected = flags_of("a", "one");
-    append(expected, flags_of("a", "two"));
-    append(expected, flags_of("c", "three"));
-    append(expected, flags_of("c", "one"));
-    EXPECT_EQ(outputs({{"a", {one, two}}, {"b"}, {"c", {three, one}}}), expected);
-}
-
-TEST_F(EvpnReply, NextHopsOfARouteFollowOneAnother) {
-    const EvpnNextHop other = {"fe80::1", 0, 0, 0, ""};
-    const Outputs found = outputs(EvpnRoute{"r", 1, 1, 2, {}, {}, {next_hop, other, next_hop}});
-    ASSERT_EQ(found.size(), 15U);
-    const std::string route = "/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher"
-                              "[route-distinguisher='rd']/list-evpn-route-brief[evpn-route='r']/";
-    const std::string entry = route + "list-nexthop-brief[nexthop-address='fe80::1']/";
-    EXPECT_EQ(Outputs(found.begin() + 7, found.begin() + 11),
-              (Outputs{{entry + "metric", SR_UINT32_T, "0"},
-                       {entry + "LocPrf", SR_UINT32_T, "0"},
-                       {entry + "Weight", SR_UINT32_T, "0"},
-                       {entry + "path", SR_STRING_T, ""}}));
-    EXPECT_EQ(found[14].xpath, route + "list-nexthop-brief[nexthop-address='10.0.0.2']/path");
 }
 
 TEST_F(EvpnReply, FlagsAreNamed) {
@@ -144,18 +110,6 @@ TEST_F(EvpnReply, PresenceOfATextIsNotItsLength) {
     }
 }
 
-TEST_F(EvpnReply, NumbersAreReadAtAnyOffset) {
-    for (std::size_t length = 0; length < 8; ++length) {
-        const std::string shift(length, 's');
-        const Outputs found = outputs(
-            {EvpnDistinguisher{shift, {{shift + "r", 1, 1, 2, {}, {}, {{shift, 1, 2, 3, "p"}}}}}});
-        ASSERT_EQ(found.size(), 7U);
-        EXPECT_EQ(found[3].value, "1");
-        EXPECT_EQ(found[4].value, "2");
-        EXPECT_EQ(found[5].value, "3");
-    }
-}
-
 TEST_F(EvpnReply, KeysAreNotEscapedAndMayBeEmpty) {
     EXPECT_EQ(outputs({EvpnDistinguisher{"it's [%s]/", {{"", 1, 1, 2}}}}),
               flags_of("it's [%s]/", ""));
@@ -174,12 +128,6 @@ TEST_F(EvpnReply, ArrayIsSizedOnceToTheCountInTheReply) {
             << "the count before is not added";
         EXPECT_EQ(values.size(), 9U) << "what was written counts, not what was announced";
     }
-}
-
-TEST_F(EvpnReply, ValuesBeforeTheCallAreWrittenOver) {
-    Values values(20);
-    EXPECT_EQ(parse(values, evpn_payload(20, {whole})), SR_ERR_OK);
-    EXPECT_EQ(values.outputs(), outputs({whole}));
 }
 
 TEST_F(EvpnReply, FailedResizingCarriesOnWithTheRoomThatThereIs) {
@@ -209,36 +157,6 @@ TEST_F(EvpnReply, FailedResizingWritesNothingToAMissingArray) {
     EXPECT_EQ(output.text(), "realloc failed\n");
     EXPECT_EQ(array, nullptr);
     EXPECT_EQ(count, 0U);
-}
-
-TEST_F(EvpnReply, LengthOfTheReplyIsNotLookedAt) {
-    for (const int length : {0, 16, 20, -1, INT_MIN, INT_MAX}) {
-        Values values;
-        EXPECT_EQ(parse(values, Reply(sub_mod_, evpn_payload(9, {whole})).length(length)),
-                  SR_ERR_OK);
-        EXPECT_EQ(values.outputs(), outputs({whole})) << length;
-    }
-}
-
-TEST_F(EvpnReply, DefaultFlagIsNotWritten) {
-    expect_dflt_untouched(evpn_payload(9, {whole}));
-}
-
-TEST_F(EvpnReply, PathsAndTextsAreCopiesOfTheirOwn) {
-    expect_copies_of_their_own(evpn_payload(18, {whole, whole}));
-}
-
-TEST_F(EvpnReply, CopiesThatFailAreMissing) {
-    expect_failed_copies_missing(evpn_payload(9, {whole}));
-}
-
-TEST_F(EvpnReply, MissingArgumentIsRefused) {
-    expect_missing_arguments_refused(evpn_payload(9, {whole}));
-}
-
-TEST_F(EvpnReply, OtherRepliesAreRefused) {
-    expect_other_replies_refused(evpn_payload(9, {whole}), "ip_bgp_evpn_output_parse",
-                                 "output data is not bgp and ip bgp evpn data!");
 }
 
 // --- Traces ----------------------------------------------------------------------
@@ -282,11 +200,6 @@ TEST_F(EvpnReply, FailedResizingIsTracedBeforeTheTree) {
     sysrepo().realloc_result = SR_ERR_NOMEM;
     EXPECT_EQ(printed(evpn_payload(9, {})),
               std::string(header_trace) + "realloc failed\nrd_number:0\n");
-}
-
-TEST_F(EvpnReply, NothingIsPrintedWithTheSwitchOff) {
-    set_switches(0, 1);
-    EXPECT_EQ(printed(evpn_payload(9, {whole})), "");
 }
 
 } // namespace

@@ -64,35 +64,6 @@ TEST_P(FamilyChange, EveryOperationOfALeafIsSentWithItsCode) {
     }
 }
 
-TEST_P(FamilyChange, FlagIsSetWhateverTheLeafHolds) {
-    for (const ListEntry &entry : entries()) {
-        for (const Leaf &leaf : entry.list().leaves) {
-            if (leaf.kind != Leaf::flag) {
-                continue;
-            }
-            EXPECT_EQ(change({created({entry.path(leaf.node), SR_BOOL_T, std::nullopt, 0}),
-                              deleted(scripted::text(entry.path(leaf.node), "false"))}),
-                      SR_ERR_OK);
-            EXPECT_EQ(sent().back(),
-                      entry.record(0, {{leaf.node, 1}}).sent(leaf.sub_mod, SR_OP_DELETED));
-        }
-    }
-}
-
-TEST_P(FamilyChange, TextMayFillItsField) {
-    for (const ListEntry &entry : entries()) {
-        for (const Leaf &leaf : entry.list().leaves) {
-            if (leaf.kind != Leaf::text) {
-                continue;
-            }
-            const std::string content(leaf.field.size, 'x');
-            EXPECT_EQ(change({created(scripted::text(entry.path(leaf.node), content))}), SR_ERR_OK);
-            EXPECT_EQ(sent(),
-                      Records{entry.record(1).put(leaf.field, content).sent(leaf.sub_mod, 0)});
-        }
-    }
-}
-
 TEST_P(FamilyChange, TextLongerThanItsFieldIsRefusedAndWhatWasSentStaysSent) {
     const ListEntry before = neighbor("10.0.0.9");
     for (const ListEntry &entry : entries()) {
@@ -114,56 +85,7 @@ TEST_P(FamilyChange, TextLongerThanItsFieldIsRefusedAndWhatWasSentStaysSent) {
     }
 }
 
-TEST_P(FamilyChange, TextShorterThanTheOneBeforeLeavesNothingOfIt) {
-    for (const ListEntry &entry : entries()) {
-        for (const Leaf &leaf : entry.list().leaves) {
-            if (leaf.kind != Leaf::text) {
-                continue;
-            }
-            const std::string path = entry.path(leaf.node);
-            EXPECT_EQ(change({created(scripted::text(path, "longer")),
-                              created(scripted::text(path, "l"))}),
-                      SR_ERR_OK);
-            EXPECT_EQ(sent().back(), entry.record(1).put(leaf.field, "l").sent(leaf.sub_mod, 0));
-        }
-    }
-}
-
-TEST_P(FamilyChange, TextIsNotTakenFromAValueWithoutOne) {
-    for (const ListEntry &entry : entries()) {
-        for (const Leaf &leaf : entry.list().leaves) {
-            if (leaf.kind != Leaf::text) {
-                continue;
-            }
-            const std::string path = entry.path(leaf.node);
-            for (const sr_type_t type : support::types_without_text) {
-                const CapturedOutput output;
-                EXPECT_EQ(change({created({path, type, std::nullopt, 1})}), SR_ERR_INVALID_VALUE);
-                expect_one_line(output.text(), {leaf.node});
-            }
-            const CapturedOutput output;
-            EXPECT_EQ(change({created({path, SR_STRING_T, std::nullopt, 0})}),
-                      SR_ERR_INVALID_VALUE);
-            expect_one_line(output.text(), {leaf.node});
-        }
-    }
-    EXPECT_EQ(sent(), Records{});
-}
-
 // --- List keys -----------------------------------------------------------------------
-
-TEST_P(FamilyChange, KeyMayFillItsField) {
-    for (const FamilyList *list : kind().lists()) {
-        const Leaf &leaf = list->leaves[0];
-        std::vector<std::string> keys;
-        for (const auto &key : list->keys) {
-            keys.emplace_back(key.field.size, 'k');
-        }
-        const ListEntry entry(family(), *list, keys);
-        EXPECT_EQ(change({created(entry.leaf(leaf.node, 200))}), SR_ERR_OK);
-        EXPECT_EQ(sent(), Records{entry.record(1, {{leaf.node, 200}}).sent(leaf.sub_mod, 0)});
-    }
-}
 
 TEST_P(FamilyChange, KeyLongerThanItsFieldIsRefusedAtAnyNodeOfTheEntry) {
     for (const FamilyList *list : kind().lists()) {
@@ -219,15 +141,6 @@ TEST_P(FamilyChange, ProtocolIsPutEvenWhenTheProcessIsMissing) {
     EXPECT_EQ(sent(), Records{redistribute("rip", "7").record(1, {{"route-map", 200}}).sent(8, 0)});
 }
 
-TEST_P(FamilyChange, ShorterKeyLeavesNothingOfALongerOne) {
-    EXPECT_EQ(change({modified(network("10.111.0.0/16").leaf("route-map"),
-                               network("10.111.0.0/16").leaf("route-map", 200)),
-                      modified(network("::/0").leaf("route-map"),
-                               network("::/0").leaf("route-map", 31))}),
-              SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{network("::/0").record(1, {{"route-map", 31}}).sent(7, 1)});
-}
-
 // --- Networks and redistributions gather in one record ---------------------------------
 
 TEST_P(FamilyChange, NewNetworkIsOneRecord) {
@@ -235,12 +148,6 @@ TEST_P(FamilyChange, NewNetworkIsOneRecord) {
     const Settings settings{{"route-map", 200}, {"backdoor", 1}};
     EXPECT_EQ(change(entry.changes(SR_OP_CREATED, settings)), SR_ERR_OK);
     EXPECT_EQ(sent(), Records{entry.record(1, settings).sent(7, SR_OP_CREATED)});
-}
-
-TEST_P(FamilyChange, NewRedistributionIsOneRecord) {
-    const ListEntry entry = redistribute();
-    EXPECT_EQ(change(entry.changes(SR_OP_CREATED, {{"route-map", 200}})), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{entry.record(1, {{"route-map", 200}}).sent(8, SR_OP_CREATED)});
 }
 
 TEST_P(FamilyChange, DeletedEntryIsOneRecordWithItsOldSettings) {
@@ -251,18 +158,6 @@ TEST_P(FamilyChange, DeletedEntryIsOneRecordWithItsOldSettings) {
     EXPECT_EQ(change(redistribute().changes(SR_OP_DELETED, {{"route-map", 200}})), SR_ERR_OK);
     EXPECT_EQ(sent(),
               Records{redistribute().record(0, {{"route-map", 200}}).sent(8, SR_OP_DELETED)});
-}
-
-TEST_P(FamilyChange, EntryWithoutLeavesIsSentToo) {
-    for (const ListEntry &entry : {network(), redistribute()}) {
-        for (const Operation &operation : operations) {
-            const auto code = operation.change;
-            EXPECT_EQ(change({change_of(code, entry.node(), entry.node())}), SR_ERR_OK);
-            EXPECT_EQ(change(entry.changes(code, {})), SR_ERR_OK);
-            const auto record = entry.record(operation.op).sent(entry.list().sub_mod, code);
-            EXPECT_EQ(sent(), (Records{record, record}));
-        }
-    }
 }
 
 TEST_P(FamilyChange, SecondEntrySendsTheFirstWhenItsNodeIsReached) {
@@ -316,22 +211,6 @@ TEST_P(FamilyChange, LeafNamesDecideEvenAcrossLists) {
     EXPECT_EQ(sent(), Records{network().over(first, 1, {{"route-map", 31}}).sent(7, 0)});
 }
 
-TEST_P(FamilyChange, OnlyTheFirstKeyLeafClearsTheRecord) {
-    const ListEntry first = redistribute("ospf", "1");
-    const ListEntry second = redistribute("rip", "2");
-    EXPECT_EQ(change({created(first.leaf("route-map", 200)), created(second.key(1))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{second.record(1, {{"route-map", 200}}).sent(8, 0)});
-    EXPECT_EQ(change({created(first.leaf("route-map", 200)), created(second.key(0))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{second.record(1).sent(8, 0)});
-}
-
-TEST_P(FamilyChange, NetworksKeyLeafStartsANewRecordWithoutSendingTheFirst) {
-    EXPECT_EQ(change({created(network("10.1.0.0/16").leaf("route-map", 200)),
-                      created(network("10.2.0.0/16").key())}),
-              SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{network("10.2.0.0/16").record(1).sent(7, 0)});
-}
-
 // --- Neighbours: one record per leaf -----------------------------------------------------
 
 TEST_P(FamilyChange, LeavesOfANeighbourAreOneRecordEachAndGather) {
@@ -346,29 +225,6 @@ TEST_P(FamilyChange, LeavesOfANeighbourAreOneRecordEachAndGather) {
     EXPECT_EQ(sent(), expected);
 }
 
-TEST_P(FamilyChange, LeavesOfAnotherNeighbourJoinThoseOfTheFirst) {
-    const ListEntry first = neighbor("2001:db8::1");
-    const ListEntry second = neighbor("10.0.0.2");
-    const Leaf &one = first.list().leaves[1];
-    const Leaf &other = first.list().leaves[2];
-    EXPECT_EQ(change({created(first.leaf(one.node, 200)), created(second.leaf(other.node, 31))}),
-              SR_ERR_OK);
-    const RecordBytes record = first.record(1, {{one.node, 200}});
-    EXPECT_EQ(sent(), (Records{record.sent(one.sub_mod, 0),
-                               second.over(record, 1, {{other.node, 31}}).sent(other.sub_mod, 0)}));
-}
-
-TEST_P(FamilyChange, NeighboursKeyLeafClearsWhatTheFirstLeft) {
-    const ListEntry first = neighbor("10.0.0.1");
-    const ListEntry second = neighbor("10.0.0.2");
-    const Leaf &one = first.list().leaves[1];
-    const Leaf &other = first.list().leaves[2];
-    EXPECT_EQ(change(joined({created(first.leaf(one.node, 200))},
-                            second.changes(SR_OP_CREATED, {{other.node, 31}}))),
-              SR_ERR_OK);
-    EXPECT_EQ(sent().back(), second.record(1, {{other.node, 31}}).sent(other.sub_mod, 0));
-}
-
 TEST_P(FamilyChange, NeighbourLeftWithoutALeafIsAnInvalidArgument) {
     const ListEntry entry = neighbor();
     for (const Operation &operation : operations) {
@@ -380,39 +236,6 @@ TEST_P(FamilyChange, NeighbourLeftWithoutALeafIsAnInvalidArgument) {
         }
     }
     EXPECT_EQ(sent(), Records{});
-}
-
-TEST_P(FamilyChange, NeighbourLeftWithoutALeafDoesNotTakeBackWhatWasSent) {
-    const ListEntry first = network();
-    EXPECT_EQ(change({created(first.node()), created(neighbor().node())}), SR_ERR_INVAL_ARG);
-    EXPECT_EQ(sent(), Records{first.record(1).sent(7, SR_OP_CREATED)});
-}
-
-TEST_P(FamilyChange, NetworkTakesThePlaceOfANeighbourWithoutALeafButKeepsItsBytes) {
-    const ListEntry first = neighbor("fe80::1");
-    EXPECT_EQ(change({created(first.node()), created(network("::/0").node())}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{network("::/0").over(first.record(1), 1).sent(7, 0)});
-}
-
-TEST_P(FamilyChange, RecordIsBuiltOverTheBytesOfOneOfAnotherList) {
-    const std::vector<ListEntry> all = entries();
-    for (const ListEntry &first : all) {
-        for (const ListEntry &second : all) {
-            const Leaf &one = first.list().leaves.back();
-            const Leaf &other = second.list().leaves.front();
-            if (&first == &second) {
-                continue;
-            }
-            EXPECT_EQ(change({created(first.leaf(one.node, 200)),
-                              // Ends the first record, whatever the second one's leaf is.
-                              created(family().afi()), created(second.leaf(other.node, 31))}),
-                      SR_ERR_OK);
-            const RecordBytes record = first.record(1, {{one.node, 200}});
-            EXPECT_EQ(sent(),
-                      (Records{record.sent(one.sub_mod, 0),
-                               second.over(record, 1, {{other.node, 31}}).sent(other.sub_mod, 0)}));
-        }
-    }
 }
 
 // --- When the pending record goes out -------------------------------------------------------
@@ -447,14 +270,6 @@ TEST_P(FamilyChange, PendingRecordIsSentByEveryNodeThatIsNotOneOfItsOwnLeaves) {
     }
 }
 
-TEST_P(FamilyChange, RecordWithoutACodeIsSentByNoNode) {
-    for (const char *node : node_names) {
-        EXPECT_EQ(sent_on_the_way({created(neighbor().key()), created(family().other(node))}),
-                  Records{});
-    }
-    EXPECT_EQ(change({created(neighbor().key()), created(family().afi())}), SR_ERR_INVAL_ARG);
-}
-
 TEST_P(FamilyChange, ContainersAreNotLookedAt) {
     for (const char *container : support::list_containers) {
         const auto node = scripted::node(family().path(container), SR_CONTAINER_T);
@@ -468,19 +283,6 @@ TEST_P(FamilyChange, OptionAtTheEndIsTheOperationOfTheLastChangeRead) {
     EXPECT_EQ(change({created(network().leaf("backdoor")), deleted(network().container())}),
               SR_ERR_OK);
     EXPECT_EQ(sent(), Records{network().record(1, {{"backdoor", 1}}).sent(7, SR_OP_DELETED)});
-}
-
-TEST_P(FamilyChange, FamilyWithoutContentSendsNothing) {
-    for (const sr_change_oper_t code : {SR_OP_CREATED, SR_OP_DELETED}) {
-        Changes changes;
-        for (const auto &value :
-             {family().node(), family().afi(), family().safi(), network().container(),
-              neighbor().container(), redistribute().container()}) {
-            changes.push_back(change_of(code, value, value));
-        }
-        EXPECT_EQ(change(changes), SR_ERR_OK);
-    }
-    EXPECT_EQ(sent(), Records{});
 }
 
 TEST_P(FamilyChange, FirstContainerThatThePathNamesParsesTheChange) {
@@ -512,25 +314,6 @@ TEST_P(FamilyChange, DeletedCarrierCarriesTheDeletionsAfterIt) {
     EXPECT_EQ(sent(), Records{expected}) << "it stays pending";
 }
 
-TEST_P(FamilyChange, DeletedNeighbourIsOneRecord) {
-    const ListEntry entry = neighbor();
-    Settings settings{{kind().carrier, 200}};
-    for (const char *leaf : kind().carried) {
-        settings.emplace_back(leaf, 31);
-    }
-    EXPECT_EQ(change(entry.changes(SR_OP_DELETED, settings)), SR_ERR_OK);
-    EXPECT_EQ(
-        sent(),
-        Records{entry.record(0, {settings[0]}).sent(entry.sub_mod(kind().carrier), SR_OP_DELETED)});
-}
-
-TEST_P(FamilyChange, DeletedCarrierCarriesTheDeletionsOfOtherNeighboursToo) {
-    EXPECT_EQ(change({deleted(neighbor("10.0.0.1").leaf(kind().carrier, 200)),
-                      deleted(neighbor("10.0.0.2").leaf(kind().carried[0], 31))}),
-              SR_ERR_OK);
-    EXPECT_EQ(sent().size(), 1U);
-}
-
 TEST_P(FamilyChange, DeletedCarrierCarriesNothingButDeletions) {
     const ListEntry entry = neighbor();
     for (const char *leaf : kind().carried) {
@@ -542,20 +325,6 @@ TEST_P(FamilyChange, DeletedCarrierCarriesNothingButDeletions) {
             EXPECT_EQ(records[0].option, code);
             EXPECT_EQ(records[1].sub_mod, entry.sub_mod(leaf));
         }
-    }
-}
-
-TEST_P(FamilyChange, OnlyADeletedCarrierCarriesDeletions) {
-    const ListEntry entry = neighbor();
-    for (const char *leaf : kind().carried) {
-        for (const sr_change_oper_t code : {SR_OP_CREATED, SR_OP_MODIFIED, SR_OP_MOVED}) {
-            EXPECT_EQ(change({entry.change(code, kind().carrier), deleted(entry.leaf(leaf, 31))}),
-                      SR_ERR_OK);
-            EXPECT_EQ(sent().size(), 2U) << leaf << code;
-        }
-        EXPECT_EQ(change({deleted(entry.leaf(leaf, 31)), deleted(entry.leaf(kind().carrier, 200))}),
-                  SR_ERR_OK);
-        EXPECT_EQ(sent().size(), 2U) << "a deletion before it is sent";
     }
 }
 
@@ -585,15 +354,6 @@ TEST_P(FamilyChange, FamiliesAndSubFamiliesTravelAsTheirNumbers) {
             EXPECT_EQ(sent(), Records{entry.record(1).sent(7, 0)});
         }
     }
-}
-
-TEST_P(FamilyChange, ChangesOfTwoFamiliesCarryTheirOwnKeys) {
-    const ListEntry first(family(), kind().network, {"10.1.0.0/16"});
-    const ListEntry second(family({"AFI_IPV6", "SAFI_MULTICAST", "blue", 2, 2}), kind().network,
-                           {"::/0"});
-    EXPECT_EQ(change({created(first.node()), created(second.node())}), SR_ERR_OK);
-    EXPECT_EQ(sent(),
-              (Records{first.record(1).sent(7, 0), second.over(first.record(1), 1).sent(7, 0)}));
 }
 
 struct WrongKeys {
@@ -629,14 +389,6 @@ TEST_P(FamilyChange, FamilyWithoutKnownKeysIsAnInternalErrorAtOnce) {
     EXPECT_EQ(sent(), Records{}) << "what is pending is dropped";
 }
 
-TEST_P(FamilyChange, KeysOfAnotherListAreNotTheFamilys) {
-    const std::string path = "/orv_bgp:router-bgp/other-family[afi='AFI_IP'][safi='SAFI_UNICAST']"
-                             "[vrf-name='red']/afi";
-    const CapturedOutput output;
-    EXPECT_EQ(change({created(scripted::text(path, "AFI_IP"))}), SR_ERR_INTERNAL);
-    EXPECT_EQ(output.text(), "address family safi is NULL.\n");
-}
-
 TEST_P(FamilyChange, ShorterPathIsReadWithWhatALongerOneLeftBehindIt) {
     // Only the characters of a path are copied for the look-ups, which cut it
     // behind each key: the keys in front of the last cut are found once more.
@@ -655,67 +407,7 @@ TEST_P(FamilyChange, ShorterPathIsReadWithWhatALongerOneLeftBehindIt) {
 
 // --- The instance -----------------------------------------------------------------------------
 
-TEST_P(FamilyChange, EveryEventRefreshesTheInstanceFromTheDatastore) {
-    for (const auto event : {SR_EV_UPDATE, SR_EV_CHANGE, SR_EV_DONE, SR_EV_ABORT, SR_EV_ENABLED}) {
-        configure_as(65001);
-        change({}, event);
-        EXPECT_EQ(g_bgp_id, 65001U) << event;
-        configure_as(0);
-        change({}, event);
-        EXPECT_EQ(g_bgp_id, 0U) << event;
-    }
-    EXPECT_THAT(sysrepo().item_paths, testing::Each("/orv_bgp:router-bgp/as"));
-    EXPECT_EQ(sysrepo().item_paths.size(), 10U);
-}
-
-TEST_P(FamilyChange, DoneAndAbortSendNothing) {
-    for (const auto event : {SR_EV_DONE, SR_EV_ABORT}) {
-        EXPECT_EQ(change({created(network().node())}, event), SR_ERR_OK);
-    }
-    EXPECT_EQ(sent(), Records{});
-    EXPECT_EQ(sysrepo().iterator_path, "");
-}
-
-TEST_P(FamilyChange, EveryOtherEventDoesTheWork) {
-    for (const auto event : {SR_EV_UPDATE, SR_EV_CHANGE, SR_EV_ENABLED, SR_EV_RPC}) {
-        EXPECT_EQ(change({created(network().node())}, event), SR_ERR_OK);
-        EXPECT_EQ(sent().size(), 1U) << event;
-    }
-    EXPECT_EQ(sysrepo().iterator_path, std::string(kind().subscription) + "//.");
-}
-
-TEST_P(FamilyChange, WithoutAnAsEverythingButADeletionIsRefused) {
-    configure_as(0);
-    for (const ListEntry &entry : entries()) {
-        for (const Operation &operation : operations) {
-            const bool deletion = operation.change == SR_OP_DELETED;
-            const char *leaf = entry.list().leaves[0].node;
-            EXPECT_EQ(change({entry.change(operation.change, leaf)}),
-                      deletion ? int{SR_ERR_OK} : int{SR_ERR_CONFIG_FAILED});
-        }
-    }
-    EXPECT_EQ(sent(), Records{});
-}
-
-TEST_P(FamilyChange, WithoutAnAsDeletionsArePassedOverUpToTheFirstOtherChange) {
-    configure_as(0);
-    EXPECT_EQ(change({deleted(network().node()), without_value(SR_OP_DELETED),
-                      deleted(scripted::text("no name", "1"))}),
-              SR_ERR_OK);
-    EXPECT_EQ(change({deleted(network().node()), created(network().node())}), SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(change({without_value(SR_OP_CREATED)}), SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(sent(), Records{});
-}
-
 // --- The daemon's answers ------------------------------------------------------------------------
-
-TEST_P(FamilyChange, RefusalOnTheWayIsTheResultAndEndsTheWalk) {
-    for (const int code : {1, 10, 16, 17, 18, 19, 20, -1}) {
-        daemon.answer_next(configd::ResultCode{code});
-        EXPECT_EQ(change({created(network().node()), created(neighbor().leaf("activate"))}), code);
-        EXPECT_EQ(sent(), Records{network().record(1).sent(7, 0)});
-    }
-}
 
 TEST_P(FamilyChange, RefusalOfTheLastRecordIsTheResult) {
     for (const ListEntry &entry : entries()) {
@@ -726,84 +418,8 @@ TEST_P(FamilyChange, RefusalOfTheLastRecordIsTheResult) {
     }
 }
 
-TEST_P(FamilyChange, DaemonsFiveEndsTheWalkAsASuccess) {
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_FOUND});
-    EXPECT_EQ(change({created(network().node()), created(neighbor().leaf("activate"))}), SR_ERR_OK);
-    EXPECT_EQ(sent().size(), 1U) << "later changes are not processed";
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_FOUND});
-    EXPECT_EQ(change({created(network().node())}), SR_ERR_OK);
-    EXPECT_EQ(sent().size(), 1U);
-}
-
 // --- The walk
 // --------------------------------------------------------------------------------------
-
-TEST_P(FamilyChange, NoChangesAreASuccess) {
-    EXPECT_EQ(change({}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{});
-}
-
-TEST_P(FamilyChange, ThousandNetworksAreAThousandRecords) {
-    Changes changes;
-    Records expected;
-    for (int i = 0; i < 1000; ++i) {
-        const ListEntry entry =
-            network("10." + std::to_string(i / 250) + "." + std::to_string(i % 250) + ".0/24");
-        for (auto &one : entry.changes(SR_OP_CREATED, {{"route-map", 200}})) {
-            changes.push_back(std::move(one));
-        }
-        expected.push_back(entry.record(1, {{"route-map", 200}}).sent(7, SR_OP_CREATED));
-    }
-    EXPECT_EQ(change(std::move(changes)), SR_ERR_OK);
-    EXPECT_EQ(sent(), expected);
-}
-
-TEST_P(FamilyChange, IteratorThatCannotBeOpenedEndsTheCallWithItsCode) {
-    for (const int code : {SR_ERR_INTERNAL, SR_ERR_NOT_FOUND, SR_ERR_NOMEM}) {
-        sysrepo().open_result = code;
-        EXPECT_EQ(trace({created(network().node())}),
-                  begin_lines() + traced("Get change iter for xpath ") + kind().subscription +
-                      "//. failed:" + sr_strerror(code) + "\n");
-        const CapturedOutput output;
-        EXPECT_EQ(change({created(network().node())}), code);
-        EXPECT_THAT(output.text(), testing::HasSubstr("]Get change iter for xpath "));
-    }
-    EXPECT_EQ(sent(), Records{});
-}
-
-TEST_P(FamilyChange, IteratorThatFailsOnTheWayEndsTheCallWithItsCode) {
-    sysrepo().next_fails_at = 1;
-    sysrepo().next_result = SR_ERR_NOMEM;
-    EXPECT_EQ(change({created(network().node()), created(network().key())}), SR_ERR_NOMEM);
-    EXPECT_EQ(sent(), Records{}) << "what is pending is dropped";
-}
-
-TEST_P(FamilyChange, ChangeWithoutItsValueDropsThePendingRecordAndIsASuccess) {
-    const CapturedOutput output;
-    EXPECT_EQ(change({created(neighbor().leaf("activate")),
-                      created(network().node()),
-                      {SR_OP_MODIFIED, network().node(), std::nullopt},
-                      created(neighbor().leaf("activate"))}),
-              SR_ERR_OK);
-    EXPECT_EQ(sent().size(), 1U);
-    EXPECT_THAT(output.text(), testing::MatchesRegex("choose value for oper 1 failed. "
-                                                     "old_value:0x[0-9a-f]+, new_value:.nil.\n"));
-}
-
-TEST_P(FamilyChange, PathWithoutANodeNameIsAnInternalError) {
-    const CapturedOutput output;
-    EXPECT_EQ(change({created(network().node()), created(scripted::text("prefix", "1"))}),
-              SR_ERR_INTERNAL);
-    EXPECT_EQ(sent(), Records{}) << "what is pending is dropped";
-    EXPECT_EQ(output.text(), "get node name from xpath prefix fail\n");
-}
-
-TEST_P(FamilyChange, ValueWithoutAPathIsAnInternalError) {
-    const CapturedOutput output;
-    EXPECT_EQ(change({created({std::nullopt, SR_STRING_T, "1", 0})}), SR_ERR_INTERNAL);
-    EXPECT_EQ(sent(), Records{});
-    expect_one_line(output.text(), {"get node name from xpath ", " fail"});
-}
 
 TEST_P(FamilyChange, PathLongerThanTheWorkingBufferIsRefused) {
     for (const ListEntry &entry : entries()) {
@@ -823,15 +439,6 @@ TEST_P(FamilyChange, PathLongerThanTheWorkingBufferIsRefused) {
         expect_one_line(output.text(), {" 1000", " 999"});
         EXPECT_EQ(sent().size(), 1U) << "what was sent before stays sent";
     }
-}
-
-TEST_P(FamilyChange, SubscriptionPathThatDoesNotFitIsRefused) {
-    const std::string path = "/" + std::string(996, 'x');
-    const CapturedOutput output;
-    EXPECT_EQ(run(kind().callback, path.c_str(), {}), SR_ERR_INVALID_VALUE);
-    expect_one_line(output.text(), {"path", " 997", " 996"});
-    EXPECT_EQ(run(kind().callback, path.substr(0, 996).c_str(), {}), SR_ERR_OK);
-    EXPECT_EQ(sysrepo().iterator_path, path.substr(0, 996) + "//.");
 }
 
 // --- The parsers
@@ -1111,32 +718,6 @@ TEST_P(FamilyTrace, OfARefusalAtTheEnd) {
     EXPECT_THAT(trace({created(network().node())}),
                 testing::EndsWith(end_lines(404, 7) + "\nchange cfg for bgp failed:Item not found" +
                                   kind().closing));
-}
-
-TEST_P(FamilyTrace, OfAMissingAs) {
-    configure_as(0);
-    EXPECT_THAT(
-        trace({deleted(network().node()), created(network().node())}),
-        testing::EndsWith("//.\n" + traced("as not exist!") + traced(" error, as not exist!")));
-}
-
-TEST_P(FamilyTrace, OfDoneNamesTheEventOnly) {
-    EXPECT_EQ(trace({created(network().node())}, SR_EV_DONE), begin_lines(SR_EV_DONE));
-}
-
-TEST_P(FamilyChange, NothingIsPrintedWithTheSwitchOffAndNothingWrong) {
-    const CapturedOutput output;
-    for (const ListEntry &entry : entries()) {
-        for (const Leaf &leaf : entry.list().leaves) {
-            change({created(entry.node()), created(entry.leaf(leaf.node))});
-        }
-    }
-    change({created(neighbor().key())});
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_SUPPORT});
-    change({created(network().node())});
-    configure_as(0);
-    change({deleted(network().node()), created(network().node())});
-    EXPECT_EQ(output.text(), "");
 }
 
 // --- The instance's families alone

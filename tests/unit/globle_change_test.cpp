@@ -130,30 +130,6 @@ TEST_P(GlobleSetting, EveryOperationIsSentAtOnceWithItsCode) {
     }
 }
 
-TEST_P(GlobleSetting, DaemonsRefusalIsTheResultAndEndsTheWalk) {
-    for (const int code : {1, 10, 16, 17, 18, 19, 20, -1}) {
-        daemon.answer_next(configd::ResultCode{code});
-        EXPECT_EQ(change({created(value(200)), created(router(1))}), code);
-        EXPECT_EQ(sent().size(), 1U);
-    }
-}
-
-TEST_P(GlobleSetting, DaemonsFiveEndsTheWalkAsASuccess) {
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_FOUND});
-    EXPECT_EQ(change({created(value(200)), created(router(1))}), SR_ERR_OK);
-    EXPECT_EQ(sent().size(), 1U);
-}
-
-TEST_P(GlobleSetting, WithoutAnAsIsRefusedUnlessItIsADeletion) {
-    configure_as(0);
-    for (const Operation &operation : operations) {
-        const bool deletion = operation.change == SR_OP_DELETED;
-        EXPECT_EQ(change({change_of(operation.change, value(200), value(31))}),
-                  deletion ? int{SR_ERR_OK} : int{SR_ERR_CONFIG_FAILED});
-    }
-    EXPECT_EQ(sent(), Records{});
-}
-
 class GlobleText : public GlobleSetting {};
 
 INSTANTIATE_TEST_SUITE_P(Leaves, GlobleText,
@@ -162,13 +138,6 @@ INSTANTIATE_TEST_SUITE_P(Leaves, GlobleText,
                                          Setting{&description, "10.0.0.1"},
                                          Setting{&update_source, "10.0.0.1"}),
                          setting_name);
-
-TEST_P(GlobleText, MayFillItsField) {
-    const std::string content(leaf().field.size, 'x');
-    EXPECT_EQ(change({created(scripted::text(path(), content))}), SR_ERR_OK);
-    EXPECT_EQ(sent(),
-              Records{record(1).put(leaf().field, content).sent(leaf().sub_mod, SR_OP_CREATED)});
-}
 
 TEST_P(GlobleText, LongerThanItsFieldIsRefusedAndWhatWasSentStaysSent) {
     const std::size_t size = leaf().field.size;
@@ -180,23 +149,6 @@ TEST_P(GlobleText, LongerThanItsFieldIsRefusedAndWhatWasSentStaysSent) {
     EXPECT_EQ(sent(), Records{with(router_record(1), router_id, 1).sent(2, SR_OP_CREATED)});
     expect_one_line(output.text(),
                     {leaf().node, " " + std::to_string(size + 1), " " + std::to_string(size)});
-}
-
-TEST_P(GlobleText, ShorterThanTheOneBeforeLeavesNothingOfIt) {
-    const auto text = [](const std::string &content) { return scripted::text(path(), content); };
-    EXPECT_EQ(change({created(text("longer")), modified(text("longer"), text("l"))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), (Records{record(1).put(leaf().field, "longer").sent(leaf().sub_mod, 0),
-                               record(1).put(leaf().field, "l").sent(leaf().sub_mod, 1)}));
-}
-
-TEST_P(GlobleText, MayBeEmpty) {
-    EXPECT_EQ(change({created(scripted::text(path(), ""))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{record(1).sent(leaf().sub_mod, SR_OP_CREATED)});
-}
-
-TEST_P(GlobleText, OfAnEnumerationIsItsName) {
-    EXPECT_EQ(change({created(scripted::text(path(), "name", SR_ENUM_T))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{record(1).put(leaf().field, "name").sent(leaf().sub_mod, 0)});
 }
 
 TEST_P(GlobleText, IsNotTakenFromAValueWithoutOne) {
@@ -211,28 +163,7 @@ TEST_P(GlobleText, IsNotTakenFromAValueWithoutOne) {
     EXPECT_EQ(sent(), Records{});
 }
 
-TEST_F(GlobleChange, HopCountTravelsWhole) {
-    EXPECT_EQ(change({created(setting("10.0.0.1", multihop, 4294967295U))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{with(neighbor_record(1, "10.0.0.1"), multihop, 4294967295U)
-                                  .sent(multihop.sub_mod, SR_OP_CREATED)});
-}
-
-TEST_F(GlobleChange, RouterIdentifierMakesAMessageOf60Bytes) {
-    EXPECT_EQ(change({created(scripted::text(path_of(router_id), "1.1.1.1"))}), SR_ERR_OK);
-    const auto messages = daemon.take_messages();
-    ASSERT_EQ(messages.size(), 1U);
-    EXPECT_EQ(messages[0].bytes.size(), 60U);
-    EXPECT_EQ(messages[0].bytes.substr(12, 4), support::bytes_of(std::int32_t{60}));
-    EXPECT_EQ(messages[0].payload(), router_record(1).put(router_id.field, "1.1.1.1").bytes());
-}
-
 // --- The neighbour's address -----------------------------------------------------------
-
-TEST_F(GlobleChange, AddressMayFillItsField) {
-    const std::string address(address_field.size, 'a');
-    EXPECT_EQ(change({created(setting(address, remote_as, 200))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{with(neighbor_record(1, address), remote_as, 200).sent(3, 0)});
-}
 
 TEST_F(GlobleChange, AddressLongerThanItsFieldIsRefusedAtAnyNodeOfTheNeighbour) {
     const std::string address(address_field.size + 1, 'a');
@@ -269,19 +200,6 @@ TEST_F(GlobleChange, NewNeighbourIsOneRecordPerSettingAndEachHoldsThoseBeforeIt)
                        RecordBytes(first).put(description.field, "peer").sent(4, SR_OP_CREATED)}));
 }
 
-TEST_F(GlobleChange, SettingsOfANeighbourGatherInItsRecords) {
-    Changes changes;
-    Records expected;
-    RecordBytes record = neighbor_record(1, "10.0.0.1");
-    for (const Leaf *leaf : neighbor_leaves) {
-        changes.push_back(created(setting("10.0.0.1", *leaf, 200)));
-        leaf->put(record, 200);
-        expected.push_back(record.sent(leaf->sub_mod, SR_OP_CREATED));
-    }
-    EXPECT_EQ(change(changes), SR_ERR_OK);
-    EXPECT_EQ(sent(), expected);
-}
-
 TEST_F(GlobleChange, SettingsOfAnotherNeighbourJoinThoseOfTheFirst) {
     EXPECT_EQ(change({created(setting("2001:db8::1", remote_as, 200)),
                       deleted(setting("10.0.0.2", multihop, 7))}),
@@ -301,16 +219,6 @@ TEST_F(GlobleChange, KeyLeafClearsWhatEarlierSettingsLeft) {
     const Records records = sent();
     ASSERT_EQ(records.size(), 3U);
     EXPECT_EQ(records[2], with(neighbor_record(1, "10.0.0.2"), description, 1).sent(4, 0));
-}
-
-TEST_F(GlobleChange, ListEntryAloneClearsNothing) {
-    EXPECT_EQ(change({created(setting("10.0.0.1", remote_as, 200)), created(entry("10.0.0.2")),
-                      created(setting("10.0.0.2", description, 1))}),
-              SR_ERR_OK);
-    const RecordBytes first = with(neighbor_record(1, "10.0.0.1"), remote_as, 200);
-    EXPECT_EQ(sent(),
-              (Records{first.sent(3, 0),
-                       with(next_record(first, 1, "10.0.0.2"), description, 1).sent(4, 0)}));
 }
 
 TEST_F(GlobleChange, RouterIdentifierReplacesOnlyTheStartOfANeighboursRecord) {
@@ -334,21 +242,6 @@ TEST_F(GlobleChange, NeighbourLeftWithoutASettingIsAnInvalidArgument) {
         }
     }
     EXPECT_EQ(sent(), Records{});
-}
-
-TEST_F(GlobleChange, NeighbourLeftWithoutASettingDoesNotTakeBackWhatWasSent) {
-    EXPECT_EQ(change({created(setting("10.0.0.1", remote_as, 200)), created(entry("10.0.0.2")),
-                      created(key("10.0.0.2"))}),
-              SR_ERR_INVAL_ARG);
-    EXPECT_EQ(sent(), Records{with(neighbor_record(1, "10.0.0.1"), remote_as, 200).sent(3, 0)});
-}
-
-TEST_F(GlobleChange, AnySettingTakesThePlaceOfANeighbourWithoutOne) {
-    for (const auto &value : {router(7), setting("10.0.0.2", multihop, 7)}) {
-        EXPECT_EQ(change({created(entry("10.0.0.1")), created(key("10.0.0.1")), created(value)}),
-                  SR_ERR_OK);
-        EXPECT_EQ(sent().size(), 1U);
-    }
 }
 
 TEST_F(GlobleChange, NodeNamedLikeTheRouterIdentifierInANeighbourIsSentAtTheEnd) {
@@ -384,15 +277,6 @@ TEST_F(GlobleChange, DeletionOfAWholeNeighbourIsOneRecord) {
               Records{with(neighbor_record(0, "10.0.0.1"), remote_as, 200).sent(3, SR_OP_DELETED)});
 }
 
-TEST_F(GlobleChange, DeletionBeforeThatOfTheRemoteAsIsSent) {
-    EXPECT_EQ(change({deleted(setting("10.0.0.1", description, 7)),
-                      deleted(setting("10.0.0.1", remote_as, 200))}),
-              SR_ERR_OK);
-    const RecordBytes first = with(neighbor_record(0, "10.0.0.1"), description, 7);
-    EXPECT_EQ(sent(), (Records{first.sent(4, SR_OP_DELETED),
-                               with(first, remote_as, 200).sent(3, SR_OP_DELETED)}));
-}
-
 TEST_F(GlobleChange, DeletionOfTheRemoteAsCarriesThoseOfEveryNeighbour) {
     EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200)),
                       deleted(setting("10.0.0.2", description, 7)),
@@ -422,37 +306,6 @@ TEST_F(GlobleChange, EverySentRecordEndsWhatTheDeletionOfTheRemoteAsCarries) {
     }
 }
 
-TEST_F(GlobleChange, NeighbourNodesWithoutASettingDoNotEndWhatTheDeletionCarries) {
-    EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200)), deleted(entry("10.0.0.2")),
-                      deleted(key("10.0.0.2")), deleted(setting("10.0.0.2", description, 7))}),
-              SR_ERR_OK);
-    EXPECT_EQ(sent().size(), 1U);
-}
-
-TEST_F(GlobleChange, OnlyADeletedRemoteAsCarriesDeletions) {
-    const auto setting_of = [](std::uint32_t content) {
-        return setting("10.0.0.1", remote_as, content);
-    };
-    for (const sr_change_oper_t operation : {SR_OP_CREATED, SR_OP_MODIFIED, SR_OP_MOVED}) {
-        EXPECT_EQ(change({change_of(operation, setting_of(200), setting_of(31)),
-                          deleted(setting("10.0.0.1", description, 7))}),
-                  SR_ERR_OK);
-        EXPECT_EQ(sent().size(), 2U) << operation;
-    }
-}
-
-TEST_F(GlobleChange, DeletedRemoteAsCarriesNothingButDeletions) {
-    for (const sr_change_oper_t operation : {SR_OP_CREATED, SR_OP_MODIFIED, SR_OP_MOVED}) {
-        for (const Leaf *leaf : carried_leaves) {
-            EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200)),
-                              change_of(operation, setting("10.0.0.1", *leaf, 7),
-                                        setting("10.0.0.1", *leaf, 8))}),
-                      SR_ERR_OK);
-            EXPECT_EQ(sent().size(), 2U) << leaf->node << operation;
-        }
-    }
-}
-
 TEST_F(GlobleChange, DeletedRemoteAsCarriesNothingIntoTheNextEdit) {
     EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200))}), SR_ERR_OK);
     EXPECT_EQ(change({deleted(setting("10.0.0.1", description, 7))}), SR_ERR_OK);
@@ -465,59 +318,7 @@ TEST_F(GlobleChange, DeletedRemoteAsCarriesNothingIntoTheNextEdit) {
 
 // --- The instance -------------------------------------------------------------------------
 
-TEST_F(GlobleChange, EveryEventRefreshesTheInstanceFromTheDatastore) {
-    for (const auto event : {SR_EV_UPDATE, SR_EV_CHANGE, SR_EV_DONE, SR_EV_ABORT, SR_EV_ENABLED}) {
-        configure_as(65001);
-        change({}, event);
-        EXPECT_EQ(g_bgp_id, 65001U) << event;
-        configure_as(0);
-        change({}, event);
-        EXPECT_EQ(g_bgp_id, 0U) << event;
-    }
-    EXPECT_THAT(sysrepo().item_paths, testing::Each("/orv_bgp:router-bgp/as"));
-    EXPECT_EQ(sysrepo().item_paths.size(), 10U);
-}
-
-TEST_F(GlobleChange, InstanceThatCannotBeReadIsNone) {
-    sysrepo().item_result = SR_ERR_INTERNAL;
-    g_bgp_id = 7;
-    EXPECT_EQ(change({created(router(1))}), SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(g_bgp_id, 0U);
-}
-
-TEST_F(GlobleChange, DoneAndAbortSendNothing) {
-    for (const auto event : {SR_EV_DONE, SR_EV_ABORT}) {
-        EXPECT_EQ(change({created(router(1))}, event), SR_ERR_OK);
-    }
-    EXPECT_EQ(sent(), Records{});
-    EXPECT_EQ(sysrepo().iterator_path, "");
-}
-
-TEST_F(GlobleChange, EveryOtherEventDoesTheWork) {
-    for (const auto event : {SR_EV_UPDATE, SR_EV_CHANGE, SR_EV_ENABLED, SR_EV_RPC}) {
-        EXPECT_EQ(change({created(router(1))}, event), SR_ERR_OK);
-        EXPECT_EQ(sent().size(), 1U) << event;
-    }
-    EXPECT_EQ(sysrepo().iterator_path, "/orv_bgp:router-bgp/bgp//.");
-}
-
-TEST_F(GlobleChange, WithoutAnAsDeletionsArePassedOverUpToTheFirstOtherChange) {
-    configure_as(0);
-    EXPECT_EQ(change({deleted(router(1)), without_value(SR_OP_DELETED), deleted(entry("10.0.0.1")),
-                      deleted(scripted::number("no name", 1))}),
-              SR_ERR_OK);
-    EXPECT_EQ(change({deleted(router(1)), created(router(2)), deleted(router(3))}),
-              SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(change({without_value(SR_OP_CREATED)}), SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(sent(), Records{});
-}
-
 // --- The walk -------------------------------------------------------------------------------
-
-TEST_F(GlobleChange, NoChangesAreASuccess) {
-    EXPECT_EQ(change({}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{});
-}
 
 TEST_F(GlobleChange, OtherNodesAreIgnored) {
     Changes changes{
@@ -532,61 +333,6 @@ TEST_F(GlobleChange, OtherNodesAreIgnored) {
     }
     EXPECT_EQ(change(changes), SR_ERR_OK);
     EXPECT_EQ(sent(), Records{});
-}
-
-TEST_F(GlobleChange, IteratorThatCannotBeOpenedEndsTheCallWithItsCode) {
-    for (const int code : {SR_ERR_INTERNAL, SR_ERR_NOT_FOUND, SR_ERR_NOMEM}) {
-        sysrepo().open_result = code;
-        const CapturedOutput output;
-        EXPECT_EQ(change({created(router(1))}), code);
-        EXPECT_EQ(output.text(), "[bgp_config_globle_bgp_change_cb][660]Get change iter for xpath "
-                                 "/orv_bgp:router-bgp/bgp//. failed:" +
-                                     std::string(sr_strerror(code)) + "\n");
-    }
-    EXPECT_EQ(sent(), Records{});
-}
-
-TEST_F(GlobleChange, IteratorThatFailsOnTheWayEndsTheCallWithItsCode) {
-    sysrepo().next_fails_at = 2;
-    sysrepo().next_result = SR_ERR_NOMEM;
-    EXPECT_EQ(change({created(router(1)), created(entry("10.0.0.1")), created(router(2))}),
-              SR_ERR_NOMEM);
-    EXPECT_EQ(sent(), Records{with(router_record(1), router_id, 1).sent(2, SR_OP_CREATED)});
-}
-
-TEST_F(GlobleChange, ChangeWithoutItsValueIsAnInternalError) {
-    const CapturedOutput output;
-    EXPECT_EQ(
-        change({created(router(1)), {SR_OP_DELETED, std::nullopt, router(2)}, created(router(3))}),
-        SR_ERR_INTERNAL);
-    EXPECT_EQ(sent().size(), 1U);
-    EXPECT_THAT(output.text(), testing::MatchesRegex("choose value for oper 2 failed. "
-                                                     "old_value:.nil., new_value:0x[0-9a-f]+\n"));
-}
-
-TEST_F(GlobleChange, PathWithoutANodeNameIsAnInternalError) {
-    const CapturedOutput output;
-    EXPECT_EQ(
-        change({created(router(1)), created(scripted::text("router-id", "1")), created(router(2))}),
-        SR_ERR_INTERNAL);
-    EXPECT_EQ(sent().size(), 1U);
-    EXPECT_EQ(output.text(), "get node name from xpath router-id fail\n");
-}
-
-TEST_F(GlobleChange, ValueWithoutAPathIsAnInternalError) {
-    const CapturedOutput output;
-    EXPECT_EQ(change({created({std::nullopt, SR_STRING_T, "1.1.1.1", 0})}), SR_ERR_INTERNAL);
-    EXPECT_EQ(sent(), Records{});
-    expect_one_line(output.text(), {"get node name from xpath ", " fail"});
-}
-
-TEST_F(GlobleChange, SubscriptionPathThatDoesNotFitIsRefused) {
-    const std::string path = "/" + std::string(996, 'x');
-    const CapturedOutput output;
-    EXPECT_EQ(run(bgp_config_globle_bgp_change_cb, path.c_str(), {}), SR_ERR_INVALID_VALUE);
-    expect_one_line(output.text(), {"path", " 997", " 996"});
-    EXPECT_EQ(run(bgp_config_globle_bgp_change_cb, path.substr(0, 996).c_str(), {}), SR_ERR_OK);
-    EXPECT_EQ(sysrepo().iterator_path, path.substr(0, 996) + "//.");
 }
 
 // --- The parser -----------------------------------------------------------------------------
@@ -789,36 +535,6 @@ TEST_F(GlobleTrace, OfARecordRefusedAtTheEnd) {
     EXPECT_THAT(
         trace({created(scripted::text(neighbor_path("1", "router-id"), "1.1.1.1"))}),
         testing::EndsWith(not_found + "\nchange cfg for bgp failed:Operation not supported"));
-}
-
-TEST_F(GlobleTrace, OfAMissingAs) {
-    configure_as(0);
-    const CapturedOutput output;
-    change({deleted(router(1)), created(router(2))});
-    EXPECT_THAT(output.text(),
-                testing::EndsWith(std::string("xpath is /orv_bgp:router-bgp/bgp//.\n") + function +
-                                  "[694]as not exist!" + function + "[701] error, as not exist!"));
-}
-
-TEST_F(GlobleTrace, OfDoneNamesTheEventOnly) {
-    const CapturedOutput output;
-    change({created(router(1))}, SR_EV_DONE);
-    EXPECT_THAT(output.text(),
-                testing::EndsWith("[175] bgp router id:100\n"
-                                  "[bgp_config_globle_bgp_change_cb][651]event is 2,p_xpath is "
-                                  "/orv_bgp:router-bgp/bgp,xpath is /orv_bgp:router-bgp/bgp//.\n"));
-}
-
-TEST_F(GlobleChange, NothingIsPrintedWithTheSwitchOffAndNothingWrong) {
-    const CapturedOutput output;
-    change({created(router(1)), deleted(setting("10.0.0.1", remote_as, 200)),
-            deleted(setting("10.0.0.1", description, 7))});
-    change({created(key("10.0.0.1"))});
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_SUPPORT});
-    change({created(router(1))});
-    configure_as(0);
-    change({deleted(router(1)), created(router(2))});
-    EXPECT_EQ(output.text(), "");
 }
 
 } // namespace

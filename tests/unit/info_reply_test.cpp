@@ -120,16 +120,6 @@ TEST_F(InfoReply, NetworksFollowTheNextHopsOfTheOnesBefore) {
     EXPECT_EQ(values.outputs(), table_outputs(plain_table(), networks));
 }
 
-TEST_F(InfoReply, NetworkWithoutNextHopsHasItsMaskLengthOnly) {
-    const std::vector<Network> networks = {{Record(network_record, 1)},
-                                           {Record(network_record, 2)}};
-    EXPECT_EQ(Record::at(network_record, info(plain_table(), networks), 116).text("network"),
-              "2-network");
-    const Outputs found = outputs(networks);
-    EXPECT_EQ(found, table_outputs(plain_table(), networks));
-    EXPECT_EQ(found.size(), 5U);
-}
-
 TEST_F(InfoReply, LocalPreferenceOfZeroIsNotPublished) {
     for (const std::uint32_t preference : {0U, 1U, 4294967295U}) {
         const std::vector<Network> networks = {
@@ -138,12 +128,6 @@ TEST_F(InfoReply, LocalPreferenceOfZeroIsNotPublished) {
         EXPECT_EQ(found, table_outputs(plain_table(), networks));
         EXPECT_EQ(found.size(), preference == 0 ? 8U : 9U);
     }
-}
-
-TEST_F(InfoReply, WeightOfZeroIsPublished) {
-    const Outputs found = outputs({{plain_network(), {plain_next_hop().put("weight", 0)}}});
-    EXPECT_EQ(found.at(8).type, SR_UINT32_T);
-    EXPECT_EQ(found.at(8).value, "0");
 }
 
 TEST_F(InfoReply, FlagsAreNamed) {
@@ -163,35 +147,6 @@ TEST_F(InfoReply, FlagsAreNamed) {
         EXPECT_EQ(found.at(5).value, row.select);
         EXPECT_EQ(found.at(6).value, row.source);
     }
-}
-
-TEST_F(InfoReply, MaskLengthHas16Bits) {
-    for (const std::uint32_t length : {0U, 24U, 128U, 65535U}) {
-        EXPECT_EQ(outputs({{plain_network().put("mask_len", length)}}).at(3),
-                  (Output{"/ip-bgp-info/bgp-info/entry[network='10.1.0.0']/mask-len", SR_UINT16_T,
-                          std::to_string(length)}));
-    }
-}
-
-TEST_F(InfoReply, TextsThatFillTheirFieldsEndThere) {
-    const std::string network(47, 'n');
-    const std::string next_hop(47, 'h');
-    const std::string metric(11, 'm');
-    const std::string path(21, 'p');
-    const Outputs found = outputs(
-        {{plain_network().put("network", network),
-          {plain_next_hop().put("nexthop", next_hop).put("metric", metric).put("path", path)}}});
-    EXPECT_EQ(found.at(8).xpath, "/ip-bgp-info/bgp-info/entry[network='" + network +
-                                     "']/next-hop-information[next-hop='" + next_hop +
-                                     "'][metric='" + metric + "'][path='" + path + "']/weight");
-}
-
-TEST_F(InfoReply, KeysAreNotEscapedAndMayBeEmpty) {
-    EXPECT_EQ(outputs({{plain_network().put("network", "it's [%s]/"), {Record(next_hop_record)}}})
-                  .at(7)
-                  .xpath,
-              "/ip-bgp-info/bgp-info/entry[network='it's [%s]/']/"
-              "next-hop-information[next-hop=''][metric=''][path='']/weight");
 }
 
 TEST_F(InfoReply, ArrayIsSizedOnceForAllThatTheReplyAnnounces) {
@@ -225,13 +180,6 @@ TEST_F(InfoReply, ArrayIsSizedFromTheTotalNotFromTheNetworks) {
     EXPECT_EQ(values.size(), 9U);
 }
 
-TEST_F(InfoReply, ValuesBeforeTheCallAreWrittenOver) {
-    const std::vector<Network> networks = {{plain_network(), {plain_next_hop()}}};
-    Values values(12);
-    EXPECT_EQ(parse(values, info(plain_table(), networks)), SR_ERR_OK);
-    EXPECT_EQ(values.outputs(), table_outputs(plain_table(), networks));
-}
-
 TEST_F(InfoReply, EmptyTableWritesNothingAndLeavesTheCount) {
     for (const std::size_t before : {std::size_t{0}, std::size_t{4}}) {
         // Whatever total is announced.
@@ -248,54 +196,6 @@ TEST_F(InfoReply, EmptyTableWritesNothingAndLeavesTheCount) {
             EXPECT_EQ(sysrepo().reallocs, (Reallocs{{before, before + 3 + 5 * total}}));
         }
     }
-}
-
-TEST_F(InfoReply, FailedResizingEndsTheCall) {
-    for (const int code : {int{SR_ERR_NOMEM}, int{SR_ERR_INTERNAL}, -1}) {
-        sysrepo().realloc_result = code;
-        for (const std::vector<Network> &networks :
-             {std::vector<Network>{}, std::vector<Network>{{plain_network()}}}) {
-            Values values(10);
-            const CapturedOutput output;
-            EXPECT_EQ(parse(values, info(plain_table(), networks)), -1);
-            EXPECT_EQ(output.text(), "bgp info realloc failed!\n");
-            EXPECT_EQ(values.size(), 10U);
-            EXPECT_EQ(values.written_count(), 0U);
-        }
-    }
-}
-
-TEST_F(InfoReply, LengthOfTheReplyIsNotLookedAt) {
-    const std::vector<Network> networks = {{plain_network(), {plain_next_hop()}}};
-    for (const int length : {0, 16, 76, -1, INT_MIN, INT_MAX}) {
-        Values values;
-        EXPECT_EQ(parse(values, Reply(sub_mod_, info(plain_table(), networks)).length(length)),
-                  SR_ERR_OK);
-        EXPECT_EQ(values.outputs(), table_outputs(plain_table(), networks)) << length;
-    }
-}
-
-TEST_F(InfoReply, DefaultFlagIsNotWritten) {
-    expect_dflt_untouched(info(plain_table(), {{plain_network(), {plain_next_hop()}}}));
-}
-
-TEST_F(InfoReply, PathsAndTextsAreCopiesOfTheirOwn) {
-    expect_copies_of_their_own(
-        info(plain_table(), {{plain_network(), {plain_next_hop(), plain_next_hop()}}}));
-}
-
-TEST_F(InfoReply, CopiesThatFailAreMissing) {
-    expect_failed_copies_missing(info(plain_table(), {{plain_network(), {plain_next_hop()}}}));
-}
-
-TEST_F(InfoReply, MissingArgumentIsRefused) {
-    expect_missing_arguments_refused(info(plain_table(), {{plain_network()}}));
-}
-
-TEST_F(InfoReply, OtherRepliesAreRefused) {
-    expect_other_replies_refused(info(plain_table(), {{plain_network()}}),
-                                 "ip_bgp_info_output_parse",
-                                 "output data is not bgp and ip bgp info data!");
 }
 
 // --- Traces ----------------------------------------------------------------------
@@ -410,11 +310,6 @@ TEST_F(InfoReplyTrace, OfAFailedResizingHasTheCounts) {
               table_trace("0", "1",
                           "*output_cnt:0 network_num:1  next_hop_num:0 add_count:4\n"
                           "bgp info realloc failed!\n"));
-}
-
-TEST_F(InfoReply, NothingIsPrintedWithTheSwitchOff) {
-    set_switches(0, 1);
-    EXPECT_EQ(printed(info(plain_table(), {{plain_network(), {plain_next_hop()}}})), "");
 }
 
 } // namespace

@@ -138,12 +138,6 @@ TEST_F(NeighborReply, EveryFieldOfAPeerAndOfItsAddressFamilyIsPublished) {
         }));
 }
 
-TEST_F(NeighborReply, PeerWithoutAddressFamiliesHas20Values) {
-    const Record peer(peer_record, 1);
-    EXPECT_EQ(peer_outputs(peer).size(), 20U);
-    EXPECT_EQ(outputs({{peer}}), peer_outputs(peer));
-}
-
 TEST_F(NeighborReply, WithoutPeersTheCountIsSetToZero) {
     for (const std::size_t before : {std::size_t{0}, std::size_t{3}}) {
         sysrepo().reallocs.clear();
@@ -196,23 +190,6 @@ TEST_F(NeighborReply, NextPeerFollowsAllAddressFamiliesOfTheOneBefore) {
     }
 }
 
-TEST_F(NeighborReply, AddressFamiliesAreNamed) {
-    struct Name {
-        std::uint32_t number;
-        const char *name;
-    };
-    const Record peer(peer_record, 1);
-    for (const Name &afi : {Name{1, "AFI_IP"}, Name{2, "AFI_IPV6"}, Name{3, "AFI_L2VPN"}}) {
-        for (const Name &safi : {Name{1, "SAFI_UNICAST"}, Name{2, "SAFI_MULTICAST"},
-                                 Name{5, "SAFI_EVPN"}, Name{71, "SAFI_VRF"}}) {
-            const Record record = family(2, afi.number, safi.number);
-            Outputs expected = peer_outputs(peer);
-            append(expected, family_outputs(peer, record, afi.name, safi.name));
-            EXPECT_EQ(outputs({{peer, {record}}}), expected);
-        }
-    }
-}
-
 TEST_F(NeighborReply, AddressFamilyWithoutANameEndsTheCallWithTheValuesWrittenSoFar) {
     struct Row {
         std::uint32_t afi, safi;
@@ -257,10 +234,6 @@ TEST_F(NeighborReply, RemoteAsIsPublishedModulo65536) {
     }
 }
 
-TEST_F(NeighborReply, VersionOf16BitsIsPublishedAs32) {
-    EXPECT_EQ(outputs({{plain_peer().put("version", 65535)}}).at(2).value, "65535");
-}
-
 TEST_F(NeighborReply, MaskIsAlwaysZero) {
     for (const std::uint32_t mask : {0U, 1U, 24U, 32U, 128U, 255U}) {
         // The values before the call have all bits set: the zero is written.
@@ -272,30 +245,6 @@ TEST_F(NeighborReply, MaskIsAlwaysZero) {
             EXPECT_EQ(values.at(24).data.uint8_val, 0);
         }
     }
-}
-
-TEST_F(NeighborReply, FlagsAreTrueUnlessZero) {
-    for (const std::uint32_t flag : {0U, 1U, 2U, 128U, 255U}) {
-        const Outputs found = outputs({{plain_peer(),
-                                        {plain_family()
-                                             .put("route_reflector_client", flag)
-                                             .put("community_attribute", flag == 0 ? 7U : 0U)}}});
-        EXPECT_EQ(found.at(25).value, flag == 0 ? "false" : "true");
-        EXPECT_EQ(found.at(26).value, flag == 0 ? "true" : "false");
-    }
-}
-
-TEST_F(NeighborReply, KeysAreThePeersOwnAndNotEscaped) {
-    Record peer = plain_peer();
-    peer.put("neighbor_addr", "fe80::1%s").put("vrf_name", "it's [\"]/");
-    Outputs expected = peer.outputs({"fe80::1%s", "it's [\"]/"});
-    append(expected, plain_family().outputs({"fe80::1%s", "it's [\"]/", "AFI_IP", "SAFI_UNICAST"}));
-    EXPECT_EQ(outputs({{peer, {plain_family()}}}), expected);
-}
-
-TEST_F(NeighborReply, KeysMayBeEmpty) {
-    EXPECT_EQ(outputs({{Record(peer_record)}}).at(0).xpath,
-              "/ip-bgp-neighbor/neighbors/neighbor[neighbor-addr=''][vrf-name='']/remote-as");
 }
 
 TEST_F(NeighborReply, ArrayIsSizedOnceFromTheLengthOfTheReply) {
@@ -328,50 +277,6 @@ TEST_F(NeighborReply, ArrayIsSizedOnceFromTheLengthOfTheReply) {
         EXPECT_EQ(sysrepo().reallocs, (Reallocs{{row.before, row.room}}));
         EXPECT_EQ(values.size(), row.peers * (20 + 9 * row.families_each));
     }
-}
-
-TEST_F(NeighborReply, ValuesBeforeTheCallAreWrittenOver) {
-    const std::string payload = neighbors({{plain_peer(), {plain_family()}}});
-    Values values(60);
-    EXPECT_EQ(parse(values, payload), SR_ERR_OK);
-    Values fresh;
-    EXPECT_EQ(parse(fresh, payload), SR_ERR_OK);
-    EXPECT_EQ(values.outputs(), fresh.outputs());
-}
-
-TEST_F(NeighborReply, FailedResizingEndsTheCall) {
-    for (const int code : {int{SR_ERR_NOMEM}, int{SR_ERR_INTERNAL}, -1}) {
-        sysrepo().realloc_result = code;
-        for (const std::size_t before : {std::size_t{0}, std::size_t{30}}) {
-            Values values(before);
-            const CapturedOutput output;
-            EXPECT_EQ(parse(values, neighbors({{plain_peer()}})), -1);
-            EXPECT_EQ(output.text(), "bgp neighbor realloc failed!\n");
-            EXPECT_EQ(values.size(), before);
-            EXPECT_EQ(values.written_count(), 0U);
-        }
-    }
-}
-
-TEST_F(NeighborReply, DefaultFlagIsNotWritten) {
-    expect_dflt_untouched(neighbors({{plain_peer(), {plain_family()}}}));
-}
-
-TEST_F(NeighborReply, PathsAndTextsAreCopiesOfTheirOwn) {
-    expect_copies_of_their_own(neighbors({{plain_peer(), {plain_family()}}, {plain_peer()}}));
-}
-
-TEST_F(NeighborReply, CopiesThatFailAreMissing) {
-    expect_failed_copies_missing(neighbors({{plain_peer(), {plain_family()}}}));
-}
-
-TEST_F(NeighborReply, MissingArgumentIsRefused) {
-    expect_missing_arguments_refused(neighbors({{plain_peer()}}));
-}
-
-TEST_F(NeighborReply, OtherRepliesAreRefused) {
-    expect_other_replies_refused(neighbors({{plain_peer()}}), "ip_bgp_info_neighbor_parse",
-                                 "output data is not bgp and ip bgp info data!");
 }
 
 // --- Traces ----------------------------------------------------------------------
@@ -467,11 +372,6 @@ TEST_F(NeighborReplyTrace, OfAFailedResizingHasTheCounts) {
     EXPECT_EQ(output.text(), "ip_bgp_info_neighbor_parse,module:3,subMod:20\n"
                              "peer_cnt:1 entry_cnt:1 add_count:35\n"
                              "bgp neighbor realloc failed!\n");
-}
-
-TEST_F(NeighborReply, NothingIsPrintedWithTheSwitchOff) {
-    set_switches(0, 1);
-    EXPECT_EQ(printed(neighbors({{plain_peer(), {plain_family()}}})), "");
 }
 
 } // namespace

@@ -123,14 +123,6 @@ class QueryTransport : public support::PluginTest {
         EXPECT_EQ(output.outputs(), query.outputs) << query.name;
         EXPECT_EQ(printed.text(), "");
     }
-    static void expect_failed(const Query &query, const std::string &line = "") {
-        Values output(2);
-        const CapturedOutput printed;
-        EXPECT_EQ(call(query, output), SR_ERR_CALLBACK_FAILED) << query.name;
-        EXPECT_EQ(printed.text(), line + "get reply buff error!\n");
-        EXPECT_EQ(output.size(), 2U);
-        EXPECT_EQ(output.written_count(), 0U);
-    }
 };
 
 // --- Replies in pieces --------------------------------------------------------------
@@ -197,98 +189,6 @@ TEST_F(QueryTransport, ReplyInPiecesBehindItsHeaderIsPutTogether) {
     }
 }
 
-TEST_F(QueryTransport, LongReplyInPiecesOf64KiBIsPutTogether) {
-    const Query query = summary_query(3000);
-    const PieceDaemon daemon(in_pieces(reply_bytes(query), 65536, 65536));
-    expect_answered(query);
-}
-
-// Stands in for the connection of the next query: every piece that is sent is
-// read by one read, however the two ends run.
-class Connection {
-  public:
-    Connection(ObservedCalls &observed, const std::vector<std::string> &pieces) {
-        if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends_) != 0) {
-            throw std::system_error(errno, std::generic_category(), "socketpair");
-        }
-        observed.socket_result = ends_[0]; // the query closes it
-        observed.connect_result = 0;
-        for (const std::string &piece : pieces) {
-            EXPECT_EQ(send(ends_[1], piece.data(), piece.size(), MSG_NOSIGNAL),
-                      static_cast<ssize_t>(piece.size()));
-        }
-        shutdown(ends_[1], SHUT_WR);
-    }
-    Connection(const Connection &) = delete;
-    Connection &operator=(const Connection &) = delete;
-    ~Connection() { close(ends_[1]); }
-
-  private:
-    int ends_[2] = {-1, -1};
-};
-
-// A header of which only `size` bytes have come: the rest counts as zeros.
-struct HeaderSoFar {
-    std::int32_t module, sub_mod, result, length;
-
-    static HeaderSoFar of(std::string bytes, std::size_t size) {
-        bytes.resize(size);
-        bytes.resize(sizeof(HeaderSoFar), '\0');
-        HeaderSoFar header{};
-        std::memcpy(&header, bytes.data(), sizeof header);
-        return header;
-    }
-};
-
-TEST_F(QueryTransport, HeaderThatComesInTwoPiecesCountsAsFarAsItHasCome) {
-    const Query query = summary_query(2);
-    const std::string whole = reply_bytes(query);
-    for (std::size_t first = 1; first < 16; ++first) {
-        const HeaderSoFar header = HeaderSoFar::of(whole, first);
-        ObservedCalls observed;
-        const Connection connection(observed, in_pieces(whole, first, whole.size()));
-        if (header.module != MODULE_ID_BGP) {
-            expect_failed(query);
-            continue;
-        }
-        Values output;
-        if (header.length > static_cast<int>(first)) { // more is awaited
-            EXPECT_EQ(call(query, output), SR_ERR_OK) << first;
-            EXPECT_EQ(output.outputs(), query.outputs);
-        } else { // that was all: a reply without neighbours, or for no query at all
-            EXPECT_EQ(call(query, output), header.sub_mod == query.sub_mod ? 0 : -1) << first;
-            EXPECT_EQ(output.size(), 0U);
-        }
-        EXPECT_EQ(observed.count("close"), 1U);
-    }
-}
-
-TEST_F(QueryTransport, ReplyByteByByteFromItsStartEndsWithTheFirst) {
-    const Query query = summary_query(2);
-    const std::string whole = reply_bytes(query);
-    ObservedCalls observed;
-    const Connection connection(observed, in_pieces(whole.substr(0, 40), 1, 1));
-    if (HeaderSoFar::of(whole, 1).module != MODULE_ID_BGP) {
-        expect_failed(query);
-        return;
-    }
-    Values output;
-    EXPECT_EQ(call(query, output), -1);
-    EXPECT_EQ(observed.count("read"), 1U);
-    EXPECT_EQ(output.size(), 0U);
-}
-
-TEST_F(QueryTransport, EveryByteBehindTheHeaderIsReadByItself) {
-    const Query query = evpn_query();
-    const std::string whole = reply_bytes(query);
-    ObservedCalls observed;
-    const Connection connection(observed, in_pieces(whole, 16, 1));
-    expect_answered(query);
-    EXPECT_EQ(observed.count("read"), 1 + query.payload.size());
-    EXPECT_EQ(observed.count("write"), 1U);
-    EXPECT_EQ(observed.sizes("select"), std::vector<std::size_t>{60});
-}
-
 // --- The longest reply ------------------------------------------------------------------
 
 TEST_F(QueryTransport, ReplyOf10MiBIsAnswered) {
@@ -313,21 +213,6 @@ TEST_F(QueryTransport, ReplyOf10MiBIsAnswered) {
     }
 }
 
-TEST_F(QueryTransport, ReplyOfOneByteMoreIsRefused) {
-    RecordingDaemon daemon;
-    for (const Query &query : all_queries()) {
-        std::string payload = query.payload;
-        payload.resize(support::payload_limit + 1, '\0');
-        const std::string whole = reply_bytes(query.sub_mod, payload);
-        ASSERT_EQ(whole.size(), 10485761U);
-        daemon.answer_next(configd::RawBytes{whole, true});
-        expect_failed(query, "data length exceed BUF_SIZE_MAX\n");
-    }
-    const Query query = summary_query(2);
-    daemon.answer_next(configd::RawBytes{reply_bytes(query), true});
-    expect_answered(query);
-}
-
 // --- Replies that are not what they should be ---------------------------------------------
 
 TEST_F(QueryTransport, ReplyThatEndsEarlyIsReadAsFarAsItCame) {
@@ -344,57 +229,6 @@ TEST_F(QueryTransport, ReplyThatEndsEarlyIsReadAsFarAsItCame) {
     EXPECT_EQ(output.outputs(), expected);
 }
 
-TEST_F(QueryTransport, LongerReplyBeforeLeavesNothingInAShorterOne) {
-    RecordingDaemon daemon;
-    const Query longer = summary_query(5);
-    daemon.answer_next(configd::RawBytes{reply_bytes(longer), true});
-    expect_answered(longer);
-    const Query shorter = summary_query(1);
-    std::string announces_two = shorter.payload;
-    announces_two.replace(80, 4, packed(std::uint32_t{2}));
-    daemon.answer_next(configd::RawBytes{reply_bytes(shorter.sub_mod, announces_two), true});
-    Values output;
-    EXPECT_EQ(call(shorter, output), SR_ERR_OK);
-    ASSERT_EQ(output.size(), 24U);
-    EXPECT_EQ(output.outputs().at(23).xpath,
-              "/ip-bgp-summary/neighbors/entry[neighbor='']/state-pfxrcd");
-    EXPECT_EQ(output.outputs().at(23).value, "");
-}
-
-TEST_F(QueryTransport, ConnectionThatIsClosedWithoutAReplyFailsTheCall) {
-    RecordingDaemon daemon;
-    for (const Query &query : all_queries()) {
-        daemon.answer_next(configd::RawBytes{"", true});
-        expect_failed(query);
-    }
-}
-
-TEST_F(QueryTransport, ReplyOfAnotherModuleFailsTheCall) {
-    RecordingDaemon daemon;
-    for (const Query &query : all_queries()) {
-        for (const int module : {0, 1, 2, 4, 8, -3}) {
-            daemon.answer_next(
-                configd::RawBytes{reply_bytes(query.sub_mod, query.payload, 0, module), true});
-            expect_failed(query);
-        }
-    }
-}
-
-TEST_F(QueryTransport, ReplyToAnotherQueryIsRefusedByTheParser) {
-    RecordingDaemon daemon;
-    for (const Query &query : all_queries()) {
-        for (const Query &other : all_queries()) {
-            if (query.sub_mod == other.sub_mod || query.sub_mod == BGP_SUB_RPC_CLEAR_IP_BGP) {
-                continue;
-            }
-            daemon.answer_next(configd::RawBytes{reply_bytes(other), true});
-            Values output;
-            EXPECT_EQ(call(query, output), -1);
-            EXPECT_EQ(output.size(), 0U);
-        }
-    }
-}
-
 TEST_F(QueryTransport, ReplyThatOnlyLooksLikeOneIsRefusedWithALine) {
     RecordingDaemon daemon;
     for (const Query &query : all_queries()) {
@@ -408,23 +242,6 @@ TEST_F(QueryTransport, ReplyThatOnlyLooksLikeOneIsRefusedWithALine) {
         EXPECT_EQ(call(query, output), -1);
         EXPECT_THAT(printed.text(), testing::HasSubstr("]reply refused: "));
         EXPECT_EQ(output.size(), 1U);
-    }
-}
-
-TEST_F(QueryTransport, RefusedConnectionFailsTheCallAndTheNextOneMaySucceed) {
-    for (const Query &query : all_queries()) {
-        {
-            ObservedCalls observed;
-            expect_failed(query, "error, parameter send error :-1");
-            for (const auto &made : observed.calls) {
-                if (made.name == "connect") {
-                    close(made.descriptor); // a failed connect leaves it open
-                }
-            }
-        }
-        RecordingDaemon daemon;
-        daemon.answer_next(configd::RawBytes{reply_bytes(query), true});
-        expect_answered(query);
     }
 }
 
@@ -464,18 +281,6 @@ TEST_F(QueryTransport, SilentDaemonsPreviousReplyMayBelongToAnotherQuery) {
         EXPECT_EQ(output.size(), 0U);
     }
     expect_answered(clear_query()); // takes any reply
-}
-
-TEST_F(QueryTransport, SilentDaemonFailsTheCallWhenThereIsNoPreviousReply) {
-    RecordingDaemon daemon;
-    daemon.answer_next(configd::RawBytes{"", true});
-    expect_failed(summary_query(2));
-    daemon.answer_otherwise(configd::Silence{});
-    ObservedCalls observed;
-    observed.select_result = 0;
-    for (const Query &query : all_queries()) {
-        expect_failed(query);
-    }
 }
 
 } // namespace

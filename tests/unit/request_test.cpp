@@ -285,15 +285,6 @@ TEST_F(RequestWithoutDaemon, RefusedConnectionFailsTheCall) {
     }
 }
 
-TEST_F(RequestWithoutDaemon, NoQueryWithoutAConnection) {
-    ObservedCalls observed;
-    const CapturedOutput printed;
-    char query[4] = {};
-    EXPECT_EQ(bgp_plugin_get(query, 4, 18), nullptr);
-    EXPECT_EQ(printed.text(), "error, parameter send error :-1");
-    close_connecting(observed);
-}
-
 TEST_F(Request, MissingQueryIsRefusedAndItsConnectionClosed) {
     const CapturedOutput printed;
     EXPECT_EQ(bgp_plugin_get(nullptr, 4, 18), nullptr);
@@ -448,27 +439,6 @@ TEST_F(Request, EvpnInputsBecomeTheQuery) {
     }
 }
 
-TEST_F(Request, EvpnTypeIsTheDataWordAsItStands) {
-    scripted::Value input = number(evpn, "evpn-type", 0x01020304);
-    for (const sr_type_t type : {SR_UINT32_T, SR_INT32_T, SR_UINT8_T}) {
-        input.type = type;
-        EXPECT_EQ(query_of(evpn, {input}), Record(evpn_query).put("type", 0x01020304).bytes());
-    }
-}
-
-TEST_F(Request, NumberOfEvpnInputsIsNotExamined) {
-    const Inputs inputs({empty(evpn, "get-all")});
-    for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{1000}}) {
-        daemon.answer_next(empty_reply(evpn));
-        Values output;
-        EXPECT_EQ(call_with(evpn, scripted::session(), evpn.path, inputs.array(), count, SR_EV_RPC,
-                            output),
-                  SR_ERR_OK);
-        EXPECT_EQ(daemon.take_messages().at(0).payload(),
-                  Record(evpn_query).put("type", 0xFFFFFFFF).bytes());
-    }
-}
-
 // --- Route information and summary -----------------------------------------------------
 
 // An input that both queries know, or only the first.
@@ -590,11 +560,6 @@ TEST_F(Request, FirstPartOfAPathThatIsKnownDecides) {
             EXPECT_EQ(query_of(info, {text(info, path, "IPV4")}), expected.bytes()) << path;
         }
     }
-}
-
-TEST_F(Request, LaterInputOfTheSameLeafTakesItsPlace) {
-    EXPECT_EQ(query_of(info, {text(info, "ip-type", "IPV6"), text(info, "ip-type", "IPV4")}),
-              Record(info_query).put("input_cnt", 2).put("ip_type", 1).bytes());
 }
 
 TEST_F(Request, IpTypeThatIsNoTextIsAnotherType) {
@@ -771,17 +736,6 @@ TEST_F(Request, InputThatIsNoTextIsRefusedWhereATextIsWanted) {
     expect_nothing_sent();
 }
 
-TEST_F(Request, InputBehindOneThatFitsIsRefusedAsWell) {
-    for (const Rpc *rpc : {&info, &summary, &clear}) {
-        const CapturedOutput printed;
-        EXPECT_EQ(call(*rpc, {text(*rpc, "ip-type", "IPV4"), text(*rpc, "vrf-name", "red"),
-                              text(*rpc, "vrf-name", std::string(66, 'v'))}),
-                  SR_ERR_INVALID_VALUE);
-        EXPECT_THAT(printed.text(), testing::StartsWith("value of "));
-    }
-    expect_nothing_sent();
-}
-
 // --- bgp_input_parse ---------------------------------------------------------------------
 
 TEST_F(Request, AsManyInputsAreParsedAsTheQueryCounts) {
@@ -904,26 +858,6 @@ TEST_F(Request, OutputIsCheckedByTheParser) {
                                 SR_EV_RPC, 1, nullptr, nullptr, nullptr),
                   -1);
         EXPECT_EQ(printed.text(), "reply_buf is NULL\n");
-    }
-}
-
-TEST_F(Request, ResultValueOfAReplyIsNotExamined) {
-    for (const Rpc *rpc : rpcs) {
-        for (const int result : {1, 18, -1}) {
-            configd::Reply reply = empty_reply(*rpc);
-            reply.res_value = result;
-            daemon.answer_next(reply);
-            EXPECT_EQ(call(*rpc, some_input(*rpc)), SR_ERR_OK);
-        }
-    }
-}
-
-TEST_F(Request, SuccessPrintsNothingWithTheSwitchOff) {
-    for (const Rpc *rpc : rpcs) {
-        daemon.answer_next(empty_reply(*rpc));
-        const CapturedOutput printed;
-        EXPECT_EQ(call(*rpc, some_input(*rpc)), SR_ERR_OK);
-        EXPECT_EQ(printed.text(), "");
     }
 }
 
@@ -1104,12 +1038,6 @@ TEST_F(RequestTrace, OfAQueryWithoutAReply) {
     EXPECT_THAT(printed.text(), testing::EndsWith("  inDataLen:116 sub_mod:20\n"
                                                   "[bgp_plugin_send_and_receive]reply_buf = (nil)\n"
                                                   "get reply buff error!\n"));
-}
-
-TEST_F(RequestTrace, OfAMissingQuery) {
-    const CapturedOutput printed;
-    EXPECT_EQ(bgp_plugin_get(nullptr, 4, 18), nullptr);
-    EXPECT_EQ(printed.text(), "\nin bgp_plugin_send_and_receive\ninput data is NULL\n");
 }
 
 } // namespace

@@ -116,14 +116,6 @@ TEST_F(SummaryReply, ArrayIsSizedOnceToWhatTheBlockAnnounces) {
     }
 }
 
-TEST_F(SummaryReply, ValuesBeforeTheCallAreWrittenOver) {
-    Values values(20);
-    EXPECT_EQ(parse(values, summary(plain_block(), {plain_entry(), plain_entry()})), SR_ERR_OK);
-    Values fresh;
-    EXPECT_EQ(parse(fresh, summary(plain_block(), {plain_entry(), plain_entry()})), SR_ERR_OK);
-    EXPECT_EQ(values.outputs(), fresh.outputs());
-}
-
 TEST_F(SummaryReply, WithoutNeighboursNothingIsWrittenAndTheCountStays) {
     for (const std::size_t before : {std::size_t{0}, std::size_t{2}}) {
         sysrepo().reallocs.clear();
@@ -138,31 +130,6 @@ TEST_F(SummaryReply, WithoutNeighboursNothingIsWrittenAndTheCountStays) {
     }
 }
 
-TEST_F(SummaryReply, FailedResizingEndsTheCall) {
-    for (const int code : {int{SR_ERR_NOMEM}, int{SR_ERR_INTERNAL}, -1}) {
-        sysrepo().realloc_result = code;
-        Values values(2);
-        for (const unsigned entries : {0U, 1U}) {
-            const support::CapturedOutput output;
-            EXPECT_EQ(parse(values, summary_of(entries)), -1);
-            EXPECT_EQ(output.text(), "bgp info realloc failed!\n");
-        }
-        EXPECT_EQ(values.size(), 2U);
-        EXPECT_EQ(values.written_count(), 0U);
-    }
-}
-
-TEST_F(SummaryReply, LengthOfTheReplyIsNotLookedAt) {
-    const std::string payload = summary_of(2);
-    Values expected;
-    parse(expected, payload);
-    for (const int length : {0, 16, 16 + 84, 16 + 84 + 160, -1, INT_MIN, INT_MAX}) {
-        Values values;
-        EXPECT_EQ(parse(values, Reply(sub_mod_, payload).length(length)), SR_ERR_OK);
-        EXPECT_EQ(values.outputs(), expected.outputs()) << length;
-    }
-}
-
 TEST_F(SummaryReply, AnnouncedNeighboursThatDidNotComeHaveNothingInTheirFields) {
     Values values;
     EXPECT_EQ(
@@ -172,54 +139,6 @@ TEST_F(SummaryReply, AnnouncedNeighboursThatDidNotComeHaveNothingInTheirFields) 
     append(expected, plain_entry().outputs({"10.0.0.2"}));
     append(expected, Record(summary_entry).outputs({""}));
     EXPECT_EQ(values.outputs(), expected);
-}
-
-TEST_F(SummaryReply, TextsEndAtTheirFirstNul) {
-    Record entry = plain_entry();
-    entry.put("neighbor", std::string("10.0.0.9\0rest", 13)).put("AS", std::string("7\0008", 3));
-    Values values;
-    parse(values, summary(plain_block(), {entry}));
-    ASSERT_EQ(values.size(), 15U);
-    EXPECT_EQ(
-        values.outputs()[7],
-        (Output{"/ip-bgp-summary/neighbors/entry[neighbor='10.0.0.9']/AS", SR_STRING_T, "7"}));
-}
-
-TEST_F(SummaryReply, KeysAreNotEscaped) {
-    const std::string key = "it's \"][/%s";
-    Values values;
-    parse(values, summary(plain_block(), {plain_entry().put("neighbor", key)}));
-    EXPECT_EQ(values.outputs().at(6).xpath,
-              "/ip-bgp-summary/neighbors/entry[neighbor='it's \"][/%s']/version");
-}
-
-TEST_F(SummaryReply, DefaultFlagIsNotWritten) {
-    expect_dflt_untouched(summary_of(1));
-}
-
-TEST_F(SummaryReply, PathsAndTextsAreCopiesOfTheirOwn) {
-    expect_copies_of_their_own(summary(plain_block(), {plain_entry(), plain_entry()}));
-}
-
-TEST_F(SummaryReply, ReplyIsOnlyRead) {
-    const Reply reply(sub_mod_, summary_of(2));
-    const std::string before(reply.message()->transferData, 1000);
-    Values values;
-    parse(values, reply);
-    EXPECT_EQ(std::string(reply.message()->transferData, 1000), before);
-}
-
-TEST_F(SummaryReply, CopiesThatFailAreMissing) {
-    expect_failed_copies_missing(summary_of(2));
-}
-
-TEST_F(SummaryReply, MissingArgumentIsRefused) {
-    expect_missing_arguments_refused(summary_of(1));
-}
-
-TEST_F(SummaryReply, OtherRepliesAreRefused) {
-    expect_other_replies_refused(summary_of(1), "ip_bgp_summary_output_parse",
-                                 "output data is not bgp and ip bgp info data!");
 }
 
 // --- Traces ----------------------------------------------------------------------
@@ -273,21 +192,6 @@ TEST_F(SummaryReply, FailedResizingIsTracedWithTheCounts) {
     EXPECT_EQ(output.text(), "ip_bgp_summary_output_parse,module:3,subMod:21\n"
                              "*output_cnt:4 add_count:24\n"
                              "bgp info realloc failed!\n");
-}
-
-TEST_F(SummaryReply, EveryEntryIsTracedInTurn) {
-    set_switches(1, 0);
-    const std::string output = printed(summary_of(3));
-    std::size_t position = 0;
-    for (const char *key : {"1-neighbor", "2-neighbor", "3-neighbor"}) {
-        position = output.find("neighbor        :" + std::string(key) + "\n", position);
-        ASSERT_NE(position, std::string::npos) << key;
-    }
-}
-
-TEST_F(SummaryReply, NothingIsPrintedWithTheSwitchOff) {
-    set_switches(0, 1);
-    EXPECT_EQ(printed(summary_of(2)), "");
 }
 
 } // namespace

@@ -64,16 +64,6 @@ TEST_F(VrfFamilyChange, NewEntryWithANetworkIsTwoRecords) {
                                vrf_network().record(1, {{"route-map", 200}}).sent(7, 0)}));
 }
 
-TEST_F(VrfFamilyChange, NewEntryIsSentWhenTheNodeOfANetworkArrives) {
-    const CapturedOutput output;
-    EXPECT_EQ(change(joined(entry_changes(vrf(), SR_OP_CREATED),
-                            {created(vrf_network().container()),
-                             modified(vrf_network().node(), vrf_network().node()),
-                             support::without_value(SR_OP_CREATED)})),
-              SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{vrf().record(1).sent(entry_code, SR_OP_MODIFIED)});
-}
-
 TEST_F(VrfFamilyChange, EntryOfAnyOtherSubFamilyIsNotSent) {
     const std::pair<const char *, std::uint32_t> safis[] = {
         {"SAFI_UNICAST", 1}, {"SAFI_MULTICAST", 2}, {"SAFI_EVPN", 5}};
@@ -83,28 +73,6 @@ TEST_F(VrfFamilyChange, EntryOfAnyOtherSubFamilyIsNotSent) {
         EXPECT_EQ(change(entry_changes(entry, SR_OP_DELETED)), SR_ERR_OK);
     }
     EXPECT_EQ(sent(), Records{});
-}
-
-TEST_F(VrfFamilyChange, OtherKeyLeavesOfTheEntryBuildNothing) {
-    EXPECT_EQ(change({created(vrf().node()), created(vrf().afi()), created(vrf().safi())}),
-              SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{});
-}
-
-TEST_F(VrfFamilyChange, EntriesOfTwoVrfsAreTwoRecords) {
-    EXPECT_EQ(change(joined(entry_changes(vrf("a-long-name"), SR_OP_CREATED),
-                            entry_changes(vrf("b"), SR_OP_DELETED))),
-              SR_ERR_OK);
-    EXPECT_EQ(sent(), (Records{vrf("a-long-name").record(1).sent(entry_code, SR_OP_DELETED),
-                               vrf("b").record(0).sent(entry_code, SR_OP_DELETED)}));
-}
-
-TEST_F(VrfFamilyChange, RefusedEntryEndsTheWalk) {
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_SUPPORT});
-    EXPECT_EQ(change({created(vrf().vrf()), created(vrf_network().node())}), SR_ERR_NOT_SUPPORT);
-    EXPECT_EQ(sent().size(), 1U);
-    daemon.answer_next(configd::ResultCode{SR_ERR_NOT_FOUND});
-    EXPECT_EQ(change({created(vrf().vrf())}), SR_ERR_OK);
 }
 
 // --- What the pending entry carries -------------------------------------------------------
@@ -172,11 +140,6 @@ TEST_F(VrfFamilyChange, RecordPendingBeforeTheEntryGoesOutFirst) {
     }
 }
 
-TEST_F(VrfFamilyChange, RecordWithoutACodePendingBeforeTheEntryIsOverwritten) {
-    EXPECT_EQ(change({created(vrf_neighbor().key()), created(vrf().vrf())}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{vrf().record(1).sent(entry_code, SR_OP_CREATED)});
-}
-
 TEST_F(VrfFamilyChange, EntryClearsTheWholeBuffer) {
     const ListEntry first = vrf_neighbor("10.0.0.1");
     const ListEntry second = vrf_neighbor("10.0.0.2");
@@ -187,22 +150,7 @@ TEST_F(VrfFamilyChange, EntryClearsTheWholeBuffer) {
     EXPECT_EQ(sent().back(), second.record(1, {{"remote-as", 31}}).sent(13, SR_OP_CREATED));
 }
 
-TEST_F(VrfFamilyChange, EntryOfAnotherSubFamilyClearsNothing) {
-    const ListEntry entry = neighbor();
-    EXPECT_EQ(change({created(entry.leaf("remote-as", 200)), created(family().vrf()),
-                      created(entry.leaf("description", 31))}),
-              SR_ERR_OK);
-    EXPECT_EQ(sent().back(),
-              entry.record(1, {{"remote-as", 200}, {"description", 31}}).sent(15, SR_OP_CREATED));
-}
-
 // --- The VRF's name -----------------------------------------------------------------------------
-
-TEST_F(VrfFamilyChange, NameMayFillItsField) {
-    const FamilyEntry entry = vrf(std::string(65, 'v'));
-    EXPECT_EQ(change({created(entry.vrf())}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{entry.record(1).sent(entry_code, SR_OP_CREATED)});
-}
 
 TEST_F(VrfFamilyChange, NameLongerThanItsFieldIsRefusedAndWhatWasSentStaysSent) {
     const std::string name(66, 'v');
@@ -246,14 +194,6 @@ TEST_F(VrfFamilyChange, NameIsReadAfterTheNumbers) {
     }
 }
 
-TEST_F(VrfFamilyChange, NameIsKeptFromTheFirstToTheLastCharacter) {
-    for (const char *name : {"a/b[c]", "", "with blanks "}) {
-        const ListEntry entry(vrf(name), kind().network, {"10.1.0.0/16"});
-        EXPECT_EQ(change({created(entry.node())}), SR_ERR_OK);
-        EXPECT_EQ(sent(), Records{entry.record(1).sent(7, SR_OP_CREATED)});
-    }
-}
-
 // --- Neighbours
 // --------------------------------------------------------------------------------------
 
@@ -266,20 +206,6 @@ TEST_F(VrfFamilyChange, SettingsOfTheInstancesNeighboursAreNoneHere) {
             << "nor do they go with a deleted activate";
         EXPECT_EQ(sent(), Records{neighbor().record(0, {{"activate", 1}}).sent(14, 2)});
     }
-}
-
-TEST_F(VrfFamilyChange, RemoteAsStaysInTheRecordOfTheDescription) {
-    const ListEntry entry = neighbor();
-    EXPECT_EQ(change(entry.changes(SR_OP_CREATED, {{"remote-as", 200}, {"description", 31}})),
-              SR_ERR_OK);
-    EXPECT_EQ(sent(),
-              (Records{entry.record(1, {{"remote-as", 200}}).sent(13, 0),
-                       entry.record(1, {{"remote-as", 200}, {"description", 31}}).sent(15, 0)}));
-}
-
-TEST_F(VrfFamilyChange, HopCountTravelsWhole) {
-    EXPECT_EQ(change({created(neighbor().leaf("ebgp-multihop", 4294967295U))}), SR_ERR_OK);
-    EXPECT_EQ(sent(), Records{neighbor().record(1, {{"ebgp-multihop", 4294967295U}}).sent(16, 0)});
 }
 
 TEST_F(VrfFamilyChange, ContainersOfTheInstanceAreNotParsed) {
