@@ -16,8 +16,10 @@
 namespace {
 
 using support::Datastore;
+using support::element;
 using support::Host;
 using support::RecordingDaemon;
+using support::router_bgp;
 
 constexpr std::uint32_t as = 65001;
 
@@ -87,9 +89,6 @@ const std::vector<Family> families = {plain_family(1, "AFI_IP", "10.0.0."),
 
 // --- As the client writes it --------------------------------------------------------
 
-std::string element(const std::string &name, const std::string &content) {
-    return "<" + name + ">" + content + "</" + name + ">";
-}
 std::string leaf(const std::string &name, const std::string &value) {
     return value.empty() ? "" : element(name, value);
 }
@@ -97,12 +96,6 @@ std::string leaf(const std::string &name, const std::string &value) {
 std::string deletion(const std::string &name, const std::string &content = "") {
     return "<" + name + " nc:operation=\"delete\">" + content + "</" + name + ">";
 }
-std::string router_bgp(const std::string &content) {
-    return R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp")"
-           R"( xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0">)" +
-           content + "</router-bgp>";
-}
-
 std::string bgp(const std::string &content) {
     return router_bgp(element("bgp", content));
 }

@@ -4,29 +4,8 @@
 // daemon as a process of its own (killed, restarted, frozen) or with one that
 // answers as the row says.
 //
-// Failures that nobody outside the host can provoke are shown by the unit tests:
-//
-//   no memory for a message        Transport.WithoutMemoryNothingIsSent,
-//                                  Request.WithoutMemoryForTheMessageNothingIsSent
-//   no socket                      Transport.WithoutASocketNothingElseIsTried
-//   query that cannot be written   Transport.RequestThatCannotBeSentIsReported
-//   missing record or query        Transport.MissingRecordIsRefusedWithoutAConnection,
-//                                  Transport.MissingRequestIsRefusedWithALine,
-//                                  Request.MissingQueryIsRefusedAndItsConnectionClosed
-//   missing callback argument      Request.MissingArgumentIsRefused
-//   RPC callback, another event    Request.EveryEventButAnRpcIsRefused
-//   missing parser argument        *Reply.MissingArgumentIsRefused
-//   no memory for output values    *Reply.FailedResizingEndsTheCall,
-//                                  EvpnReply.FailedResizingCarriesOnWithTheRoomThatThereIs
-//   change iterator not opened     *Change.IteratorThatCannotBeOpenedEndsTheCallWithItsCode
-//   change without its value       AsChange.ChangeWithoutItsValueEndsTheCallAsASuccess,
-//                                  GlobleChange.ChangeWithoutItsValueIsAnInternalError,
-//                                  FamilyChange.ChangeWithoutItsValueDropsThePendingRecordAndIsASuccess
-//   path without a node name       *Change.PathWithoutANodeNameIsAnInternalError
-//   path without a list's key      GlobleChange.NeighbourWithoutAnAddressIsAnInternalError,
-//                                  FamilyChange.MissingListKeyIsToldAndTheWalkGoesOnWithoutACode,
-//                                  VrfFamilyChange.MissingNameIsAnInternalErrorAtOnce
-//   afi or safi without a number   FamilyChange.FamilyWithoutKnownKeysIsAnInternalErrorAtOnce
+// Failures that nobody outside the host can provoke (no memory, no socket, missing arguments,
+// changes without a value or a name) are shown by the unit tests.
 //
 // A daemon that answers 15 has no row: it is the library's own code for "later",
 // and whether the library calls the plug-in again before the client gives up
@@ -62,6 +41,7 @@ using support::Host;
 using support::Outcome;
 using support::Process;
 using support::RecordingDaemon;
+using support::router_bgp;
 using support::rpc;
 using support::sample_queries;
 using support::SampleQuery;
@@ -109,18 +89,32 @@ struct Fault {
     std::size_t sockets_lost = 0; // that stay open beside the configuration's connection
     bool loses_values = false;    // the output values written so far, on purpose
 
+    Fault breaks_edits() { return with(&Fault::edits, Edits::fail_until_the_host_restarts); }
+    Fault meanwhile(const Steps &steps) { return with(&Fault::during, steps); }
+    Fault then(const Steps &steps) { return with(&Fault::after, steps); }
+    Fault shows(const std::string &text) { return with(&Fault::shown, text); }
+    Fault loses_a_socket() { return with(&Fault::sockets_lost, std::size_t{1}); }
+    Fault loses_the_values() { return with(&Fault::loses_values, true); }
+
     friend std::ostream &operator<<(std::ostream &stream, const Fault &fault) {
         return stream << fault.name;
     }
+
+  private:
+    template <typename Value>
+    Fault with(Value Fault::*member, const Value &value) {
+        this->*member = value;
+        return *this;
+    }
 };
+
+Fault fault(const std::string &name, const Steps &before, const Request &request, Seen seen,
+            const std::vector<std::string> &printed, std::optional<std::size_t> messages = {}) {
+    return {name, before, request, seen, printed, messages};
+}
 
 // --- Where it happens -----------------------------------------------------------------
 
-std::string router_bgp(const std::string &content) {
-    return R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp")"
-           R"( xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0">)" +
-           content + "</router-bgp>";
-}
 std::string set_as(int as) {
     return router_bgp("<as>" + std::to_string(as) + "</as>");
 }
@@ -360,187 +354,108 @@ std::string raw_codes(const std::vector<std::int32_t> &codes) {
 }
 
 std::vector<Fault> edit_faults() {
-    const auto broken = Edits::fail_until_the_host_restarts;
     std::vector<Fault> faults = {
         // The connection. The socket of a failed connect stays open.
-        {"EditWithoutADaemon",
-         {},
-         edit(set_as(65001)),
-         Seen::failure,
-         {not_connected, edit_not_connected},
-         0,
-         Edits::go_on,
-         {},
-         {daemon()},
-         {},
-         1},
-        {"EditAfterTheDaemonWasKilled",
-         {daemon(), configured, daemon_killed},
-         as_edit,
-         Seen::failure,
-         {no_answer, code_20},
-         0,
-         broken,
-         {},
-         {daemon()}},
-        {"SecondEditAfterTheDaemonWasKilled",
-         {daemon(), configured, daemon_killed, edit_failed(set_as(65002))},
-         as_edit,
-         Seen::failure,
-         {not_sent, code_20},
-         0,
-         broken,
-         {},
-         {daemon()}},
-        {"EditAfterTheDaemonWasRestarted",
-         {daemon(), configured, daemon_killed, daemon()},
-         as_edit,
-         Seen::failure,
-         {no_answer, code_20},
-         0,
-         broken},
-        {"EditOfAHundredRecordsWhoseDaemonIsKilledOnTheWay",
-         {daemon({"--fault=redistribute=silent"}), configured},
-         edit(hundred_networks(
-             "<bgp-family-redistributes><family-redistribute><protocol>ospf</protocol>"
-             "<process>1</process></family-redistribute></bgp-family-redistributes>")),
-         Seen::failure,
-         {no_answer, code_20},
-         101,
-         broken,
-         {told("-> no answer"), daemon_killed},
-         {daemon()}},
-        {"EditOfAFrozenDaemonThatIsResumed",
-         {daemon(), configured, daemon_frozen},
-         as_edit,
-         Seen::success,
-         {record_sent, answered(0)},
-         1,
-         Edits::go_on,
-         {printed(record_sent), daemon_resumed}},
-        {"EditOfAFrozenDaemonThatIsKilled",
-         {daemon(), configured, daemon_frozen},
-         as_edit,
-         Seen::failure,
-         {no_answer, code_20},
-         0,
-         broken,
-         {printed(record_sent), daemon_killed},
-         {daemon()}},
-        {"EditThatIsAnsweredTooLate",
-         {daemon(), configured, daemon_frozen},
-         edit(set_as(65002), 2),
-         Seen::time_out,
-         {record_sent, answered(0)},
-         1,
-         Edits::go_on,
-         {},
-         {daemon_resumed, printed(answered(0))}},
-        {"EditBehindAQueryThatIsAnsweredTooLate",
-         {daemon(), configured, daemon_frozen, call_given_up(sample_queries()[3])},
-         edit(set_as(65002)),
-         Seen::success,
-         {"[ip_bgp_summary_cb]rc = 0", answered(0)},
-         {},
-         Edits::go_on,
-         {daemon_resumed}},
+        fault("EditWithoutADaemon", {}, edit(set_as(65001)), Seen::failure,
+              {not_connected, edit_not_connected}, 0)
+            .then({daemon()})
+            .loses_a_socket(),
+        fault("EditAfterTheDaemonWasKilled", {daemon(), configured, daemon_killed}, as_edit,
+              Seen::failure, {no_answer, code_20}, 0)
+            .breaks_edits()
+            .then({daemon()}),
+        fault("SecondEditAfterTheDaemonWasKilled",
+              {daemon(), configured, daemon_killed, edit_failed(set_as(65002))}, as_edit,
+              Seen::failure, {not_sent, code_20}, 0)
+            .breaks_edits()
+            .then({daemon()}),
+        fault("EditAfterTheDaemonWasRestarted", {daemon(), configured, daemon_killed, daemon()},
+              as_edit, Seen::failure, {no_answer, code_20}, 0)
+            .breaks_edits(),
+        fault("EditOfAHundredRecordsWhoseDaemonIsKilledOnTheWay",
+              {daemon({"--fault=redistribute=silent"}), configured},
+              edit(hundred_networks(
+                  "<bgp-family-redistributes><family-redistribute><protocol>ospf</protocol>"
+                  "<process>1</process></family-redistribute></bgp-family-redistributes>")),
+              Seen::failure, {no_answer, code_20}, 101)
+            .breaks_edits()
+            .meanwhile({told("-> no answer"), daemon_killed})
+            .then({daemon()}),
+        fault("EditOfAFrozenDaemonThatIsResumed", {daemon(), configured, daemon_frozen}, as_edit,
+              Seen::success, {record_sent, answered(0)}, 1)
+            .meanwhile({printed(record_sent), daemon_resumed}),
+        fault("EditOfAFrozenDaemonThatIsKilled", {daemon(), configured, daemon_frozen}, as_edit,
+              Seen::failure, {no_answer, code_20}, 0)
+            .breaks_edits()
+            .meanwhile({printed(record_sent), daemon_killed})
+            .then({daemon()}),
+        fault("EditThatIsAnsweredTooLate", {daemon(), configured, daemon_frozen},
+              edit(set_as(65002), 2), Seen::time_out, {record_sent, answered(0)}, 1)
+            .then({daemon_resumed, printed(answered(0))}),
+        fault("EditBehindAQueryThatIsAnsweredTooLate",
+              {daemon(), configured, daemon_frozen, call_given_up(sample_queries()[3])},
+              edit(set_as(65002)), Seen::success, {"[ip_bgp_summary_cb]rc = 0", answered(0)})
+            .meanwhile({daemon_resumed}),
 
         // What comes instead of a result code.
-        {"EditAnsweredByTheEndOfTheConnection",
-         scripted({configd::RawBytes{"", true}}),
-         as_edit,
-         Seen::failure,
-         {no_answer, code_20},
-         1,
-         broken},
-        {"EditAnsweredByThreeBytesAndTheEndOfTheConnection",
-         scripted({configd::RawBytes{std::string(3, '\0'), true}}),
-         as_edit,
-         Seen::failure,
-         {no_answer, code_20},
-         1,
-         broken},
-        {"EditAnsweredByThreeBytes",
-         scripted({configd::RawBytes{std::string(3, '\0'), false}}),
-         as_edit,
-         Seen::failure,
-         {no_answer, code_20},
-         1},
+        fault("EditAnsweredByTheEndOfTheConnection", scripted({configd::RawBytes{"", true}}),
+              as_edit, Seen::failure, {no_answer, code_20}, 1)
+            .breaks_edits(),
+        fault("EditAnsweredByThreeBytesAndTheEndOfTheConnection",
+              scripted({configd::RawBytes{std::string(3, '\0'), true}}), as_edit, Seen::failure,
+              {no_answer, code_20}, 1)
+            .breaks_edits(),
+        fault("EditAnsweredByThreeBytes",
+              scripted({configd::RawBytes{std::string(3, '\0'), false}}), as_edit, Seen::failure,
+              {no_answer, code_20}, 1),
         // The answer to the first record is taken for that to the second as well.
-        {"EditAnsweredByTwoResultCodesAtOnce",
-         scripted({configd::RawBytes{raw_codes({0, SR_ERR_CONFIG_FAILED}), false}}),
-         edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>")),
-         Seen::failure,
-         {answered(0), answered(SR_ERR_CONFIG_FAILED), refused(SR_ERR_CONFIG_FAILED)},
-         2},
+        fault("EditAnsweredByTwoResultCodesAtOnce",
+              scripted({configd::RawBytes{raw_codes({0, SR_ERR_CONFIG_FAILED}), false}}),
+              edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>")),
+              Seen::failure,
+              {answered(0), answered(SR_ERR_CONFIG_FAILED), refused(SR_ERR_CONFIG_FAILED)}, 2),
 
         // A refusal in the middle of an edit, and at its end.
-        {"EditOfAHundredRecordsRefusedAtTheSixtieth",
-         scripted_after(59, configd::ResultCode{SR_ERR_NO_EXISTS_CONFIG}),
-         edit(hundred_networks()),
-         Seen::failure,
-         {refused(SR_ERR_NO_EXISTS_CONFIG), "change cfg for bgp from xpath:"},
-         60},
-        {"EditOfAHundredRecordsRefusedAtTheLast",
-         scripted_after(99, configd::ResultCode{SR_ERR_NO_EXISTS_CONFIG}),
-         edit(hundred_networks()),
-         Seen::failure,
-         {refused(SR_ERR_NO_EXISTS_CONFIG), "change cfg for bgp failed:"},
-         100},
+        fault("EditOfAHundredRecordsRefusedAtTheSixtieth",
+              scripted_after(59, configd::ResultCode{SR_ERR_NO_EXISTS_CONFIG}),
+              edit(hundred_networks()), Seen::failure,
+              {refused(SR_ERR_NO_EXISTS_CONFIG), "change cfg for bgp from xpath:"}, 60),
+        fault("EditOfAHundredRecordsRefusedAtTheLast",
+              scripted_after(99, configd::ResultCode{SR_ERR_NO_EXISTS_CONFIG}),
+              edit(hundred_networks()), Seen::failure,
+              {refused(SR_ERR_NO_EXISTS_CONFIG), "change cfg for bgp failed:"}, 100),
         // The code 5 ends the walk like the end of the changes.
-        {"EditOfAHundredRecordsWhoseSixtiethIsAnsweredBy5",
-         scripted_after(59, configd::ResultCode{SR_ERR_NOT_FOUND}),
-         edit(hundred_networks()),
-         Seen::success,
-         {refused(SR_ERR_NOT_FOUND), "address family change config over"},
-         60},
-        {"AsAnsweredBy5",
-         scripted({configd::ResultCode{SR_ERR_NOT_FOUND}}),
-         as_edit,
-         Seen::success,
-         {refused(SR_ERR_NOT_FOUND), "bgp-id change config over"},
-         1},
-        {"RouterIdentifierRefused",
-         scripted({configd::ResultCode{SR_ERR_INVALID_VALUE}}),
-         edit(router_id),
-         Seen::failure,
-         {refused(SR_ERR_INVALID_VALUE),
-          "change cfg for bgp from xpath:/orv_bgp:router-bgp/bgp/router-id"},
-         1},
-        {"SecondSettingOfANeighbourRefused",
-         scripted_after(1, configd::ResultCode{SR_ERR_INVALID_VALUE}),
-         edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>"
-                              "<ebgp-multihop>2</ebgp-multihop>")),
-         Seen::failure,
-         {refused(SR_ERR_INVALID_VALUE), "change cfg for bgp from xpath:"},
-         2},
-        {"VrfRefused",
-         scripted({configd::ResultCode{SR_ERR_NOT_SUPPORT}}),
-         edit(vrf_family(vrf_network)),
-         Seen::failure,
-         {refused(SR_ERR_NOT_SUPPORT), "change cfg for bgp from xpath:"},
-         1},
-        {"NetworkOfAVrfRefused",
-         scripted_after(1, configd::ResultCode{SR_ERR_NOT_SUPPORT}),
-         edit(vrf_family(vrf_network)),
-         Seen::failure,
-         {refused(SR_ERR_NOT_SUPPORT), "change cfg for bgp failed:"},
-         2},
+        fault("EditOfAHundredRecordsWhoseSixtiethIsAnsweredBy5",
+              scripted_after(59, configd::ResultCode{SR_ERR_NOT_FOUND}), edit(hundred_networks()),
+              Seen::success, {refused(SR_ERR_NOT_FOUND), "address family change config over"}, 60),
+        fault("AsAnsweredBy5", scripted({configd::ResultCode{SR_ERR_NOT_FOUND}}), as_edit,
+              Seen::success, {refused(SR_ERR_NOT_FOUND), "bgp-id change config over"}, 1),
+        fault("RouterIdentifierRefused", scripted({configd::ResultCode{SR_ERR_INVALID_VALUE}}),
+              edit(router_id), Seen::failure,
+              {refused(SR_ERR_INVALID_VALUE),
+               "change cfg for bgp from xpath:/orv_bgp:router-bgp/bgp/router-id"},
+              1),
+        fault("SecondSettingOfANeighbourRefused",
+              scripted_after(1, configd::ResultCode{SR_ERR_INVALID_VALUE}),
+              edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>"
+                                   "<ebgp-multihop>2</ebgp-multihop>")),
+              Seen::failure, {refused(SR_ERR_INVALID_VALUE), "change cfg for bgp from xpath:"}, 2),
+        fault("VrfRefused", scripted({configd::ResultCode{SR_ERR_NOT_SUPPORT}}),
+              edit(vrf_family(vrf_network)), Seen::failure,
+              {refused(SR_ERR_NOT_SUPPORT), "change cfg for bgp from xpath:"}, 1),
+        fault("NetworkOfAVrfRefused", scripted_after(1, configd::ResultCode{SR_ERR_NOT_SUPPORT}),
+              edit(vrf_family(vrf_network)), Seen::failure,
+              {refused(SR_ERR_NOT_SUPPORT), "change cfg for bgp failed:"}, 2),
 
         // What the plug-in refuses itself.
-        {"DeletionWithoutAnAs",
-         {script, configured, edited(router_id),
-          edited(router_bgp("<as nc:operation=\"delete\"/>"))},
-         edit(router_bgp("<bgp><router-id nc:operation=\"delete\"/></bgp>")),
-         Seen::success,
-         {"[bgp_config_globle_bgp_change_cb][694]as not exist!"},
-         0},
-        {"NeighbourWithoutASetting",
-         scripted({}),
-         edit(globle_neighbor("")),
-         Seen::failure,
-         {"[bgp_config_globle_bgp_change_cb][668]not found!", "change cfg for bgp failed:"},
-         0},
+        fault("DeletionWithoutAnAs",
+              {script, configured, edited(router_id),
+               edited(router_bgp("<as nc:operation=\"delete\"/>"))},
+              edit(router_bgp("<bgp><router-id nc:operation=\"delete\"/></bgp>")), Seen::success,
+              {"[bgp_config_globle_bgp_change_cb][694]as not exist!"}, 0),
+        fault("NeighbourWithoutASetting", scripted({}), edit(globle_neighbor("")), Seen::failure,
+              {"[bgp_config_globle_bgp_change_cb][668]not found!", "change cfg for bgp failed:"},
+              0),
     };
     for (const std::int32_t code : {1, 4, 7, 10, 14, 16, 17, 18, 19, 20, 2147483647}) {
         faults.push_back({"AsRefusedWith" + std::to_string(code),
@@ -658,156 +573,76 @@ std::vector<Fault> query_faults() {
     }
     const std::vector<Fault> others = {
         // The connection. The socket of a failed connect stays open.
-        {"QueryWithoutADaemon",
-         {},
-         call(summary),
-         Seen::failure,
-         {not_connected, "error, parameter send error :-1", no_reply},
-         0,
-         Edits::go_on,
-         {},
-         {daemon()},
-         {},
-         1},
-        {"QueryAfterTheDaemonWasRestarted",
-         {daemon(), configured, daemon_killed, daemon()},
-         call(summary),
-         Seen::success,
-         {query_sent},
-         1,
-         Edits::fail_until_the_host_restarts,
-         {},
-         {},
-         summary.shown},
-        {"QueryOfAFrozenDaemonThatIsResumed",
-         {daemon(), configured, daemon_frozen},
-         call(summary),
-         Seen::success,
-         {query_sent},
-         1,
-         Edits::go_on,
-         {printed(query_waits), daemon_resumed},
-         {},
-         summary.shown},
-        {"QueryOfAFrozenDaemonThatIsKilled",
-         {daemon(), configured, daemon_frozen},
-         call(summary),
-         Seen::failure,
-         {"read data err,readLen = -1!", no_reply},
-         0,
-         Edits::fail_until_the_host_restarts,
-         {printed(query_waits), daemon_killed},
-         {daemon()}},
-        {"QueryThatIsAnsweredTooLate",
-         {daemon(), configured, daemon_frozen},
-         call(summary, 2),
-         Seen::time_out,
-         {"[ip_bgp_summary_cb]rc = 0"},
-         1,
-         Edits::go_on,
-         {},
-         {daemon_resumed, printed("[ip_bgp_summary_cb]rc = 0")}},
+        fault("QueryWithoutADaemon", {}, call(summary), Seen::failure,
+              {not_connected, "error, parameter send error :-1", no_reply}, 0)
+            .then({daemon()})
+            .loses_a_socket(),
+        fault("QueryAfterTheDaemonWasRestarted", {daemon(), configured, daemon_killed, daemon()},
+              call(summary), Seen::success, {query_sent}, 1)
+            .breaks_edits()
+            .shows(summary.shown),
+        fault("QueryOfAFrozenDaemonThatIsResumed", {daemon(), configured, daemon_frozen},
+              call(summary), Seen::success, {query_sent}, 1)
+            .meanwhile({printed(query_waits), daemon_resumed})
+            .shows(summary.shown),
+        fault("QueryOfAFrozenDaemonThatIsKilled", {daemon(), configured, daemon_frozen},
+              call(summary), Seen::failure, {"read data err,readLen = -1!", no_reply}, 0)
+            .breaks_edits()
+            .meanwhile({printed(query_waits), daemon_killed})
+            .then({daemon()}),
+        fault("QueryThatIsAnsweredTooLate", {daemon(), configured, daemon_frozen}, call(summary, 2),
+              Seen::time_out, {"[ip_bgp_summary_cb]rc = 0"}, 1)
+            .then({daemon_resumed, printed("[ip_bgp_summary_cb]rc = 0")}),
 
         // A reply that does not come, with the minute's wait made a short one.
-        {"QueryThatIsNeverAnswered",
-         {host_killed, host({SHORT_WAIT}), script, configured, answers({silence})},
-         call(summary),
-         Seen::failure,
-         {"total = 0\n", no_reply},
-         1},
-        {"QueryThatIsNeverAnsweredAfterOneThatWas",
-         {host_killed, host({SHORT_WAIT}), script, configured, called(summary), answers({silence})},
-         call(summary),
-         Seen::success,
-         {"total = 260\n"},
-         1,
-         Edits::go_on,
-         {},
-         {},
-         summary.shown},
-        {"QueryThatIsNeverAnsweredAfterAnotherQuery",
-         {host_killed, host({SHORT_WAIT}), script, configured, called(summary), answers({silence})},
-         call(evpn),
-         Seen::failure,
-         {"total = 260\n", "output data is not bgp and ip bgp evpn data!"},
-         1},
+        fault("QueryThatIsNeverAnswered",
+              {host_killed, host({SHORT_WAIT}), script, configured, answers({silence})},
+              call(summary), Seen::failure, {"total = 0\n", no_reply}, 1),
+        fault("QueryThatIsNeverAnsweredAfterOneThatWas",
+              {host_killed, host({SHORT_WAIT}), script, configured, called(summary),
+               answers({silence})},
+              call(summary), Seen::success, {"total = 260\n"}, 1)
+            .shows(summary.shown),
+        fault("QueryThatIsNeverAnsweredAfterAnotherQuery",
+              {host_killed, host({SHORT_WAIT}), script, configured, called(summary),
+               answers({silence})},
+              call(evpn), Seen::failure,
+              {"total = 260\n", "output data is not bgp and ip bgp evpn data!"}, 1),
 
         // Too much and too little.
-        {"ReplyThatIsTooLong",
-         scripted({raw(message(summary.sub_mod, BUF_SIZE_MAX + 1, payload))}),
-         call(summary),
-         Seen::failure,
-         {"data length exceed BUF_SIZE_MAX", no_reply},
-         1},
-        {"ReplyWithBytesBehindItsEnd",
-         scripted({raw(good + std::string(1000, '\xff'))}),
-         call(summary),
-         Seen::success,
-         {},
-         1,
-         Edits::go_on,
-         {},
-         {},
-         "<neighbor>10.0.0.1</neighbor>"},
+        fault("ReplyThatIsTooLong",
+              scripted({raw(message(summary.sub_mod, BUF_SIZE_MAX + 1, payload))}), call(summary),
+              Seen::failure, {"data length exceed BUF_SIZE_MAX", no_reply}, 1),
+        fault("ReplyWithBytesBehindItsEnd", scripted({raw(good + std::string(1000, '\xff'))}),
+              call(summary), Seen::success, {}, 1)
+            .shows("<neighbor>10.0.0.1</neighbor>"),
         // What did not come is zero.
-        {"ReplyThatEndsInItsSecondEntry",
-         scripted({raw(good.substr(0, good.size() - 160))}),
-         call(summary),
-         Seen::success,
-         {"total = 260\n"},
-         1,
-         Edits::go_on,
-         {},
-         {},
-         "<neighbor/>"},
-        {"ReplyThatEndsInItsHeader",
-         scripted({raw(good.substr(0, 8))}),
-         call(summary),
-         Seen::success,
-         {"total = 8\n"},
-         1},
+        fault("ReplyThatEndsInItsSecondEntry", scripted({raw(good.substr(0, good.size() - 160))}),
+              call(summary), Seen::success, {"total = 260\n"}, 1)
+            .shows("<neighbor/>"),
+        fault("ReplyThatEndsInItsHeader", scripted({raw(good.substr(0, 8))}), call(summary),
+              Seen::success, {"total = 8\n"}, 1),
 
-        {"SummaryWithoutNeighbors",
-         scripted({configd::Reply{MODULE_ID_BGP, summary.sub_mod, 0, support::summary_payload(0)}}),
-         call(summary),
-         Seen::success,
-         {"neighbor_number     :0\n", "[ip_bgp_summary_cb]rc = 0\n"},
-         1},
+        fault("SummaryWithoutNeighbors",
+              scripted(
+                  {configd::Reply{MODULE_ID_BGP, summary.sub_mod, 0, support::summary_payload(0)}}),
+              call(summary), Seen::success,
+              {"neighbor_number     :0\n", "[ip_bgp_summary_cb]rc = 0\n"}, 1),
 
         // What a parser refuses.
-        {"NeighborsWithAnUnknownAfi",
-         scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(4, 1)}}),
-         call(neighbor),
-         Seen::failure,
-         {"afi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"},
-         1,
-         Edits::go_on,
-         {},
-         {},
-         {},
-         0,
-         /*loses_values=*/true},
-        {"NeighborsWithAnUnknownSafi",
-         scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(1, 3)}}),
-         call(neighbor),
-         Seen::failure,
-         {"safi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"},
-         1,
-         Edits::go_on,
-         {},
-         {},
-         {},
-         0,
-         /*loses_values=*/true},
+        fault("NeighborsWithAnUnknownAfi",
+              scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(4, 1)}}),
+              call(neighbor), Seen::failure, {"afi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"}, 1)
+            .loses_the_values(),
+        fault("NeighborsWithAnUnknownSafi",
+              scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(1, 3)}}),
+              call(neighbor), Seen::failure, {"safi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"}, 1)
+            .loses_the_values(),
 
         // What the plug-in does not ask the daemon.
-        {"EvpnQueryWithoutInput",
-         scripted({}),
-         {Request::call, rpc("ip-bgp-evpn"), &evpn},
-         Seen::failure,
-         {"inval arg!"},
-         0},
-        {"ClearWithoutAnAs", {script}, call(clear), Seen::success, {}, 0},
+        fault("EvpnQueryWithoutInput", scripted({}), {Request::call, rpc("ip-bgp-evpn"), &evpn},
+              Seen::failure, {"inval arg!"}, 0),
+        fault("ClearWithoutAnAs", {script}, call(clear), Seen::success, {}, 0),
     };
     faults.insert(faults.end(), others.begin(), others.end());
     return faults;
@@ -822,79 +657,39 @@ std::vector<Fault> host_faults() {
     constexpr const char *subscribe_failed =
         "Failed to subscribe subtree change for /orv_bgp:router-bgp, error ";
     return {
-        {"EditWhoseHostIsKilled",
-         {daemon(), configured, daemon_frozen},
-         edit(set_as(65002), 3),
-         Seen::time_out,
-         {record_sent},
-         {},
-         Edits::go_on,
-         {printed(record_sent), host_killed},
-         {daemon_resumed, host()}},
-        {"EditOfAHundredRecordsWhoseHostIsKilled",
-         {daemon({"--fault=redistribute=silent"}), configured},
-         edit(hundred_networks(
-                  "<bgp-family-redistributes><family-redistribute><protocol>ospf</protocol>"
-                  "<process>1</process></family-redistribute></bgp-family-redistributes>"),
-              3),
-         Seen::time_out,
-         {record_sent},
-         101,
-         Edits::go_on,
-         {told("-> no answer"), host_killed},
-         {host()}},
-        {"QueryWhoseHostIsKilled",
-         {daemon(), configured, daemon_frozen},
-         call(summary, 3),
-         Seen::time_out,
-         {query_sent},
-         {},
-         Edits::go_on,
-         {printed(query_waits), host_killed},
-         {daemon_resumed, host()}},
+        fault("EditWhoseHostIsKilled", {daemon(), configured, daemon_frozen},
+              edit(set_as(65002), 3), Seen::time_out, {record_sent})
+            .meanwhile({printed(record_sent), host_killed})
+            .then({daemon_resumed, host()}),
+        fault("EditOfAHundredRecordsWhoseHostIsKilled",
+              {daemon({"--fault=redistribute=silent"}), configured},
+              edit(hundred_networks(
+                       "<bgp-family-redistributes><family-redistribute><protocol>ospf</protocol>"
+                       "<process>1</process></family-redistribute></bgp-family-redistributes>"),
+                   3),
+              Seen::time_out, {record_sent}, 101)
+            .meanwhile({told("-> no answer"), host_killed})
+            .then({host()}),
+        fault("QueryWhoseHostIsKilled", {daemon(), configured, daemon_frozen}, call(summary, 3),
+              Seen::time_out, {query_sent})
+            .meanwhile({printed(query_waits), host_killed})
+            .then({daemon_resumed, host()}),
         // The datastore asks nobody and takes the edit; the daemon does not learn of it.
-        {"EditWithoutAHost",
-         {daemon(), configured, host_killed},
-         as_edit,
-         Seen::success,
-         {},
-         0,
-         Edits::go_on,
-         {},
-         {host()}},
-        {"QueryWithoutAHost",
-         {daemon(), configured, host_killed},
-         call(summary),
-         Seen::failure,
-         {},
-         0,
-         Edits::go_on,
-         {},
-         {host()}},
-        {"EditAfterTheHostWasKilledAndRestarted",
-         {daemon(), configured, host_killed, host()},
-         as_edit,
-         Seen::success,
-         {"connect successfully.", answered(0)},
-         1},
-        {"HostStartWithoutTheModule",
-         {host_killed, module_uninstalled},
-         start,
-         Seen::failure,
-         {subscribe_failed, init_failed},
-         {},
-         Edits::go_on,
-         {},
-         {module_installed, host(), daemon()}},
-        {"HostStartWithAModuleThatLacksAnRpc",
-         {host_killed, module_uninstalled, other_module_installed},
-         start,
-         Seen::failure,
-         {init_failed},
-         {},
-         Edits::go_on,
-         {},
-         {module_uninstalled, module_installed, host(), daemon()}},
+        fault("EditWithoutAHost", {daemon(), configured, host_killed}, as_edit, Seen::success, {},
+              0)
+            .then({host()}),
+        fault("QueryWithoutAHost", {daemon(), configured, host_killed}, call(summary),
+              Seen::failure, {}, 0)
+            .then({host()}),
+        fault("EditAfterTheHostWasKilledAndRestarted", {daemon(), configured, host_killed, host()},
+              as_edit, Seen::success, {"connect successfully.", answered(0)}, 1),
+        fault("HostStartWithoutTheModule", {host_killed, module_uninstalled}, start, Seen::failure,
+              {subscribe_failed, init_failed})
+            .then({module_installed, host(), daemon()}),
+        fault("HostStartWithAModuleThatLacksAnRpc",
+              {host_killed, module_uninstalled, other_module_installed}, start, Seen::failure,
+              {init_failed})
+            .then({module_uninstalled, module_installed, host(), daemon()}),
     };
 }
 

@@ -2,6 +2,7 @@
 #include "datastore.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
+#include "sample_replies.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,16 +17,9 @@ using support::Datastore;
 using support::Host;
 using support::Outcome;
 using support::RecordingDaemon;
+using support::router_bgp;
+using support::rpc;
 using testing::HasSubstr;
-
-constexpr const char *xmlns = " xmlns=\"urn:orv:params:xml:ns:yang:orv_bgp\"";
-
-std::string router_bgp(const std::string &content) {
-    return std::string("<router-bgp") + xmlns + ">" + content + "</router-bgp>";
-}
-std::string rpc(const std::string &name) {
-    return "<" + name + xmlns + "/>";
-}
 
 class RefusalOnDatastore : public testing::Test {
   protected:

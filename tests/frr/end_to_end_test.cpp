@@ -20,24 +20,15 @@
 
 using support::Datastore;
 using support::Host;
+using support::element;
 using support::Process;
+using support::router_bgp;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
 namespace {
-
-// The edit with the content of router-bgp, or with nothing but an operation on it.
-std::string router_bgp(const std::string &content, const std::string &attribute = "") {
-    return R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp" )"
-           R"(xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0")" +
-           attribute + ">" + content + "</router-bgp>";
-}
-
-std::string element(const std::string &name, const std::string &content = "") {
-    return "<" + name + ">" + content + "</" + name + ">";
-}
 
 const std::string everything_deleted = router_bgp("", R"( nc:operation="delete")");
 

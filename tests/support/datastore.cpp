@@ -60,6 +60,16 @@ std::vector<std::string> host_variables(const std::vector<std::string> &preloads
 
 } // namespace
 
+std::string router_bgp(const std::string &content, const std::string &attributes) {
+    return R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp" )"
+           R"(xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0")" +
+           attributes + ">" + content + "</router-bgp>";
+}
+
+std::string element(const std::string &name, const std::string &content) {
+    return "<" + name + ">" + content + "</" + name + ">";
+}
+
 Datastore::Datastore() : Datastore(ORV_BGP_PLUGIN) {}
 
 Datastore::Datastore(const fs::path &plugin) {

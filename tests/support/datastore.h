@@ -12,6 +12,11 @@
 
 namespace support {
 
+// An edit of the module's configuration: router-bgp with this content, as XML. `attributes` are
+// the element's own, such as a NETCONF operation.
+std::string router_bgp(const std::string &content, const std::string &attributes = "");
+std::string element(const std::string &name, const std::string &content = "");
+
 // Made when constructed, in a directory and under a shared-memory prefix of its
 // own, and wiped when destroyed. One at a time in a process: sysrepo's programs
 // find it through the environment.
