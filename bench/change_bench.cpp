@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-extern "C" int __wrap_plugin_config(const void *data, int /*data_len*/, int /*option*/,
-                                    int /*module_id*/, int /*sub_mod*/) {
+extern "C" int __wrap_plugin_config(void *data, int /*data_len*/, int /*option*/, int /*module_id*/,
+                                    int /*sub_mod*/) {
     benchmark::DoNotOptimize(data);
     return SR_ERR_OK;
 }

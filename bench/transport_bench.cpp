@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-extern "C" int __real_plugin_config(const void *data, int data_len, int option, int module_id,
+extern "C" int __real_plugin_config(void *data, int data_len, int option, int module_id,
                                     int sub_mod);
 
 namespace {
@@ -144,11 +144,11 @@ void read_reply(benchmark::State &state) {
     const FileDescriptor plugins(open_connection());
     const FileDescriptor floors(open_connection());
     sender.serve(2);
-    const std::vector<char> request(query.begin(), query.end());
+    std::vector<char> request(query.begin(), query.end());
     std::vector<char> buffer(BUF_SIZE_MAX);
 
     const auto plugin = [&] {
-        const auto *sent = reinterpret_cast<const netconf_data_struc *>(request.data());
+        auto *sent = reinterpret_cast<netconf_data_struc *>(request.data());
         benchmark::DoNotOptimize(sendAndGetReplyBuff(plugins.get(), sent));
     };
     const auto floor = [&] {
@@ -200,7 +200,7 @@ void small_query(benchmark::State &state) {
 
 void configuration_record(benchmark::State &state) {
     support::RecordingDaemon daemon;
-    const bgp_address_family_network_universal_val record{};
+    bgp_address_family_network_universal_val record{};
     const std::string bytes =
         message(BGP_SUB_NETWORK, {reinterpret_cast<const char *>(&record), sizeof record});
     const FileDescriptor connection(open_connection());

@@ -553,9 +553,13 @@ void add_faults(std::vector<Fault> &faults, const SampleQuery &query) {
     }
     add("AnsweredByTheReplyToAnotherQuery", reply(MODULE_ID_BGP, other, query.payload),
         Seen::failure, {"output data is not bgp and ip bgp ", "rc = -1"});
-    add("WithCountsThatCannotBe",
-        reply(MODULE_ID_BGP, query.sub_mod, std::string(query.payload.size(), '\xff')),
-        Seen::failure, {"reply refused: ", "rc = -1"});
+    // Without an array the routes are walked all the same.
+    const bool goes_on = query.sub_mod == BGP_SUB_RPC_IP_BGP_EVPN;
+    std::string counts = query.payload;
+    counts.replace(0, goes_on ? 4 : counts.size(), goes_on ? 4 : counts.size(), '\xff');
+    add("WithCountsThatCannotBe", reply(MODULE_ID_BGP, query.sub_mod, counts),
+        goes_on ? Seen::success : Seen::failure,
+        {"realloc failed", goes_on ? "rc = 0" : "rc = -1"});
 }
 
 std::vector<Fault> query_faults() {

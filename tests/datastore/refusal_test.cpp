@@ -23,6 +23,11 @@ using testing::HasSubstr;
 
 class RefusalOnDatastore : public testing::Test {
   protected:
+    // What a client prints of a reason, and of the path beside it.
+    static auto told(const std::string &reason, const std::string &path) {
+        return testing::AllOf(HasSubstr(reason), HasSubstr(path + ")"),
+                              testing::Not(HasSubstr(path + ": ")));
+    }
     // Makes an edit that has to be refused, and returns what the client prints.
     std::string refused(const std::string &content) const {
         const Outcome outcome = datastore.edit(router_bgp(content));
@@ -42,8 +47,8 @@ class RefusalOnDatastore : public testing::Test {
 
 TEST_F(RefusalOnDatastore, EditWithoutAnAsNamesTheSettingAndWhatIsMissing) {
     EXPECT_THAT(refused("<bgp><router-id>192.0.2.1</router-id></bgp>"),
-                HasSubstr("/orv_bgp:router-bgp/bgp/router-id: no AS is configured; configure "
-                          "/orv_bgp:router-bgp/as first"));
+                told("no AS is configured; configure /orv_bgp:router-bgp/as first",
+                     "/orv_bgp:router-bgp/bgp/router-id"));
     EXPECT_EQ(datastore.configuration(), "");
 }
 
@@ -54,22 +59,23 @@ TEST_F(RefusalOnDatastore, EditThatTheDaemonRefusesNamesSettingCodeAndMeaning) {
         refused("<bgp><bgp-globle-neighbors><globle-neighbor><neighbor-address>10.0.0.1"
                 "</neighbor-address><description>peer</description></globle-neighbor>"
                 "</bgp-globle-neighbors></bgp>"),
-        HasSubstr("globle-neighbor[neighbor-address='10.0.0.1']/description: the configuration "
-                  "daemon refused it with code 17, \"configuration does not exist\""));
+        told("the configuration daemon refused it with code 17, \"configuration does not exist\"",
+             "globle-neighbor[neighbor-address='10.0.0.1']/description"));
     daemon->answer_next(configd::ResultCode{19});
     EXPECT_THAT(refused("<bgp-address-family><address-family><afi>AFI_IP</afi>"
                         "<safi>SAFI_UNICAST</safi><bgp-family-networks><family-network>"
                         "<prefix>10.1.0.0/16</prefix></family-network></bgp-family-networks>"
                         "</address-family></bgp-address-family>"),
-                HasSubstr("family-network[prefix='10.1.0.0/16']/prefix: the configuration daemon "
-                          "refused it with code 19, \"not supported\""));
+                told("the configuration daemon refused it with code 19, \"not supported\"",
+                     "family-network[prefix='10.1.0.0/16']/prefix"));
 }
 
 TEST_F(RefusalOnDatastore, EditWithoutADaemonNamesItsAddress) {
     daemon.reset();
     EXPECT_THAT(refused("<as>65001</as>"),
-                HasSubstr("/orv_bgp:router-bgp/as: the configuration daemon is not reachable at "
-                          "127.0.0.1:8888; start it and try again"));
+                told("the configuration daemon is not reachable at 127.0.0.1:8888; start it and "
+                     "try again",
+                     "/orv_bgp:router-bgp/as"));
 }
 
 TEST_F(RefusalOnDatastore, EditAfterTheDaemonHasGoneTellsWhatConnectsAnew) {
@@ -104,9 +110,9 @@ TEST_F(RefusalOnDatastore, CallWithoutADaemonNamesItsAddress) {
 
 TEST_F(RefusalOnDatastore, CallSaysWhatIsWrongWithTheReply) {
     daemon->answer_next(configd::RawBytes{"", true});
-    EXPECT_THAT(failed("ip-bgp-summary"),
-                HasSubstr("/orv_bgp:ip-bgp-summary: the configuration daemon gave no reply "
-                          "(nothing came)"));
+    EXPECT_THAT(
+        failed("ip-bgp-summary"),
+        told("the configuration daemon gave no reply (nothing came)", "/orv_bgp:ip-bgp-summary"));
     bgp_rpc_ip_bgp_summary_output_neighbors block{};
     block.neighbor_number = 0xFFFFFFFF;
     std::string payload(sizeof block, '\0');

@@ -169,14 +169,17 @@ Expected expected_evpn(std::string_view payload) {
 // The most values that a payload of full length can have; for the neighbours,
 // as many peers and as many address families as there is room for.
 const Parser evpn_parser = {"ip_bgp_evpn_output_parse", ip_bgp_evpn_output_parse,
-                            BGP_SUB_RPC_IP_BGP_EVPN, payload_limit / 12 * 5 + 5, expected_evpn};
-const Parser info_parser = {"ip_bgp_info_output_parse", ip_bgp_info_output_parse,
-                            BGP_SUB_RPC_IP_BGP_INFO, 3 + payload_limit / 92 * 5, expected_info};
+                            BGP_SUB_RPC_IP_BGP_EVPN,    payload_limit / 12 * 5 + 5,
+                            "realloc failed\n",         expected_evpn};
+const Parser info_parser = {"ip_bgp_info_output_parse",   ip_bgp_info_output_parse,
+                            BGP_SUB_RPC_IP_BGP_INFO,      3 + payload_limit / 92 * 5,
+                            "bgp info realloc failed!\n", expected_info};
 const Parser neighbor_parser = {
-    "ip_bgp_neighbor_output_parse", ip_bgp_neighbor_output_parse, BGP_SUB_RPC_IP_BGP_NEIGHBOR,
-    payload_limit / 312 * 20 + BUF_SIZE_MAX / 108 * 9, expected_neighbors};
+    "ip_bgp_neighbor_output_parse",   ip_bgp_neighbor_output_parse,
+    BGP_SUB_RPC_IP_BGP_NEIGHBOR,      payload_limit / 312 * 20 + BUF_SIZE_MAX / 108 * 9,
+    "bgp neighbor realloc failed!\n", expected_neighbors};
 const Parser summary_parser = {"ip_bgp_summary_output_parse", ip_bgp_summary_output_parse,
-                               BGP_SUB_RPC_IP_BGP_SUMMARY, 6 + payload_limit / 160 * 9,
-                               expected_summary};
+                               BGP_SUB_RPC_IP_BGP_SUMMARY,    6 + payload_limit / 160 * 9,
+                               "bgp info realloc failed!\n",  expected_summary};
 
 } // namespace support

@@ -23,6 +23,7 @@ struct Parser {
     ReplyParser parse;
     int sub_mod;
     std::size_t most_values; // that it may ask room for
+    const char *no_array;    // line when there is no array for the values
     Expected (*expected)(std::string_view payload);
 };
 

@@ -18,6 +18,7 @@ namespace support {
 class PluginTest : public testing::Test {
   protected:
     PluginTest() {
+        sr_plugin_cleanup_cb(scripted::session(), nullptr);
         scripted::reset();
         set_switches(0, 0);
         g_bgp_id = 0;
@@ -36,6 +37,14 @@ class PluginTest : public testing::Test {
     static void set_switches(int debug, int trace) {
         debug_bgp = debug;
         com_printf_flag = trace;
+    }
+
+    // Registers the plug-in: sysrepo is its host from now on.
+    static void host_plugin() {
+        ASSERT_EQ(sr_plugin_init_cb(scripted::session(), nullptr), SR_ERR_OK);
+        scripted::sysrepo().registrations.clear();
+        sr_unsubscribe(scripted::sysrepo().handle);
+        scripted::sysrepo().unsubscribed.clear();
     }
 
     // The AS number that the datastore holds; 0: none.

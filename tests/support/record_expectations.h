@@ -103,8 +103,8 @@ extern "C" {
 int __real_plugin_config(const void *data, int data_len, int option, int module_id, int sub_mod);
 
 // Nothing calls it by this name but the linker.
-[[gnu::used]] inline int __wrap_plugin_config(const void *data, int data_len, int option,
-                                              int module_id, int sub_mod) {
+[[gnu::used]] inline int __wrap_plugin_config(void *data, int data_len, int option, int module_id,
+                                              int sub_mod) {
     support::SentRecords *observer = support::SentRecords::observer();
     if (observer != nullptr) {
         observer->see(data, data_len, option, module_id, sub_mod);

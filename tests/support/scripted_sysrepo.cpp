@@ -283,6 +283,17 @@ int sr_unsubscribe(sr_subscription_ctx_t *subscription) {
     return SR_ERR_OK;
 }
 
+void sr_free_values(sr_val_t *values, size_t count) {
+    for (std::size_t i = 0; values != nullptr && i < count; ++i) {
+        if (scripted::has_text(values[i].type)) {
+            std::free(values[i].data.string_val);
+        }
+        std::free(values[i].xpath);
+    }
+    sysrepo().freed_arrays.push_back(count);
+    std::free(values);
+}
+
 int sr_realloc_values(size_t old_value_cnt, size_t new_value_cnt, sr_val_t **values) {
     sysrepo().reallocs.emplace_back(old_value_cnt, new_value_cnt);
     if (sysrepo().realloc_result != SR_ERR_OK) {

@@ -1,4 +1,4 @@
-// A sysrepo that does what a test tells it: the thirteen functions of the library
+// A sysrepo that does what a test tells it: the functions of the library
 // that the plug-in calls, without a datastore. A test program links this
 // instead of the library.
 #ifndef SCRIPTED_SYSREPO_H
@@ -86,8 +86,9 @@ struct Sysrepo {
     std::vector<void *> unsubscribed;        // handles, null ones too
     std::vector<std::pair<std::size_t, std::size_t>> reallocs;
     std::vector<Error> errors;
-    std::size_t values_open = 0;    // handed out and not freed
-    std::size_t iterators_open = 0; // opened and not freed
+    std::vector<std::size_t> freed_arrays; // of how many values
+    std::size_t values_open = 0;           // handed out and not freed
+    std::size_t iterators_open = 0;        // opened and not freed
 };
 
 // The one sysrepo of the process; reset it before each test.

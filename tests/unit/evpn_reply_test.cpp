@@ -147,6 +147,24 @@ TEST_F(EvpnReply, FailedResizingCarriesOnWithTheRoomThatThereIs) {
     }
 }
 
+TEST_F(EvpnReply, FailedResizingTakesAnArrayWithoutACountToBeOfTheCountInTheReply) {
+    sysrepo().realloc_result = SR_ERR_NOMEM;
+    for (const std::uint32_t announced : {9U, 12U, 5U, 0U}) {
+        Values values(12);
+        const int rc = values.fill([&](sr_val_t **array, size_t *count) {
+            *count = 0;
+            const Reply reply(sub_mod_, evpn_payload(announced, {whole}));
+            const CapturedOutput output;
+            const int result = ip_bgp_evpn_output_parse(array, count, reply.message());
+            EXPECT_EQ(output.text(), "realloc failed\n");
+            return result;
+        });
+        EXPECT_EQ(rc, SR_ERR_OK);
+        EXPECT_EQ(values.size(), std::min<std::size_t>(announced, 9));
+        EXPECT_EQ(values.written_count(), values.size());
+    }
+}
+
 TEST_F(EvpnReply, FailedResizingWritesNothingToAMissingArray) {
     sysrepo().realloc_result = SR_ERR_NOMEM;
     sr_val_t *array = nullptr;

@@ -15,6 +15,7 @@ namespace {
 using scripted::created;
 using scripted::deleted;
 using scripted::sysrepo;
+using support::CapturedOutput;
 using support::ChangeCallback;
 using support::RecordingDaemon;
 using testing::HasSubstr;
@@ -35,15 +36,16 @@ const std::string network_path =
 const std::string vrf_entry =
     std::string(vrf_family) + "[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']";
 
-// What sysrepo was told: the one message, and the path that stands at its start and beside it.
+// What sysrepo was told: the one message, and the path that stands beside it.
 void expect_told(const std::string &path, const std::string &why) {
     ASSERT_EQ(sysrepo().errors.size(), 1U);
     EXPECT_EQ(sysrepo().errors[0].path, path);
-    EXPECT_EQ(sysrepo().errors[0].message, path + ": " + why);
+    EXPECT_EQ(sysrepo().errors[0].message, why);
 }
 
 class EditRefusal : public support::ChangeCallbackTest {
   protected:
+    EditRefusal() { host_plugin(); }
     // Runs an edit whose records the daemon answers with these codes, then with 0.
     int edit(ChangeCallback callback, const char *subscription, Changes changes,
              const std::vector<std::int32_t> &codes = {}) {
@@ -214,7 +216,7 @@ TEST_F(EditRefusal, SaysThatThereIsNoMemoryForTheMessage) {
     // The message alone: what the scripted sysrepo allocates is not the plug-in's.
     support::ObservedCalls calls;
     calls.malloc_fails = true;
-    const std::uint64_t record = 0;
+    std::uint64_t record = 0;
     refusal.begin(as_path.c_str());
     const int rc = refusal.tell(scripted::session(), plugin_config(&record, sizeof record, 0,
                                                                    MODULE_ID_BGP, BGP_SUB_BGP_AS));
@@ -249,7 +251,10 @@ TEST_F(EditRefusal, IsForgottenWhenTheNextEditComes) {
 
 // --- Without a daemon, and calls -------------------------------------------------------
 
-class RefusalWithoutDaemon : public support::PluginTest {};
+class RefusalWithoutDaemon : public support::PluginTest {
+  protected:
+    RefusalWithoutDaemon() { host_plugin(); }
+};
 
 constexpr const char *unreachable =
     "the configuration daemon is not reachable at 127.0.0.1:8888; start it and try again";
@@ -292,7 +297,10 @@ scripted::Value some_input() {
 
 class CallRefusal : public support::PluginTest, public testing::WithParamInterface<Call> {
   protected:
-    CallRefusal() { configure_as(100); }
+    CallRefusal() {
+        host_plugin();
+        configure_as(100);
+    }
 };
 INSTANTIATE_TEST_SUITE_P(EveryCall, CallRefusal, testing::ValuesIn(calls), [](const auto &call) {
     return "sub_mod_" + std::to_string(call.param.sub_mod);
@@ -313,6 +321,8 @@ TEST_P(CallRefusal, SaysWhyThereIsNoReply) {
          "the configuration daemon gave no reply (nothing came); see its log"},
         {configd::Reply{MODULE_ID_BGP + 1, GetParam().sub_mod, 0, ""},
          "the configuration daemon gave no reply (what came is another module's); see its log"},
+        {configd::RawBytes{"abc", true}, "the configuration daemon gave no reply (what came is "
+                                         "shorter than a message's header); see its log"},
         {configd::RawBytes{support::bytes_of(netconf_data_struc{MODULE_ID_BGP, GetParam().sub_mod,
                                                                 0, BUF_SIZE_MAX + 1}),
                            true},
@@ -369,6 +379,22 @@ TEST_F(RefusalWithoutDaemon, CallSaysThatTheReplysCountsCannotBe) {
     EXPECT_EQ(make_call(calls[3], some_input()), -1);
     expect_told(calls[3].path, "the configuration daemon's reply is refused: its counts lead "
                                "outside the reply; see its log");
+}
+
+TEST_F(RefusalWithoutDaemon, IsToldToNobodyUnlessThePluginIsRegistered) {
+    const auto told = [] {
+        sysrepo().errors.clear();
+        make_call(calls[3], some_input(), SR_EV_ABORT);
+        return sysrepo().errors.size();
+    };
+    EXPECT_EQ(told(), 1U);
+    sr_plugin_cleanup_cb(scripted::session(), nullptr);
+    EXPECT_EQ(told(), 0U);
+    sysrepo().subscribe_fails_at = 9;
+    sysrepo().subscribe_result = SR_ERR_NOMEM;
+    const CapturedOutput output;
+    EXPECT_EQ(sr_plugin_init_cb(scripted::session(), nullptr), 4);
+    EXPECT_EQ(told(), 0U);
 }
 
 TEST_F(RefusalWithoutDaemon, MissingSessionIsToldToNobody) {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <functional>
 #include <optional>
@@ -309,6 +310,15 @@ TEST_F(Request, QueryOfAnyLengthAndSubModuleIsSent) {
     }
 }
 
+TEST_F(Request, QueryOfALengthThatNoMessageHasIsOneWithoutMemory) {
+    char query[] = "query";
+    for (const int length : {INT_MAX, INT_MAX - 15, INT_MAX - 16, BUF_SIZE_MAX - 15, -1, INT_MIN}) {
+        const CapturedOutput printed;
+        EXPECT_EQ(bgp_plugin_send_and_receive(1, query, length, 18), nullptr);
+        EXPECT_EQ(printed.text(), "[bgp_plugin_send_and_receive][1480]malloc err.\n");
+    }
+}
+
 TEST_F(Request, ConnectionOfTheCallerStaysOpen) {
     daemon.answer_next(configd::Reply{MODULE_ID_BGP, 18, 0, "first"});
     daemon.answer_next(configd::Reply{MODULE_ID_BGP, 18, 0, "second"});
@@ -329,6 +339,32 @@ TEST_F(Request, QueryThatCannotBeSentHasNoReply) {
     const CapturedOutput printed;
     EXPECT_EQ(bgp_plugin_send_and_receive(-1, query, 5, 18), nullptr);
     EXPECT_EQ(printed.text(), "[sendAndGetReplyBuff:138]send data err!\n");
+}
+
+TEST_F(Request, ArrayOfAnEmptyAnswerIsReleasedByTheLibraryThatMadeIt) {
+    for (const bool hosted : {false, true}) {
+        if (hosted) {
+            host_plugin();
+        }
+        for (const Rpc *rpc : rpcs_with_output) {
+            sysrepo().freed_arrays.clear();
+            std::string payload(100, '\0');
+            if (rpc == &evpn) {
+                payload.replace(0, 4, support::packed(std::uint32_t{7})); // values, of which none
+            }
+            daemon.answer_next(configd::Reply{MODULE_ID_BGP, rpc->sub_mod, 0, payload});
+            const Inputs inputs(some_input(*rpc));
+            sr_val_t *output = nullptr;
+            size_t count = 0;
+            EXPECT_EQ(rpc->callback(scripted::session(), rpc->path, inputs.array(), inputs.count(),
+                                    SR_EV_RPC, 1, &output, &count, nullptr),
+                      SR_ERR_OK);
+            EXPECT_EQ(sysrepo().freed_arrays, std::vector<std::size_t>(hosted ? 1 : 0, 1))
+                << rpc->function;
+            EXPECT_EQ(output == nullptr, hosted) << rpc->function;
+            std::free(output);
+        }
+    }
 }
 
 // --- Arguments and events ----------------------------------------------------------

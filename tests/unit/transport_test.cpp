@@ -5,18 +5,26 @@
 #include "recording_daemon.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <system_error>
 #include <thread>
 #include <vector>
+
+// The transport's receive buffer, and the room that it is the first half of.
+extern "C" {
+extern char buf[BUF_SIZE_MAX];
+extern char reply_room[2 * BUF_SIZE_MAX];
+}
 
 namespace {
 
@@ -103,24 +111,25 @@ TEST(ByteOrder, IsBigEndianOnThisTarget) {
 
 class Transport : public support::PluginTest {};
 
+char some_record[] = "12345678";
+
 // --- Configuration: one record, one result code ---------------------------------
 
 TEST_F(Transport, RecordTravelsBehindAHeaderThatCountsItself) {
     RecordingDaemon daemon;
-    const std::string record = "12345678";
-    EXPECT_EQ(plugin_config(record.data(), 8, SR_OP_MODIFIED, MODULE_ID_BGP, BGP_SUB_BGP_AS), 0);
+    EXPECT_EQ(plugin_config(some_record, 8, SR_OP_MODIFIED, MODULE_ID_BGP, BGP_SUB_BGP_AS), 0);
     const auto messages = daemon.take_messages();
     ASSERT_EQ(messages.size(), 1U);
     const std::string &bytes = messages[0].bytes;
     EXPECT_EQ(bytes.size(), 24U);
     EXPECT_EQ(bytes.substr(0, 8), message_bytes(3, 1, 0, 0, "").substr(0, 8));
-    EXPECT_EQ(bytes.substr(12), message_bytes(0, 0, 0, 24, record).substr(12));
+    EXPECT_EQ(bytes.substr(12), message_bytes(0, 0, 0, 24, some_record).substr(12));
 }
 
 TEST_F(Transport, NumbersTravelInTheHostsByteOrder) {
     RecordingDaemon daemon;
     const ObservedCalls observed; // fresh memory holds zeros, so resValue does too
-    const bgp_as_val record{1, 65001};
+    bgp_as_val record{1, 65001};
     plugin_config(&record, sizeof record, 0, MODULE_ID_BGP, BGP_SUB_BGP_AS);
     const auto messages = daemon.take_messages();
     ASSERT_EQ(messages.size(), 1U);
@@ -132,8 +141,8 @@ TEST_F(Transport, NumbersTravelInTheHostsByteOrder) {
 TEST_F(Transport, OptionIsNotSent) {
     RecordingDaemon daemon;
     ObservedCalls observed; // fresh memory holds zeros, so resValue does too
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
-    plugin_config("12345678", 8, 0x5a5a5a5a, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0x5a5a5a5a, MODULE_ID_BGP, 1);
     const auto messages = daemon.take_messages();
     ASSERT_EQ(messages.size(), 2U);
     EXPECT_EQ(messages[0].bytes, messages[1].bytes);
@@ -143,7 +152,7 @@ TEST_F(Transport, ResultValueOfARequestIsWhatTheMemoryHeld) {
     RecordingDaemon daemon;
     ObservedCalls observed;
     observed.malloc_fill = '\x5a';
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     const auto messages = daemon.take_messages();
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_EQ(messages[0].bytes.substr(8, 4), "\x5a\x5a\x5a\x5a");
@@ -151,7 +160,7 @@ TEST_F(Transport, ResultValueOfARequestIsWhatTheMemoryHeld) {
 
 TEST_F(Transport, NeighbourRecordMakesAMessageOf428Bytes) {
     RecordingDaemon daemon;
-    const auto record = support::zeroed<bgp_globle_neighbor_config>();
+    auto record = support::zeroed<bgp_globle_neighbor_config>();
     plugin_config(&record, sizeof record, 0, MODULE_ID_BGP, 3);
     const auto messages = daemon.take_messages();
     ASSERT_EQ(messages.size(), 1U);
@@ -163,16 +172,16 @@ TEST_F(Transport, DaemonsCodeIsPassedOnUnchanged) {
     RecordingDaemon daemon;
     for (const int code : {0, 1, 5, 16, 17, 18, 19, 20, 21, -1, 0x7fffffff, -0x7fffffff - 1}) {
         daemon.answer_next(configd::ResultCode{code});
-        EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), code);
+        EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), code);
     }
     EXPECT_EQ(daemon.connections(), 1U);
 }
 
 TEST_F(Transport, OneRecordCostsOneWriteAndOneReadOnTheOpenConnection) {
     RecordingDaemon daemon;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     ObservedCalls observed;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     observed.end();
     EXPECT_EQ(observed.sizes("write"), std::vector<std::size_t>{24});
     EXPECT_EQ(observed.sizes("read"), std::vector<std::size_t>{4});
@@ -183,9 +192,9 @@ TEST_F(Transport, OneRecordCostsOneWriteAndOneReadOnTheOpenConnection) {
 TEST_F(Transport, FirstRecordConnectsAndTheConnectionStays) {
     RecordingDaemon daemon;
     ObservedCalls observed;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     EXPECT_GT(netconf_plugin_context, 0);
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     EXPECT_EQ(observed.count("socket"), 1U);
     EXPECT_EQ(observed.count("setsockopt"), 1U);
     EXPECT_EQ(observed.count("connect"), 1U);
@@ -213,12 +222,12 @@ TEST_F(Transport, MissingRecordIsRefusedWithoutAConnection) {
 TEST_F(Transport, EveryRecordTriesToConnectWhileTheDaemonDoesNotListen) {
     ObservedCalls observed;
     for (std::size_t tries = 1; tries <= 3; ++tries) {
-        EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
+        EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
         EXPECT_EQ(netconf_plugin_context, -1);
         EXPECT_EQ(observed.count("connect"), tries);
     }
     const RecordingDaemon daemon;
-    EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_OK);
+    EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_OK);
 }
 
 TEST_F(Transport, FailedConnectLeavesItsDescriptorOpen) {
@@ -251,7 +260,7 @@ TEST_F(Transport, WithoutASocketNothingElseIsTried) {
     observed.socket_result = -5;
     EXPECT_EQ(sockCreateAndConnect(AF_INET, SOCK_STREAM, 0, NETCONF_DAEMON_PORT), -1);
     EXPECT_EQ(observed.calls.size(), 1U);
-    EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
+    EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
 }
 
 TEST_F(Transport, DescriptorZeroCountsAsNotConnected) {
@@ -260,9 +269,9 @@ TEST_F(Transport, DescriptorZeroCountsAsNotConnected) {
     close(STDIN_FILENO);
     {
         ObservedCalls observed;
-        EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_OK);
+        EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_OK);
         EXPECT_EQ(netconf_plugin_context, 0);
-        EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_OK);
+        EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_OK);
         EXPECT_EQ(observed.count("connect"), 2U);
         EXPECT_GT(netconf_plugin_context, 0);
     }
@@ -276,13 +285,13 @@ TEST_F(Transport, BrokenConnectionIsKeptAndNeverReopened) {
     {
         RecordingDaemon daemon;
         daemon.answer_next(configd::RawBytes{"", true});
-        EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
+        EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
         before = netconf_plugin_context;
     }
     const RecordingDaemon restarted;
     ObservedCalls observed;
     for (int tries = 0; tries < 3; ++tries) {
-        EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
+        EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
     }
     EXPECT_EQ(netconf_plugin_context, before);
     EXPECT_EQ(observed.count("connect"), 0U);
@@ -293,19 +302,28 @@ TEST_F(Transport, BrokenConnectionIsKeptAndNeverReopened) {
 TEST_F(Transport, ThreeBytesAreNoResultCode) {
     RecordingDaemon daemon;
     daemon.answer_next(configd::RawBytes{std::string(3, '\0'), true});
-    EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
+    EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
 }
 
 TEST_F(Transport, WithoutMemoryNothingIsSent) {
     RecordingDaemon daemon;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     daemon.take_messages();
     ObservedCalls observed;
     observed.malloc_fails = true;
-    EXPECT_EQ(plugin_send_and_receive(netconf_plugin_context, "12345678", 8, 0, MODULE_ID_BGP, 1),
+    EXPECT_EQ(plugin_send_and_receive(netconf_plugin_context, some_record, 8, 0, MODULE_ID_BGP, 1),
               SR_ERR_NOMEM);
-    EXPECT_EQ(plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1), SR_ERR_NOMEM);
+    EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_NOMEM);
     EXPECT_EQ(observed.count("write"), 0U);
+}
+
+TEST_F(Transport, RecordOfALengthThatNoMessageHasIsOneWithoutMemory) {
+    ObservedCalls observed;
+    for (const int length : {INT_MAX, INT_MAX - 15, INT_MAX - 16, BUF_SIZE_MAX - 15, -1, INT_MIN}) {
+        EXPECT_EQ(plugin_send_and_receive(1, some_record, length, 0, MODULE_ID_BGP, 1),
+                  SR_ERR_NOMEM);
+    }
+    EXPECT_TRUE(observed.calls.empty());
 }
 
 TEST_F(Transport, ResponseCodeExchangeReturnsTheLastByteCount) {
@@ -345,14 +363,52 @@ TEST_F(Transport, NothingIsAllocatedForAReply) {
     EXPECT_EQ(observed.count("malloc"), 0U);
 }
 
-TEST_F(Transport, FirstReadMayTakeTheWholeBufferAndNoReadPassesItsEnd) {
+TEST_F(Transport, EveryReadAsksForAWholeBuffer) {
     const std::string whole = reply_bytes(std::string(50, 'x'));
     const Peer peer;
     peer.send(whole.substr(0, 20));
     peer.send(whole.substr(20));
     ObservedCalls observed;
     EXPECT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
-    EXPECT_EQ(observed.sizes("read"), (std::vector<std::size_t>{BUF_SIZE_MAX, BUF_SIZE_MAX - 20}));
+    EXPECT_EQ(observed.sizes("read"), (std::vector<std::size_t>{BUF_SIZE_MAX, BUF_SIZE_MAX}));
+}
+
+TEST_F(Transport, SenderOfMoreThanItAnnouncedFindsRoomAndLeavesNothing) {
+    // As much as can come: one byte less than the buffer takes, then a whole buffer more.
+    const std::vector<std::size_t> sizes = {BUF_SIZE_MAX - 1, BUF_SIZE_MAX};
+    const std::string header = message_bytes(3, 21, 0, BUF_SIZE_MAX, "");
+    std::size_t reads = 0;
+    ObservedCalls observed;
+    observed.select_result = 1;
+    observed.write_answer = [](const char * /*data*/, std::size_t size) {
+        return static_cast<std::ptrdiff_t>(size);
+    };
+    observed.read_answer = [&](char *data, std::size_t size) -> std::ptrdiff_t {
+        EXPECT_EQ(size, BUF_SIZE_MAX);
+        std::memset(data, 'x', sizes.at(reads));
+        if (reads == 0) {
+            std::memcpy(data, header.data(), header.size());
+        }
+        return static_cast<std::ptrdiff_t>(sizes.at(reads++));
+    };
+    set_switches(0, 1);
+    CapturedOutput output;
+    EXPECT_EQ(sendAndGetReplyBuff(1, make_query().get()), static_cast<void *>(buf));
+    EXPECT_THAT(output.text(), testing::HasSubstr("[sendAndGetReplyBuff:187]readLen = 10485760\n"
+                                                  "total = 20971519\n"));
+    EXPECT_EQ(reads, 2U);
+
+    observed.end();
+    const Peer peer;
+    peer.send(reply_bytes("y"));
+    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), static_cast<void *>(buf));
+    EXPECT_TRUE(std::all_of(reply_room + 17, reply_room + sizeof reply_room,
+                            [](char byte) { return byte == '\0'; }));
+}
+
+TEST_F(Transport, BufferIsTheFirstHalfOfTheRoom) {
+    EXPECT_EQ(static_cast<void *>(buf), reply_room);
+    EXPECT_EQ(sizeof reply_room, 2 * sizeof buf);
 }
 
 TEST_F(Transport, BytesBehindTheAnnouncedLengthComeAlong) {
@@ -609,10 +665,10 @@ TEST_F(Transport, RequestThatCannotBeSentIsReported) {
 TEST_F(Transport, NothingIsPrintedWithTheSwitchOff) {
     RecordingDaemon daemon;
     const CapturedOutput output;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     plugin_config(nullptr, 8, 0, MODULE_ID_BGP, 1);
     daemon.answer_next(configd::ResultCode{18});
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     const Peer peer;
     peer.send(reply_bytes("payload"));
     sendAndGetReplyBuff(peer.descriptor(), make_query().get());
@@ -628,7 +684,7 @@ TEST_F(TransportTrace, OfARecord) {
     RecordingDaemon daemon;
     daemon.answer_next(configd::ResultCode{18});
     const CapturedOutput output;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     EXPECT_EQ(output.text(), "socket_desc is " + std::to_string(netconf_plugin_context) +
                                  ".\n"
                                  "connect successfully.\n"
@@ -643,10 +699,10 @@ TEST_F(TransportTrace, OfARecord) {
 TEST_F(TransportTrace, OfAnAcceptedRecordOnTheOpenConnection) {
     RecordingDaemon daemon;
     set_switches(0, 0);
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     set_switches(0, 1);
     const CapturedOutput output;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     EXPECT_EQ(output.text(), "\nin plugin_send_and_receive\n"
                              "\n in sendAndGetResponseCode\n"
                              "\nsendAndGetResponseCode:##send data OK\n"
@@ -663,7 +719,7 @@ TEST_F(TransportTrace, OfAMissingRecord) {
 TEST_F(TransportTrace, OfARefusedConnection) {
     ObservedCalls observed;
     const CapturedOutput output;
-    plugin_config("12345678", 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     const int descriptor =
         std::find_if(observed.calls.begin(), observed.calls.end(), [](const auto &call) {
             return call.name == "connect";
@@ -678,7 +734,7 @@ TEST_F(TransportTrace, OfARefusedConnection) {
 
 TEST_F(TransportTrace, OfAMessageThatCannotBeSent) {
     const CapturedOutput output;
-    EXPECT_EQ(plugin_send_and_receive(-1, "12345678", 8, 0, MODULE_ID_BGP, 1), 20);
+    EXPECT_EQ(plugin_send_and_receive(-1, some_record, 8, 0, MODULE_ID_BGP, 1), 20);
     EXPECT_EQ(output.text(), "\nin plugin_send_and_receive\n"
                              "\n in sendAndGetResponseCode\n"
                              "\nsendAndGetResponseCode:send data failed\n");
@@ -688,7 +744,7 @@ TEST_F(TransportTrace, OfAnAnswerThatIsTooShort) {
     const Peer peer;
     peer.send("abc");
     const CapturedOutput output;
-    EXPECT_EQ(plugin_send_and_receive(peer.descriptor(), "12345678", 8, 0, MODULE_ID_BGP, 1), 20);
+    EXPECT_EQ(plugin_send_and_receive(peer.descriptor(), some_record, 8, 0, MODULE_ID_BGP, 1), 20);
     EXPECT_EQ(output.text(), "\nin plugin_send_and_receive\n"
                              "\n in sendAndGetResponseCode\n"
                              "\nsendAndGetResponseCode:##send data OK\n"

@@ -3,14 +3,14 @@
 
 #include "change_walk.h"
 #include "diagnostics.h"
+#include "host.h"
 #include "output_values.h"
 #include "packed_reader.h"
 #include "record_text.h"
 #include "refusal.h"
 #include "reply_fields.h"
-
-#include <sysrepo/values.h>
-#include <sysrepo/xpath.h>
+#include "request_message.h"
+#include "sysrepo_library.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -18,7 +18,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -109,6 +108,9 @@ const char *bgp_key_safi_int_to_str(uint32_t safi) {
 }
 
 int is_continue_by_node_name(const char *node_name) {
+    if (node_name == nullptr) {
+        return 0;
+    }
     for (const char *container : list_containers) {
         if (equal(node_name, container)) {
             return 1;
@@ -118,7 +120,7 @@ int is_continue_by_node_name(const char *node_name) {
 }
 
 int ip_bgp_check_bgp_as_config_exist(sr_session_ctx_t *session, uint32_t *bgp_as) {
-    if (session == nullptr) {
+    if (session == nullptr || bgp_as == nullptr) {
         return SR_ERR_INVAL_ARG;
     }
     sr_val_t *value = nullptr;
@@ -189,21 +191,23 @@ const char *key_value(char *path, const char *list, const char *key) {
 // sysrepo does not know it sets no data at all.
 const char *text_of(const sr_val_t &value) {
     switch (value.type) {
+    case SR_BOOL_T:
+    case SR_UINT8_T:
+    case SR_UINT16_T:
+    case SR_UINT32_T:
+#ifdef SYSREPO_HAS_ALL_TYPES
     case SR_LIST_T:
     case SR_CONTAINER_T:
     case SR_CONTAINER_PRESENCE_T:
     case SR_NOTIFICATION_T:
     case SR_LEAF_EMPTY_T:
-    case SR_BOOL_T:
     case SR_DECIMAL64_T:
     case SR_INT8_T:
     case SR_INT16_T:
     case SR_INT32_T:
     case SR_INT64_T:
-    case SR_UINT8_T:
-    case SR_UINT16_T:
-    case SR_UINT32_T:
     case SR_UINT64_T:
+#endif
         return nullptr;
     default:
         return value.data.string_val;
@@ -241,7 +245,7 @@ struct PendingRecord {
     uint32_t length = 0;  // bytes; 0: none
     uint32_t sub_mod = 0; // 0: none
 
-    int send(sr_change_oper_t operation) const {
+    int send(sr_change_oper_t operation) {
         const int rc = plugin_config(data, static_cast<int>(length), operation, MODULE_ID_BGP,
                                      static_cast<int>(sub_mod));
         if (rc != SR_ERR_OK) {
@@ -271,6 +275,10 @@ struct CallbackLines {
 template <typename Work>
 int handle_event(const CallbackLines &lines, sr_session_ctx_t *session, const char *p_xpath,
                  sr_event_t event, Work work) {
+    if (p_xpath == nullptr) {
+        report(" path inval arg!");
+        return SR_ERR_INVAL_ARG;
+    }
     char xpath[path_size];
     const std::size_t size = std::strlen(p_xpath) + sizeof "//.";
     if (size > sizeof xpath) {
@@ -428,7 +436,7 @@ void refresh_bgp_id(sr_session_ctx_t *session) {
 
 // At the end of the changes: sends what is pending. A record that never got a
 // sub-module code (a neighbour with no setting of its own) is an error.
-int send_last(const PendingRecord &pending, sr_change_oper_t last_operation) {
+int send_last(PendingRecord &pending, sr_change_oper_t last_operation) {
     if (pending.length == 0) {
         return SR_ERR_NOT_FOUND;
     }
@@ -449,7 +457,7 @@ int send_last(const PendingRecord &pending, sr_change_oper_t last_operation) {
 // while no AS is configured. Returns nothing when *change holds it, otherwise
 // the result to leave the walk with.
 std::optional<int> next_change(const InstanceLines &lines, const char *p_xpath, ChangeWalk &walk,
-                               const PendingRecord &pending, Change *change) {
+                               PendingRecord &pending, Change *change) {
     for (;;) {
         const int rc = walk.next();
         if (rc == SR_ERR_NOT_FOUND) {
@@ -491,7 +499,7 @@ std::optional<int> next_change(const InstanceLines &lines, const char *p_xpath, 
 // whose result ends the walk when it is not SR_ERR_OK.
 template <typename Work>
 int walk_changes(const InstanceLines &lines, const char *p_xpath, ChangeWalk &walk,
-                 const PendingRecord &pending, Work work) {
+                 PendingRecord &pending, Work work) {
     Change change{};
     for (;;) {
         const std::optional<int> end = next_change(lines, p_xpath, walk, pending, &change);
@@ -1286,14 +1294,30 @@ bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output
     return true;
 }
 
-// The result for a reply whose counts cannot be true.
-int refuse_reply(const ReplyKind &kind, const char *why) {
-    always.print("[%s]reply refused: %s\n", kind.function, why);
-    refusal.because("the configuration daemon's reply is refused: %s; see its log", why);
-    return -1;
-}
 constexpr const char *counts_lead_outside_reply = "its counts lead outside the reply";
 constexpr const char *counts_lead_outside_array = "it describes more values than it announces";
+
+// Notes for the client why a reply is refused.
+void note_refused_reply(const char *why) {
+    refusal.because("the configuration daemon's reply is refused: %s; see its log", why);
+}
+
+// Sizes sysrepo's array for what the reply announces. More than a reply can hold is more than
+// there is an array for, and sysrepo is not asked. Returns whether there is one.
+bool size_array(bool plausible, size_t old_count, size_t new_count, sr_val_t **output) {
+    if (!plausible) {
+        note_refused_reply(counts_lead_outside_reply);
+        return false;
+    }
+    return sr_realloc_values(old_count, new_count, output) == SR_ERR_OK;
+}
+
+// The result for a reply whose counts turn out to be untrue on the way.
+int refuse_reply(const ReplyKind &kind, const char *why) {
+    always.print("[%s]reply refused: %s\n", kind.function, why);
+    note_refused_reply(why);
+    return -1;
+}
 
 int refuse_values(const ReplyKind &kind, OutputValues &values) {
     values.discard();
@@ -1412,11 +1436,13 @@ bool publish_field(OutputValues &values, const OutputXPath &entry, const char *r
     }
 }
 
-// Publishes a record's leaves, in row order, below the entry's XPath.
+// Publishes a record's leaves, from its first on, below the entry's XPath.
 template <const ReplyRecord &layout, std::size_t... indexes>
 bool publish_rows(OutputValues &values, const OutputXPath &entry, const char *record,
                   std::index_sequence<indexes...> /*rows*/) {
-    return (publish_field<layout, indexes>(values, entry, record) && ...);
+    return (publish_field<layout, (layout.published_first + indexes) % layout.field_count>(
+                values, entry, record) &&
+            ...);
 }
 template <const ReplyRecord &layout>
 bool publish_record(OutputValues &values, const OutputXPath &entry, const void *record) {
@@ -1591,15 +1617,13 @@ int ip_bgp_evpn_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
     PackedReader stream(reply_buf->transferData, payload_room);
     uint32_t get_count = 0;
     stream.number(&get_count);
-    if (get_count > evpn_values_limit) {
-        return refuse_reply(evpn_reply, counts_lead_outside_reply);
-    }
-    // Without a larger array the walk goes on with the room that there was.
+    // Without an array of its own the walk goes on with the one that there is: an array without a
+    // count is taken to be as large as was asked for.
     std::size_t capacity = get_count;
     OutputValues::Excess excess = OutputValues::Excess::refuse;
-    if (sr_realloc_values(*output_cnt, get_count, output) != SR_ERR_OK) {
+    if (!size_array(get_count <= evpn_values_limit, *output_cnt, get_count, output)) {
         always.line("realloc failed");
-        capacity = *output_cnt;
+        capacity = *output_cnt == 0 ? get_count : *output_cnt;
         excess = OutputValues::Excess::drop;
     }
     OutputValues values(*output, capacity, excess);
@@ -1723,15 +1747,12 @@ int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
     const uint32_t network_num = table.prefix_number;
     debug.print("next_hop_num              :%d\n", next_hop_num);
     trace_record(info_table, &table);
-    if (!info_fits(network_num, next_hop_num)) {
-        return refuse_reply(info_reply, counts_lead_outside_reply);
-    }
     const std::size_t add_count =
         *output_cnt + network_num + std::size_t{5} * next_hop_num + std::size_t{3};
     debug.print("*output_cnt:%d network_num:%d  next_hop_num:%d add_count:%d\n",
                 static_cast<int>(*output_cnt), network_num, next_hop_num,
                 static_cast<int>(add_count));
-    if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
+    if (!size_array(info_fits(network_num, next_hop_num), *output_cnt, add_count, output)) {
         report("bgp info realloc failed!");
         return -1;
     }
@@ -1799,22 +1820,18 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
     const char *payload = reply_buf->transferData;
     const auto peer_cnt = record_at<uint32_t>(payload, 0);
     std::size_t offset = sizeof peer_cnt;
-    if (peer_cnt > room_for(sizeof(Peer), offset)) {
-        return refuse_reply(neighbor_reply, counts_lead_outside_reply);
-    }
     // The count's own four bytes vanish in the division. A length below that of
     // the peers wraps to a number that no reply has room for.
     const uint32_t peers_length = static_cast<uint32_t>(sizeof(Peer)) * peer_cnt;
     const uint32_t entry_cnt = (static_cast<uint32_t>(reply_buf->dataLen) - peers_length) /
                                static_cast<uint32_t>(sizeof(PeerFamily));
-    if (reply_buf->dataLen > BUF_SIZE_MAX || entry_cnt > BUF_SIZE_MAX / sizeof(PeerFamily)) {
-        return refuse_reply(neighbor_reply, counts_lead_outside_reply);
-    }
     const std::size_t add_count =
         *output_cnt + std::size_t{9} * entry_cnt + std::size_t{20} * peer_cnt;
     debug.print("peer_cnt:%d entry_cnt:%d add_count:%d\n", peer_cnt, entry_cnt,
                 static_cast<int>(add_count));
-    if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
+    const bool plausible =
+        peer_cnt <= room_for(sizeof(Peer), offset) && entry_cnt <= room_for(sizeof(PeerFamily), 0);
+    if (!size_array(plausible, *output_cnt, add_count, output)) {
         report("bgp neighbor realloc failed!");
         return -1;
     }
@@ -1868,13 +1885,11 @@ int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
     }
     const char *payload = reply_buf->transferData;
     const auto block = record_at<SummaryBlock>(payload, 0);
-    if (block.neighbor_number > room_for(sizeof(SummaryEntry), sizeof block)) {
-        return refuse_reply(summary_reply, counts_lead_outside_reply);
-    }
     const std::size_t add_count = std::size_t{9} * block.neighbor_number + 6;
     debug.print("*output_cnt:%d add_count:%d\n", static_cast<int>(*output_cnt),
                 static_cast<int>(add_count));
-    if (sr_realloc_values(*output_cnt, add_count, output) != SR_ERR_OK) {
+    const bool plausible = block.neighbor_number <= room_for(sizeof(SummaryEntry), sizeof block);
+    if (!size_array(plausible, *output_cnt, add_count, output)) {
         report("bgp info realloc failed!");
         return -1;
     }
@@ -1913,20 +1928,12 @@ netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int in
         report("input data is NULL");
         return nullptr;
     }
-    const std::size_t length = sizeof(netconf_data_struc) + static_cast<std::size_t>(inDataLen);
-    const std::unique_ptr<netconf_data_struc, void (*)(void *)> message(
-        static_cast<netconf_data_struc *>(std::malloc(length)), std::free);
-    if (!message) {
+    const RequestMessage message(input, inDataLen, MODULE_ID_BGP, sub_mod);
+    if (message.get() == nullptr) {
         always.print("[%s][%d]malloc err.\n", __func__, 1480);
-        refusal.because("out of memory");
         return nullptr;
     }
-    // Header and query fill the message: nothing of it stays as it was allocated.
-    message->resValue = 0;
-    message->module = MODULE_ID_BGP;
-    message->subMod = sub_mod;
-    message->dataLen = static_cast<int>(length);
-    std::memcpy(message->transferData, input, static_cast<std::size_t>(inDataLen));
+    message.get()->resValue = 0;
     debug.print("\nin bgp_plugin_send_and_receive  inDataLen:%d sub_mod:%d\n", inDataLen, sub_mod);
     netconf_data_struc *reply = sendAndGetReplyBuff(context, message.get());
     debug.print("[%s]reply_buf = %p\n", __func__, static_cast<void *>(reply));
@@ -2079,9 +2086,11 @@ int answer_query(const char *function, Query &query, int sub_mod, ReplyParser pa
     debug.print("[%s]reply_buf = %p\n", function, static_cast<void *>(reply));
     const int rc = parse == nullptr ? int{SR_ERR_OK} : parse(output, output_cnt, reply);
     debug.print("[%s]rc = %d\n", function, rc);
-    // sysrepo frees as many values as it is told of: an array for none would stay.
-    if (parse != nullptr && rc == SR_ERR_OK && *output_cnt == 0) {
-        std::free(*output);
+    // sysrepo frees as many values as it is told of: an array for none would stay. The library's
+    // arrays hold at least one value, and those that were not written are zero.
+    if (host.is_sysrepo() && parse != nullptr && rc == SR_ERR_OK && *output_cnt == 0 &&
+        *output != nullptr) {
+        sr_free_values(*output, 1);
         *output = nullptr;
     }
     return rc;
@@ -2328,9 +2337,9 @@ constexpr const char *module_path = "/orv_bgp:router-bgp";
 // One registration: a change callback or an RPC callback on a path.
 struct Registration {
     const char *path;
-    sr_module_change_cb change;
-    sr_rpc_cb rpc;
-    sr_subscr_options_t options;
+    decltype(&bgp_config_as_change_cb) change;
+    decltype(&ip_bgp_info_cb) rpc;
+    uint32_t options;
 };
 
 // The first creates the subscription with sysrepo's handler thread, the others
@@ -2380,11 +2389,13 @@ int sr_plugin_init_cb(sr_session_ctx_t *session, void ** /*private_ctx*/) {
         }
         return rc;
     }
+    host.registered();
     debug.line("OK");
     return SR_ERR_OK;
 }
 
 void sr_plugin_cleanup_cb(sr_session_ctx_t * /*session*/, void *private_ctx) {
+    host.left();
     sr_unsubscribe(static_cast<sr_subscription_ctx_t *>(private_ctx));
     debug.print(" %s plugin cleanup finished.\n", module_name);
 }

@@ -2,7 +2,7 @@
 #ifndef OUTPUT_VALUES_H
 #define OUTPUT_VALUES_H
 
-#include <sysrepo.h>
+#include "sysrepo_library.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -44,6 +44,8 @@ class OutputXPath {
 // copy that fails leaves a null pointer.
 class OutputValues {
   public:
+    using Type = decltype(sr_val_t::type);
+
     // What becomes of a value for which there is no room.
     enum class Excess { refuse, drop };
 
@@ -54,8 +56,7 @@ class OutputValues {
     // Adds a value with its data. Each returns false when there is no room for
     // it and that is to be refused.
     template <typename Member, typename Data>
-    bool add(const OutputXPath &entry, std::string_view leaf, sr_type_t type, Member member,
-             Data data) {
+    bool add(const OutputXPath &entry, std::string_view leaf, Type type, Member member, Data data) {
         sr_val_t *value = next(entry, leaf, type);
         if (value != nullptr) {
             value->data.*member = data;
@@ -63,7 +64,7 @@ class OutputValues {
         return value != nullptr || excess_ == Excess::drop;
     }
     // `type` is SR_STRING_T or SR_ENUM_T.
-    bool add_text(const OutputXPath &entry, std::string_view leaf, sr_type_t type,
+    bool add_text(const OutputXPath &entry, std::string_view leaf, Type type,
                   std::string_view text) {
         sr_val_t *value = next(entry, leaf, type);
         if (value != nullptr) {
@@ -89,7 +90,7 @@ class OutputValues {
 
   private:
     // The next value, with XPath and type set; NULL when the array is full.
-    sr_val_t *next(const OutputXPath &entry, std::string_view leaf, sr_type_t type) {
+    sr_val_t *next(const OutputXPath &entry, std::string_view leaf, Type type) {
         if (count_ == capacity_) {
             return nullptr;
         }

@@ -59,7 +59,7 @@ int plugin_close(int context);
  * number, so read it as bytes, not as an enumerator.
  * Returns the byte count of the last write or read, -1 on its failure.
  */
-int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error_t *res_code);
+int sendAndGetResponseCode(int fd, netconf_data_struc *send_data, sr_error_t *res_code);
 
 /*
  * Sends the query send_data (send_data->dataLen bytes) over fd with one write,
@@ -72,7 +72,7 @@ int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error
  * returns the previous reply once more, if there was one, even if it had been
  * refused or broken off.
  */
-netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_data);
+netconf_data_struc *sendAndGetReplyBuff(int fd, netconf_data_struc *send_data);
 
 /*
  * Builds the message for the record `data` (data_len bytes, not negative),
@@ -82,7 +82,7 @@ netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_d
  * Returns the daemon's result code, SR_ERR_NOMEM without memory for the
  * message, or SR_ERR_SOCKET_FAILED. `data` stays the caller's.
  */
-int plugin_send_and_receive(int context, const void *data, int data_len, int option, int module_id,
+int plugin_send_and_receive(int context, void *data, int data_len, int option, int module_id,
                             int sub_mod);
 
 /*
@@ -94,7 +94,7 @@ int plugin_send_and_receive(int context, const void *data, int data_len, int opt
  * SR_ERR_OPERATION_FAILED for a NULL record, or SR_ERR_SOCKET_FAILED when the
  * daemon cannot be reached.
  */
-int plugin_config(const void *data, int data_len, int option, int module_id, int sub_mod);
+int plugin_config(void *data, int data_len, int option, int module_id, int sub_mod);
 
 /*
  * Chooses the value that a change is about: new_val for a created or modified

@@ -3,6 +3,7 @@
 
 #include "diagnostics.h"
 #include "refusal.h"
+#include "request_message.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -11,20 +12,31 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 int com_printf_flag = 0;
 int netconf_plugin_context = 0;
 
-// The one receive buffer of query replies. Its bytes behind the last reply are
-// zero: a reply's bytes are cleared when the next one arrives, and no read
-// passes the buffer's end.
+// The one receive buffer of query replies, and as much room again behind it:
+// every read asks for a whole buffer's worth, wherever in the buffer it lands.
+// The room behind the last reply is zero: a reply's bytes are cleared when the
+// next one arrives. Pages that no reply has reached cost nothing.
 extern "C" {
-alignas(netconf_data_struc) char buf[BUF_SIZE_MAX];
+alignas(netconf_data_struc)
+    [[gnu::visibility("hidden"), gnu::used]] char reply_room[2 * BUF_SIZE_MAX];
 }
+
+// Its name to the outside is `buf`, without the room behind it. Protected: whoever
+// looks it up finds it, but nobody's variable of that name takes its place.
+#define TEXT(number) #number
+#define TEXT_OF(macro) TEXT(macro)
+asm(".globl buf\n"
+    ".protected buf\n"
+    ".type buf, STT_OBJECT\n"
+    ".set buf, reply_room\n"
+    ".size buf, " TEXT_OF(BUF_SIZE_MAX));
 
 namespace {
 
@@ -42,15 +54,10 @@ constexpr const char *connection_lost =
     "plug-in host, which connects anew";
 constexpr const char *no_reply = "the configuration daemon gave no reply (%s); see its log";
 
-struct FreeDeleter {
-    void operator()(void *memory) const { std::free(memory); }
-};
-using Message = std::unique_ptr<netconf_data_struc, FreeDeleter>;
-
 // The header at the start of the reply buffer, as far as it has arrived.
 netconf_data_struc reply_header() {
     netconf_data_struc header;
-    std::memcpy(&header, buf, sizeof header);
+    std::memcpy(&header, reply_room, sizeof header);
     return header;
 }
 
@@ -68,11 +75,11 @@ int wait_for_reply(int fd) {
     return select(fd + 1, &readable, nullptr, nullptr, &limit);
 }
 
-// Reads once, behind the `total` bytes that are held, and counts what came.
-// Returns read's result; `line` is the number that the trace carries.
+// Reads once, behind the `total` bytes that are held (fewer than the buffer
+// takes), and counts what came. Returns read's result; `line` is the number
+// that the trace carries.
 int read_on(int fd, int &total, int line) {
-    const auto room = static_cast<std::size_t>(BUF_SIZE_MAX - total);
-    const int count = static_cast<int>(read(fd, buf + total, room));
+    const int count = static_cast<int>(read(fd, reply_room + total, BUF_SIZE_MAX));
     trace.print("[%s:%d]readLen = %d\n", "sendAndGetReplyBuff", line, count);
     if (count < 0) {
         trace.print("read data err,readLen = %d!\n", count);
@@ -101,7 +108,7 @@ bool receive_reply(int fd, int &total) {
     }
     // The announced length may itself still be on its way: look at it again in
     // every round. A full buffer ends the reply like a closed connection.
-    while (count > 0 && total < reply_header().dataLen) {
+    while (count > 0 && total < std::min(reply_header().dataLen, BUF_SIZE_MAX)) {
         count = read_on(fd, total, 187);
     }
     return count >= 0;
@@ -113,10 +120,10 @@ bool receive_reply(int fd, int &total) {
 bool read_reply(int fd, int &total) {
     const int previous = total;
     total = 0;
-    std::memset(buf, 0, header_length);
+    std::memset(reply_room, 0, header_length);
     const bool received = receive_reply(fd, total);
     if (total < previous) {
-        std::memset(buf + total, 0, static_cast<std::size_t>(previous - total));
+        std::memset(reply_room + total, 0, static_cast<std::size_t>(previous - total));
     }
     return received;
 }
@@ -162,7 +169,7 @@ int plugin_close(int context) {
     return 0;
 }
 
-int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error_t *res_code) {
+int sendAndGetResponseCode(int fd, netconf_data_struc *send_data, sr_error_t *res_code) {
     trace.line("\n in sendAndGetResponseCode");
 
     // The code is stored as bytes: the enumeration has no room for the codes
@@ -195,7 +202,7 @@ int sendAndGetResponseCode(int fd, const netconf_data_struc *send_data, sr_error
     return static_cast<int>(count);
 }
 
-netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_data) {
+netconf_data_struc *sendAndGetReplyBuff(int fd, netconf_data_struc *send_data) {
     static int total = 0;
 
     if (send_data == nullptr) {
@@ -221,6 +228,9 @@ netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_d
         refusal.because(no_reply, "nothing came");
         return nullptr;
     }
+    if (total < header_length) {
+        refusal.because(no_reply, "what came is shorter than a message's header");
+    }
     const netconf_data_struc reply = reply_header();
     trace.print("module is %d,resValue is %d,dataLen is %d\n", reply.module, reply.resValue,
                 reply.dataLen);
@@ -229,24 +239,17 @@ netconf_data_struc *sendAndGetReplyBuff(int fd, const netconf_data_struc *send_d
         refusal.because(no_reply, "what came is another module's");
         return nullptr;
     }
-    return reinterpret_cast<netconf_data_struc *>(buf);
+    return reinterpret_cast<netconf_data_struc *>(reply_room);
 }
 
-int plugin_send_and_receive(int context, const void *data, int data_len, int /*option*/,
-                            int module_id, int sub_mod) {
+int plugin_send_and_receive(int context, void *data, int data_len, int /*option*/, int module_id,
+                            int sub_mod) {
     trace.line("\nin plugin_send_and_receive");
 
-    const int length = data_len + header_length;
-    const Message message(
-        static_cast<netconf_data_struc *>(std::malloc(static_cast<std::size_t>(length))));
-    if (!message) {
-        refusal.because("out of memory");
+    const RequestMessage message(data, data_len, module_id, sub_mod);
+    if (message.get() == nullptr) {
         return SR_ERR_NOMEM;
     }
-    message->module = static_cast<ENUM_MODULE_ID>(module_id);
-    message->subMod = sub_mod;
-    message->dataLen = length;
-    std::memcpy(message->transferData, data, static_cast<std::size_t>(data_len));
 
     sr_error_t result = SR_ERR_OK;
     sendAndGetResponseCode(context, message.get(), &result);
@@ -255,7 +258,7 @@ int plugin_send_and_receive(int context, const void *data, int data_len, int /*o
     return code;
 }
 
-int plugin_config(const void *data, int data_len, int option, int module_id, int sub_mod) {
+int plugin_config(void *data, int data_len, int option, int module_id, int sub_mod) {
     if (data == nullptr) {
         trace.print("error, parameter error :%d", 0);
         return SR_ERR_OPERATION_FAILED;

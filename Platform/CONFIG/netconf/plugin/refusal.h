@@ -2,15 +2,12 @@
 #ifndef REFUSAL_H
 #define REFUSAL_H
 
-#include "plugin_public.h"
+#include "host.h"
 
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-
-// A host whose library lacks it has to be able to load the plug-in all the same.
-#pragma weak sr_set_error
 
 // The reason in the making. A result code reaches the client as sysrepo's text for it, and for
 // the codes beyond sysrepo's own as "Unknown error": only a message says what was refused, by
@@ -45,13 +42,12 @@ class Refusal {
         va_end(arguments);
     }
 
-    // Tells the client of `session` when `rc` is a failure, and returns rc.
+    // Tells the client of `session` when `rc` is a failure, and returns rc. The path goes beside
+    // the text: sysrepo and NETCONF carry it themselves.
     int tell(sr_session_ctx_t *session, int rc) const {
-        if (rc != SR_ERR_OK && session != nullptr && sr_set_error != nullptr) {
-            const char *why = text_[0] == '\0' ? sr_strerror(rc) : text_;
-            const bool has_path = path_[0] != '\0';
-            sr_set_error(session, has_path ? path_ : nullptr, "%s%s%s", path_, has_path ? ": " : "",
-                         why);
+        if (rc != SR_ERR_OK && session != nullptr && host.is_sysrepo()) {
+            sr_set_error(session, path_[0] == '\0' ? nullptr : path_, "%s",
+                         text_[0] == '\0' ? sr_strerror(rc) : text_);
         }
         return rc;
     }

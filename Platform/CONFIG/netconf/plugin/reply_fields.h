@@ -24,7 +24,8 @@ enum class Publish {
     source,      // SR_ENUM_T: 1 "internal", 2 "local", else "other"
 };
 
-// A field of a record; the leaves of a record are published in row order.
+// A field of a record. Records are traced in row order and published in row order, starting at the
+// record's first.
 struct ReplyField {
     const char *trace; // its name in the traces
     FieldType type;
@@ -41,6 +42,7 @@ struct ReplyRecord {
     int column; // width of the names
     const ReplyField *fields;
     std::size_t field_count;
+    std::size_t published_first = 0; // the row that publishing starts with, to come round to it
 };
 
 #define REPLY_FIELD(record, field) offsetof(record, field), sizeof(record::field)
@@ -186,12 +188,12 @@ inline constexpr ReplyField info_network_fields[] = {
 inline constexpr ReplyField info_next_hop_fields[] = {
     {"nexthop", FieldType::text, HOP(nexthop)},
     {"metric", FieldType::text, HOP(metric)},
+    {"loc_prf", FieldType::number32, HOP(loc_prf), "loc-prf", Publish::unless_zero},
+    {"weight", FieldType::number32, HOP(weight), "weight", Publish::as_it_is},
     {"path", FieldType::text, HOP(path)},
     {"valid_flag", FieldType::byte, HOP(valid_flag), "valid-flag", Publish::valid},
     {"select_flag", FieldType::byte, HOP(select_flag), "select-flag", Publish::best},
     {"source_type", FieldType::byte, HOP(source_type), "source-type", Publish::source},
-    {"loc_prf", FieldType::number32, HOP(loc_prf), "loc-prf", Publish::unless_zero},
-    {"weight", FieldType::number32, HOP(weight), "weight", Publish::as_it_is},
 };
 #undef HOP
 
@@ -205,7 +207,10 @@ inline constexpr ReplyRecord info_network = {
     sizeof info_network_fields / sizeof *info_network_fields};
 inline constexpr ReplyRecord info_next_hop = {
     "ip_bgp_info_output_parse next-hop information begin------------",
-    "ip_bgp_info_output_parse next-hop information end--------------", 26, info_next_hop_fields,
-    sizeof info_next_hop_fields / sizeof *info_next_hop_fields};
+    "ip_bgp_info_output_parse next-hop information end--------------",
+    26,
+    info_next_hop_fields,
+    sizeof info_next_hop_fields / sizeof *info_next_hop_fields,
+    /*published_first=*/5}; // the flags come before the numbers
 
 #endif
