@@ -1,0 +1,78 @@
+// orv_bgpctl: replay, preview, status and traces of the BGP plug-in.
+#include "commands.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+std::string bgpctl::installed_plugin() {
+    const char *directory = std::getenv("SRPD_PLUGINS_PATH");
+    return std::string(directory == nullptr ? PLUGIN_DIRECTORY : directory) + "/orv_bgp_plugin.so";
+}
+
+int main(int argc, char **argv) try {
+    CLI::App app("Operates the BGP plug-in for sysrepo.");
+    app.name("orv_bgpctl");
+    app.set_version_flag("--version", "orv_bgpctl " ORV_BGP_VERSION);
+    app.require_subcommand(1);
+    std::string plugin = bgpctl::installed_plugin();
+    const auto add_plugin = [&](CLI::App *command) {
+        command->add_option("--plugin", plugin, "The plug-in; default: " + plugin);
+    };
+
+    bgpctl::ReplayOptions replay;
+    CLI::App *replaying = app.add_subcommand(
+        "replay",
+        "Send the running configuration to the daemon, through the plug-in's own callbacks");
+    replaying->add_flag(
+        "--replace", replay.replace,
+        "Let the daemon drop the BGP instance first: what the datastore does not have "
+        "goes too, and all BGP sessions go down");
+    replaying->add_flag("--yes", replay.yes, "Do not ask before --replace");
+    add_plugin(replaying);
+
+    bgpctl::PreviewOptions preview;
+    CLI::App *previewing = app.add_subcommand(
+        "preview", "Show the records of the running configuration or of an edit, and send nothing");
+    previewing->add_option("FILE", preview.edit, "An edit as XML or JSON")
+        ->check(CLI::ExistingFile);
+    previewing->add_flag("--json", preview.json, "One JSON object for each record");
+    add_plugin(previewing);
+
+    bgpctl::StatusOptions status;
+    CLI::App *asking =
+        app.add_subcommand("status", "Show what is well and what to do about the rest");
+    asking->add_flag("--json", status.json, "One JSON object");
+    asking->add_option("--wait", status.wait, "Wait at most so many seconds until all is well")
+        ->check(CLI::NonNegativeNumber);
+    add_plugin(asking);
+
+    bgpctl::TraceOptions trace;
+    CLI::App *tracing = app.add_subcommand("trace", "Turn the plug-in's traces on and off");
+    tracing->require_subcommand(1);
+    const std::pair<const char *, bgpctl::TraceAction> actions[] = {
+        {"on", bgpctl::TraceAction::on},
+        {"off", bgpctl::TraceAction::off},
+        {"status", bgpctl::TraceAction::status}};
+    for (const auto &[name, action] : actions) {
+        CLI::App *command = tracing->add_subcommand(name);
+        command->callback([&trace, action = action] { trace.action = action; });
+        command->add_flag("--transport", trace.transport, "The exchanges with the daemon too");
+        command->add_option("--pid", trace.pid, "The host, when several have loaded the plug-in");
+    }
+
+    CLI11_PARSE(app, argc, argv);
+    replay.plugin = preview.plugin = status.plugin = plugin;
+    if (replaying->parsed()) {
+        return bgpctl::replay(replay);
+    }
+    if (previewing->parsed()) {
+        return bgpctl::preview(preview);
+    }
+    return asking->parsed() ? bgpctl::status(status) : bgpctl::trace(trace);
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "orv_bgpctl: %s\n", error.what());
+    return EXIT_FAILURE;
+}

@@ -1,0 +1,35 @@
+// Standard output for results alone.
+#ifndef BGPCTL_OUTPUT_H
+#define BGPCTL_OUTPUT_H
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace bgpctl {
+
+// What the plug-in prints while it works in this process goes to standard error: the results that
+// are written to file() are all that a program behind a pipe sees.
+class OwnOutput {
+  public:
+    // Throws std::system_error.
+    OwnOutput() : file_(fdopen(dup(STDOUT_FILENO), "w")) {
+        if (file_ == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+            throw std::system_error(errno, std::generic_category(), "standard output");
+        }
+    }
+    OwnOutput(const OwnOutput &) = delete;
+    OwnOutput &operator=(const OwnOutput &) = delete;
+    ~OwnOutput() { std::fclose(file_); }
+
+    std::FILE *file() const { return file_; }
+
+  private:
+    std::FILE *file_;
+};
+
+} // namespace bgpctl
+
+#endif

@@ -1,0 +1,142 @@
+#include "plugin.h"
+
+#include <fmt/format.h>
+
+#include <dlfcn.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace bgpctl {
+
+namespace {
+
+// Where stand-ins put what the plug-in says; there is one plug-in in a process.
+Plugin *initializing = nullptr;
+std::string told;
+
+using Subscribe = int (*)(sr_session_ctx_t *, const char *, const char *, sr_module_change_cb,
+                          void *, std::uint32_t, sr_subscr_options_t, sr_subscription_ctx_t **);
+
+// The library's own function behind the stand-in.
+Subscribe library_subscribe() {
+    return reinterpret_cast<Subscribe>(dlsym(RTLD_NEXT, "sr_module_change_subscribe"));
+}
+
+} // namespace
+
+struct StandIns {
+    static void take(const char *module, const char *path, sr_module_change_cb callback,
+                     std::uint32_t priority) {
+        initializing->registrations_.push_back({module, path, callback, priority});
+    }
+};
+
+} // namespace bgpctl
+
+// The program's own definitions of these functions come before the library's when the plug-in is
+// loaded: its registrations are taken down instead of made, since the host has them.
+extern "C" {
+
+int sr_module_change_subscribe(sr_session_ctx_t * /*session*/, const char *module_name,
+                               const char *xpath, sr_module_change_cb callback,
+                               void * /*private_data*/, uint32_t priority,
+                               sr_subscr_options_t /*opts*/,
+                               sr_subscription_ctx_t ** /*subscription*/) {
+    bgpctl::StandIns::take(module_name, xpath, callback, priority);
+    return SR_ERR_OK;
+}
+
+int sr_rpc_subscribe(sr_session_ctx_t * /*session*/, const char * /*xpath*/, sr_rpc_cb /*callback*/,
+                     void * /*private_data*/, uint32_t /*priority*/, sr_subscr_options_t /*opts*/,
+                     sr_subscription_ctx_t ** /*subscription*/) {
+    return SR_ERR_OK;
+}
+
+int sr_set_error(sr_session_ctx_t *session, const char *path, const char *format, ...) {
+    char text[2000];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    bgpctl::told = path == nullptr ? text : fmt::format("{}: {}", path, text);
+    using SetError = int (*)(sr_session_ctx_t *, const char *, const char *, ...);
+    const auto library = reinterpret_cast<SetError>(dlsym(RTLD_NEXT, "sr_set_error"));
+    return library == nullptr ? int{SR_ERR_OK} : library(session, path, "%s", text);
+}
+
+} // extern "C"
+
+namespace bgpctl {
+
+std::optional<PluginVersion> version_of(const std::string &file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw std::runtime_error(fmt::format("the plug-in {} cannot be read", file));
+    }
+    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+    const std::string mark = "@(#)orv_bgp_plugin ";
+    const std::size_t found = bytes.find(mark);
+    if (found == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::size_t start = found + mark.size();
+    const std::string text = bytes.substr(start, bytes.find('\0', start) - start);
+    const std::size_t blank = text.find(' ');
+    return PluginVersion{text.substr(0, blank), text.substr(blank + 1)};
+}
+
+PluginVersion own_version() {
+    return {ORV_BGP_VERSION, ORV_BGP_REVISION};
+}
+
+Plugin::Plugin(const std::string &file, sr_session_ctx_t *session) {
+    const std::optional<PluginVersion> found = version_of(file);
+    if (!found || found->version != own_version().version) {
+        throw std::runtime_error(
+            fmt::format("the plug-in {} is of version {}, orv_bgpctl of {}; use "
+                        "the orv_bgpctl that was installed with it",
+                        file, found ? found->version : "0.1 or unknown", own_version().version));
+    }
+    void *library = dlopen(file.c_str(), RTLD_NOW);
+    if (library == nullptr) {
+        throw std::runtime_error(fmt::format("the plug-in cannot be loaded: {}", dlerror()));
+    }
+    using Init = int (*)(sr_session_ctx_t *, void **);
+    const auto init = reinterpret_cast<Init>(dlsym(library, "sr_plugin_init_cb"));
+    if (init == nullptr) {
+        throw std::runtime_error(fmt::format("{} is no plug-in of sysrepo's host", file));
+    }
+    initializing = this;
+    void *context = nullptr;
+    const int code = init(session, &context);
+    initializing = nullptr;
+    if (code != SR_ERR_OK || registrations_.empty()) {
+        throw std::runtime_error(
+            fmt::format("the plug-in {} does not start: {}", file, sr_strerror(code)));
+    }
+}
+
+int Plugin::subscribe(sr_session_ctx_t *session, sr_subscr_options_t options,
+                      sr_subscription_ctx_t **subscription,
+                      const std::function<bool()> &goes_on) const {
+    for (const Registration &row : registrations_) {
+        const sr_subscr_options_t joining = *subscription == nullptr ? 0 : SR_SUBSCR_CTX_REUSE;
+        const int code =
+            library_subscribe()(session, row.module.c_str(), row.path.c_str(), row.callback,
+                                nullptr, row.priority, options | joining, subscription);
+        if (code != SR_ERR_OK || !goes_on()) {
+            return code;
+        }
+    }
+    return SR_ERR_OK;
+}
+
+std::string Plugin::reason() {
+    return told;
+}
+
+} // namespace bgpctl
