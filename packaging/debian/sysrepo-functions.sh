@@ -1,7 +1,7 @@
 # shellcheck shell=sh disable=SC2034
 module=orv_bgp
 module_file=/usr/share/yang/modules/orv_bgp.yang
-kept_configuration=/var/backups/sysrepo-running.xml
+backups=/var/backups
 
 say() { echo "sysrepo-plugin-orv-bgp: $*"; }
 
@@ -30,10 +30,21 @@ is_scheduled() {
 # sysrepo starts over from the startup configuration of every module when it
 # makes a change to any module. What is only in the running one is kept aside.
 keep_running_configuration() {
-    running=$(sysrepocfg --export --datastore running --format xml) || return 1
-    startup=$(sysrepocfg --export --datastore startup --format xml) || return 1
-    [ "$running" != "$startup" ] || return 0
-    (umask 077 && echo "$running" >"$kept_configuration")
+    startup=$(mktemp) || return 1
+    running=$(mktemp) || return 1
+    if ! sysrepocfg --export="$startup" --datastore startup --format xml ||
+        ! sysrepocfg --export="$running" --datastore running --format xml; then
+        rm -f "$startup" "$running"
+        return 1
+    fi
+    if cmp -s "$startup" "$running"; then
+        rm -f "$startup" "$running"
+        return 0
+    fi
+    rm -f "$startup"
+    kept_configuration=$(mktemp "$backups/sysrepo-running.XXXXXX.xml") &&
+        cat "$running" >"$kept_configuration" || return 1
+    rm -f "$running"
     say "the running configuration is not saved as startup configuration, from which" \
         "sysrepo starts over when a module changes; it is kept as $kept_configuration," \
         "to be put back with: sysrepocfg --import=$kept_configuration -d running -f xml"

@@ -95,6 +95,9 @@ std::vector<Host> hosts() {
 Host host(pid_t pid) {
     if (pid != 0) {
         const auto found = host_of(pid);
+        if (!fs::exists(fmt::format("/proc/{}", pid))) {
+            throw std::runtime_error(fmt::format("there is no process {}", pid));
+        }
         if (!found) {
             throw std::runtime_error(fmt::format(
                 "process {} has not loaded {}, or may not be looked at by you", pid, plugin_file));
