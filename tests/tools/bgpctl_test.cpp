@@ -34,7 +34,9 @@ std::string content_of(const std::string &file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-const std::string full = content_of(ORV_BGP_EXAMPLES "/full.xml");
+std::string full() {
+    return content_of(ORV_BGP_EXAMPLES "/full.xml");
+}
 
 std::string router_id(const std::string &address) {
     return router_bgp(element("bgp", element("router-id", address)));
@@ -119,7 +121,7 @@ class Bgpctl : public testing::Test {
 // --- Replay ---------------------------------------------------------------------------------
 
 TEST_F(Bgpctl, ReplayGivesAnEmptyDaemonWhatTheDatastoreHolds) {
-    edit(full);
+    edit(full());
     const json held = daemon->dump();
     const std::string configuration = datastore.configuration();
     const std::vector<std::string> records = daemon->records();
@@ -137,7 +139,7 @@ TEST_F(Bgpctl, ReplayGivesAnEmptyDaemonWhatTheDatastoreHolds) {
 }
 
 TEST_F(Bgpctl, ReplayOnlySetsAndWithReplaceTakesAwayWhatTheDatastoreLacks) {
-    edit(full);
+    edit(full());
     const json held = daemon->dump();
     edit(network("198.18.0.0/15"));
     host->terminate();
@@ -156,20 +158,19 @@ TEST_F(Bgpctl, ReplayOnlySetsAndWithReplaceTakesAwayWhatTheDatastoreLacks) {
 }
 
 TEST_F(Bgpctl, ReplayEndsAtARefusedRecordAndSaysWhich) {
-    edit(full);
+    edit(full());
     restart_daemon({"--fail", "redistribute=16"});
     const Outcome outcome = bgpctl({"replay"});
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_THAT(outcome.output,
                 AllOf(HasSubstr("bgp-family-redistributes/family-redistribute[protocol="),
-                      HasSubstr("code 16, \"invalid value\""),
-                      HasSubstr("the record was BGP_SUB_REDISTRIBUTE"), HasSubstr("sent before"),
-                      testing::ContainsRegex("BGP_SUB_NETWORK +[1-9]")));
+                      HasSubstr("refused it with code 16"), HasSubstr(": BGP_SUB_REDISTRIBUTE "),
+                      HasSubstr("sent before"), testing::ContainsRegex("BGP_SUB_NETWORK +[1-9]")));
     EXPECT_THAT(outcome.output, Not(HasSubstr("VRF"))) << "nothing follows";
 }
 
 TEST_F(Bgpctl, EditDuringAReplayIsRefusedAndNotLost) {
-    edit(full);
+    edit(full());
     const std::string configuration = datastore.configuration();
     restart_daemon({"--fault", "redistribute=silent"});
     restart_host();
@@ -190,7 +191,7 @@ TEST_F(Bgpctl, EditDuringAReplayIsRefusedAndNotLost) {
 // --- Preview ----------------------------------------------------------------------------------
 
 TEST_F(Bgpctl, PreviewShowsWhatAReplaySendsAndSendsNothing) {
-    edit(full);
+    edit(full());
     restart_daemon();
     const Outcome preview = bgpctl({"preview"});
     EXPECT_EQ(preview.exit_code, 0);
@@ -204,7 +205,7 @@ TEST_F(Bgpctl, PreviewShowsWhatAReplaySendsAndSendsNothing) {
 }
 
 TEST_F(Bgpctl, PreviewOfAnEditShowsItsRecordsOrWhyItWouldBeRefused) {
-    edit(full);
+    edit(full());
     daemon->records();
     const std::string configuration = datastore.configuration();
     const std::string file = datastore.write("e.xml", router_id("192.0.2.77")).string();
@@ -249,7 +250,7 @@ TEST_F(Bgpctl, StatusIsWellBeforeAndAfterTheFirstEdit) {
                 AllOf(HasSubstr("registrations  ok   9 of 9"),
                       HasSubstr("none yet: the first edit connects"),
                       HasSubstr("debug_bgp off, com_printf_flag off"), HasSubstr("bgp_configd (")));
-    edit(full);
+    edit(full());
     bgpctl({"trace", "on"});
     EXPECT_THAT(bgpctl({"status"}).output,
                 AllOf(HasSubstr("connection     ok   established"), HasSubstr("debug_bgp on")));
@@ -259,7 +260,7 @@ TEST_F(Bgpctl, StatusIsWellBeforeAndAfterTheFirstEdit) {
 }
 
 TEST_F(Bgpctl, StatusSaysWhatToDo) {
-    edit(full);
+    edit(full());
     const auto expect_bad = [](const char *what, const char *advice) {
         const Outcome outcome = bgpctl({"status"});
         EXPECT_EQ(outcome.exit_code, 1);

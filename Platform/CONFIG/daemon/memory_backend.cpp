@@ -266,4 +266,23 @@ ordered_json MemoryBackend::configuration() const {
     return tree_;
 }
 
+std::string xpath_of(const Message &message) {
+    const RecordKind *kind = find_record_kind(message.sub_mod);
+    if (kind == nullptr || kind->is_query() || message.payload().size() != kind->record->size) {
+        return {};
+    }
+    const std::string root = "/orv_bgp:router-bgp";
+    if (message.sub_mod == BGP_SUB_BGP_AS) {
+        return root + "/as";
+    }
+    const Setting &setting = setting_of(message.sub_mod);
+    const auto path = path_of(setting.place, decode_record(*kind->record, message.payload()));
+    if (!path) {
+        return {};
+    }
+    return fmt::format("{}/{}{}", root, fmt::join(path->steps, "/"),
+                       setting.leaves.size() == 1 ? fmt::format("/{}", setting.leaves[0].name)
+                                                  : "");
+}
+
 } // namespace configd

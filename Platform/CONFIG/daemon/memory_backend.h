@@ -5,6 +5,7 @@
 #include "backend.h"
 #include "state.h"
 
+#include <string>
 #include <utility>
 
 namespace configd {
@@ -37,6 +38,11 @@ class MemoryBackend : public Backend {
     nlohmann::json tree_ = nlohmann::json::object();
     State state_;
 };
+
+// The XPath in the module of what a configuration record is about: a leaf, or the list entry when
+// the record is about several of its leaves. Empty for any other message and for an address family
+// there is not.
+std::string xpath_of(const Message &message);
 
 } // namespace configd
 

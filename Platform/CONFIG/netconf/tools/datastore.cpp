@@ -80,7 +80,7 @@ std::uint32_t Datastore::as() const {
 }
 
 std::string Datastore::write_module(const std::string &directory) const {
-    const std::string path = fmt::format("{}/{}@{}.yang", directory, module_name, revision());
+    std::string path = fmt::format("{}/{}@{}.yang", directory, module_name, revision());
     if (lys_print_path(path.c_str(), &installed_module(context()), LYS_OUT_YANG, nullptr, 0, 0) !=
         0) {
         throw std::runtime_error("the module cannot be written to " + path);

@@ -177,13 +177,17 @@ std::vector<Socket> sockets_of_network(const std::string &pid) {
     std::vector<Socket> found;
     std::string line;
     std::getline(table, line); // the heading
+    const auto port = [](const std::string &end) {
+        return std::stoi(end.substr(end.rfind(':') + 1), nullptr, 16);
+    };
     while (std::getline(table, line)) {
-        unsigned local = 0, remote = 0, state = 0;
-        unsigned long long inode = 0;
-        if (std::sscanf(line.c_str(), "%*d: %*x:%x %*x:%x %x %*s %*s %*s %*d %*d %llu", &local,
-                        &remote, &state, &inode) == 4) {
-            found.push_back({static_cast<int>(local), static_cast<int>(remote),
-                             static_cast<int>(state), inode});
+        std::istringstream words(line);
+        std::string slot, local, remote, state, skipped;
+        std::uint64_t inode = 0;
+        words >> slot >> local >> remote >> state;
+        words >> skipped >> skipped >> skipped >> skipped >> skipped >> inode;
+        if (words) {
+            found.push_back({port(local), port(remote), std::stoi(state, nullptr, 16), inode});
         }
     }
     return found;

@@ -4,19 +4,15 @@
 
 #include <dlfcn.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 namespace bgpctl {
-
 namespace {
 
-// Where stand-ins put what the plug-in says; there is one plug-in in a process.
+// The plug-in whose registrations are taken down; there is one in a process.
 Plugin *initializing = nullptr;
-std::string told;
 
 using Subscribe = int (*)(sr_session_ctx_t *, const char *, const char *, sr_module_change_cb,
                           void *, std::uint32_t, sr_subscr_options_t, sr_subscription_ctx_t **);
@@ -56,18 +52,6 @@ int sr_rpc_subscribe(sr_session_ctx_t * /*session*/, const char * /*xpath*/, sr_
     return SR_ERR_OK;
 }
 
-int sr_set_error(sr_session_ctx_t *session, const char *path, const char *format, ...) {
-    char text[2000];
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    bgpctl::told = path == nullptr ? text : fmt::format("{}: {}", path, text);
-    using SetError = int (*)(sr_session_ctx_t *, const char *, const char *, ...);
-    const auto library = reinterpret_cast<SetError>(dlsym(RTLD_NEXT, "sr_set_error"));
-    return library == nullptr ? int{SR_ERR_OK} : library(session, path, "%s", text);
-}
-
 } // extern "C"
 
 namespace bgpctl {
@@ -93,14 +77,18 @@ PluginVersion own_version() {
     return {ORV_BGP_VERSION, ORV_BGP_REVISION};
 }
 
-Plugin::Plugin(const std::string &file, sr_session_ctx_t *session) {
+void check_version(const std::string &file) {
     const std::optional<PluginVersion> found = version_of(file);
     if (!found || found->version != own_version().version) {
-        throw std::runtime_error(
-            fmt::format("the plug-in {} is of version {}, orv_bgpctl of {}; use "
-                        "the orv_bgpctl that was installed with it",
-                        file, found ? found->version : "0.1 or unknown", own_version().version));
+        throw std::runtime_error(fmt::format(
+            "the plug-in {} is of version {}, orv_bgpctl of {}; use the orv_bgpctl that was "
+            "installed with it",
+            file, found ? found->version : "0.1 or unknown", own_version().version));
     }
+}
+
+Plugin::Plugin(const std::string &file, sr_session_ctx_t *session) {
+    check_version(file);
     void *library = dlopen(file.c_str(), RTLD_NOW);
     if (library == nullptr) {
         throw std::runtime_error(fmt::format("the plug-in cannot be loaded: {}", dlerror()));
@@ -120,23 +108,33 @@ Plugin::Plugin(const std::string &file, sr_session_ctx_t *session) {
     }
 }
 
-int Plugin::subscribe(sr_session_ctx_t *session, sr_subscr_options_t options,
-                      sr_subscription_ctx_t **subscription,
-                      const std::function<bool()> &goes_on) const {
+// sysrepo passes over what a callback says of the running configuration, so it is noted here.
+struct Plugin::Work {
+    sr_module_change_cb callback;
+    int code = SR_ERR_OK;
+
+    static int run(sr_session_ctx_t *session, const char *module, const char *path,
+                   sr_event_t event, std::uint32_t request_id, void *data) {
+        auto &work = *static_cast<Work *>(data);
+        const int code = work.callback(session, module, path, event, request_id, nullptr);
+        work.code = work.code == SR_ERR_OK ? code : work.code;
+        return code;
+    }
+};
+
+int Plugin::take_configuration(sr_session_ctx_t *session) const {
     for (const Registration &row : registrations_) {
-        const sr_subscr_options_t joining = *subscription == nullptr ? 0 : SR_SUBSCR_CTX_REUSE;
-        const int code =
-            library_subscribe()(session, row.module.c_str(), row.path.c_str(), row.callback,
-                                nullptr, row.priority, options | joining, subscription);
-        if (code != SR_ERR_OK || !goes_on()) {
-            return code;
+        Work work{row.callback};
+        sr_subscription_ctx_t *subscription = nullptr;
+        const int code = library_subscribe()(
+            session, row.module.c_str(), row.path.c_str(), Work::run, &work, row.priority,
+            SR_SUBSCR_ENABLED | SR_SUBSCR_NO_THREAD, &subscription);
+        sr_unsubscribe(subscription);
+        if (code != SR_ERR_OK || work.code != SR_ERR_OK) {
+            return code != SR_ERR_OK ? code : work.code;
         }
     }
     return SR_ERR_OK;
-}
-
-std::string Plugin::reason() {
-    return told;
 }
 
 } // namespace bgpctl

@@ -3,18 +3,25 @@
 #include "datastore.h"
 #include "isolation.h"
 #include "message.h"
-#include "output.h"
 #include "plugin.h"
 #include "relay.h"
 
 #include <fmt/format.h>
 
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace bgpctl {
 namespace {
@@ -29,10 +36,11 @@ std::string content_of(const std::string &file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// Moves this process into a datastore of its own, in memory that ends with it, with the module
-// and the running configuration of the real one.
-void copy_datastore() {
-    const std::string directory = "/dev/shm/orv_bgpctl";
+constexpr const char *directory = "/dev/shm/orv_bgpctl";
+
+// Moves this process into a datastore of its own, in memory that ends with it, with the module of
+// the real one. Returns the real one's running configuration, as XML.
+std::string leave_datastore() {
     std::string configuration;
     std::string module;
     {
@@ -50,43 +58,90 @@ void copy_datastore() {
             "namespaces are needed, which neither this user nor this kernel allows; run orv_bgpctl "
             "as root");
     }
-    fs::create_directories(directory);
-    setenv("SYSREPO_REPOSITORY_PATH", directory.c_str(), 1);
+    for (const char *name : {"repository", "plugins"}) {
+        fs::create_directories(fmt::format("{}/{}", directory, name));
+    }
+    setenv("SYSREPO_REPOSITORY_PATH", fmt::format("{}/repository", directory).c_str(), 1);
     setenv("SYSREPO_SHM_PREFIX", "orv_bgpctl", 1);
+    setenv("SRPD_PLUGINS_PATH", fmt::format("{}/plugins", directory).c_str(), 1);
     const std::string file = fmt::format("{}/{}.yang", directory, module_name);
     std::ofstream(file) << module;
     Datastore().install(file);
-    if (!configuration.empty()) {
-        check(Datastore().edit(configuration), "the running configuration cannot be copied");
+    return configuration;
+}
+
+// sysrepo's own host with the plug-in alone, while it lives.
+class PrivateHost {
+  public:
+    // Throws std::runtime_error when it does not start, or the plug-in does not register.
+    explicit PrivateHost(const std::string &plugin) {
+        fs::copy_file(plugin, fmt::format("{}/plugins/orv_bgp_plugin.so", directory));
+        const pid_t parent = getpid();
+        pid_ = fork();
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (getppid() == parent) {
+                execlp("sysrepo-plugind", "sysrepo-plugind", "-d", "-v", "0", nullptr);
+            }
+            _exit(127);
+        }
+        while (!is_registered()) {
+            int status = 0;
+            if (pid_ < 0 || waitpid(pid_, &status, WNOHANG) != 0) {
+                throw std::runtime_error("sysrepo-plugind does not start with the plug-in");
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    PrivateHost(const PrivateHost &) = delete;
+    PrivateHost &operator=(const PrivateHost &) = delete;
+    ~PrivateHost() {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+
+  private:
+    // The RPC that is registered last.
+    static bool is_registered() {
+        return Datastore().data(SR_DS_OPERATIONAL,
+                                "/sysrepo-monitoring:sysrepo-state/"
+                                "rpc[path='/orv_bgp:clear-ip-bgp']/rpc-sub") != nullptr;
+    }
+
+    pid_t pid_ = 0;
+};
+
+void make(const Datastore &datastore, const std::string &edit) {
+    const int code = datastore.edit(edit);
+    if (code != SR_ERR_OK) {
+        const std::string reason = datastore.reason();
+        throw std::runtime_error(
+            fmt::format("it would be refused: {}", reason.empty() ? sr_strerror(code) : reason));
     }
 }
 
 } // namespace
 
 int preview(const PreviewOptions &options) {
-    const OwnOutput output;
     const std::string edit = options.edit.empty() ? "" : content_of(options.edit);
-    copy_datastore();
-    const Datastore datastore;
-    const Plugin plugin(options.plugin, datastore.session());
+    check_version(options.plugin);
+    const std::string plugin = fs::canonical(options.plugin);
+    const std::string running = leave_datastore();
+    std::atomic<bool> shown = options.edit.empty();
     const Relay relay(nullptr, [&](const configd::Message &message, std::int32_t /*code*/) {
-        fmt::print(output.file(), "{}\n",
-                   options.json ? configd::json_line(configd::decode(message))
-                                : configd::readable(message));
+        if (shown) {
+            fmt::print("{}\n", options.json ? configd::json_line(configd::decode(message))
+                                            : configd::readable(message));
+        }
     });
-    Subscription subscription;
-    const sr_subscr_options_t whole = SR_SUBSCR_ENABLED | SR_SUBSCR_NO_THREAD;
-    int code = plugin.subscribe(
-        datastore.session(), options.edit.empty() ? whole : sr_subscr_options_t{SR_SUBSCR_DEFAULT},
-        &subscription.handle);
-    if (code == SR_ERR_OK && !options.edit.empty()) {
-        code = datastore.edit(edit);
+    const PrivateHost host(plugin);
+    const Datastore datastore;
+    if (!running.empty()) {
+        make(datastore, running);
     }
-    if (code != SR_ERR_OK) {
-        const std::string told = Plugin::reason();
-        const std::string reason = told.empty() ? datastore.reason() : told;
-        throw std::runtime_error(
-            fmt::format("it would be refused: {}", reason.empty() ? sr_strerror(code) : reason));
+    if (!options.edit.empty()) {
+        shown = true;
+        make(datastore, edit);
     }
     return EXIT_SUCCESS;
 }

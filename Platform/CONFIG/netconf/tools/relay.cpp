@@ -1,5 +1,6 @@
 #include "relay.h"
 
+#include "memory_backend.h"
 #include "plugin_public.h"
 
 #include <fmt/format.h>
@@ -53,7 +54,7 @@ configd::Answer Relay::answer(const configd::Message &message) {
     std::string why;
     try {
         code = upstream_ == nullptr ? SR_ERR_OK : upstream_->ask(message);
-        why = fmt::format("the configuration daemon answers {}", code);
+        why = fmt::format("the configuration daemon refused it with code {}", code);
     } catch (const std::exception &error) {
         code = SR_ERR_SOCKET_FAILED;
         why = error.what();
@@ -62,7 +63,8 @@ configd::Answer Relay::answer(const configd::Message &message) {
     if (code == SR_ERR_OK) {
         ++accepted_[kind == nullptr ? "unknown" : kind->name];
     } else if (!refused_) {
-        refused_ = fmt::format("{}\n  {}", configd::readable(message), why);
+        refused_ =
+            fmt::format("{}: {}: {}", configd::xpath_of(message), why, configd::readable(message));
     }
     observer_(message, code);
     return configd::ResultCode{code};

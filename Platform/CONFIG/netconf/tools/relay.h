@@ -46,7 +46,7 @@ class Relay : private configd::Handler {
     // How many records of each kind the daemon accepted, by the names of their sub-module codes.
     // Look at these once the plug-in has returned.
     const std::map<std::string, std::size_t> &accepted() const { return accepted_; }
-    // The record that the daemon refused, and why; nothing when it accepted all.
+    // The path of what the daemon refused first, why, and the record; nothing when it accepted all.
     const std::optional<std::string> &refused() const { return refused_; }
 
   private:

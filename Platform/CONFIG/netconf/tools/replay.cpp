@@ -84,13 +84,14 @@ void print_counts(std::FILE *file, const Relay &relay) {
 }
 
 int report(std::FILE *file, int code, const Relay &relay) {
-    const std::string told = Plugin::reason();
-    const bool failed = code != SR_ERR_OK || relay.refused() || !told.empty();
+    const bool failed = code != SR_ERR_OK || relay.refused();
+    if (relay.refused()) {
+        fmt::print(stderr, "orv_bgpctl: {}\n", *relay.refused());
+    } else if (failed) {
+        fmt::print(stderr, "orv_bgpctl: the plug-in does not take the configuration: {}\n",
+                   sr_strerror(code));
+    }
     if (failed) {
-        fmt::print(stderr, "orv_bgpctl: {}\n", told.empty() ? sr_strerror(code) : told);
-        if (relay.refused()) {
-            fmt::print(stderr, "orv_bgpctl: the record was {}\n", *relay.refused());
-        }
         fmt::print(stderr, "orv_bgpctl: what follows had been sent before:\n");
     }
     print_counts(file, relay);
@@ -124,9 +125,7 @@ int replay(const ReplayOptions &options) {
         if (options.replace) {
             drop_instance(datastore, daemon);
         }
-        Subscription subscription;
-        code = plugin.subscribe(datastore.session(), SR_SUBSCR_ENABLED | SR_SUBSCR_NO_THREAD,
-                                &subscription.handle, [&] { return !relay.refused(); });
+        code = plugin.take_configuration(datastore.session());
     }
     return report(output.file(), code, relay);
 }
