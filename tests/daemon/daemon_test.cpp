@@ -107,9 +107,21 @@ TEST_F(SlowBackendTest, AnswersAQueryAtWorkAndLogsItAfterwards) {
                                              "BGP_SUB_RPC_IP_BGP_SUMMARY: a note\n"));
 }
 
+TEST_F(SlowBackendTest, AppliesAtWorkAndInOrder) {
+    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{18, "why"}));
+    Daemon daemon{backend, log};
+    const auto job = daemon.job_for(as_message(1, 100));
+    ASSERT_TRUE(job);
+    EXPECT_TRUE(job->in_order);
+    EXPECT_FALSE(daemon.job_for(summary_query())->in_order);
+    job->work();
+    EXPECT_EQ(std::get<configd::ResultCode>(job->answer()).code, 18);
+    EXPECT_THAT(out.str(), testing::EndsWith("-> 18\nBGP_SUB_BGP_AS: why\n"));
+}
+
 TEST_F(SlowBackendTest, HasNoJobForWhatIsAnsweredAtOnce) {
     EXPECT_TRUE(is_job(summary_query()));
-    EXPECT_FALSE(is_job(as_message(1, 100)));
+    EXPECT_FALSE(is_job(as_message(1, 100), {{{BGP_SUB_BGP_AS, 1}}, {}}));
     EXPECT_FALSE(is_job(configd::make_message(MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_SUMMARY, "short")));
     constexpr std::int32_t summary = BGP_SUB_RPC_IP_BGP_SUMMARY;
     EXPECT_FALSE(is_job(summary_query(), {{{summary, 1}}, {}}));
@@ -133,11 +145,11 @@ TEST_F(DaemonTest, RefusesAnUnknownModule) {
 TEST_F(DaemonTest, RefusesAnUnknownSubModule) {
     for (const std::int32_t sub_mod : {0, -1, 23, 1000}) {
         EXPECT_EQ(code(configd::make_message(MODULE_ID_BGP, sub_mod, std::string(8, '\0'))),
-                  SR_ERR_INVALID_VALUE);
+                  SR_ERR_NOT_SUPPORT);
     }
     EXPECT_THAT(out.str(),
                 testing::StartsWith("unknown module=3 subMod=0 dataLen=24 (unknown sub-module 0) "
-                                    "-> 16\n"));
+                                    "-> 19\n"));
 }
 
 TEST_F(DaemonTest, RefusesARecordOfAnotherSizeForEverySubModule) {
@@ -145,9 +157,14 @@ TEST_F(DaemonTest, RefusesARecordOfAnotherSizeForEverySubModule) {
         const std::size_t size = configd::find_record_kind(sub_mod)->record->size;
         for (const std::size_t wrong : {std::size_t{0}, size - 1, size + 1}) {
             const std::string payload(wrong, '\0');
-            EXPECT_EQ(code(configd::make_message(MODULE_ID_BGP, sub_mod, payload)),
-                      SR_ERR_INVALID_VALUE)
-                << sub_mod << " with " << wrong;
+            const Answer given = answer(configd::make_message(MODULE_ID_BGP, sub_mod, payload));
+            if (configd::find_record_kind(sub_mod)->is_query()) {
+                EXPECT_EQ(std::get<configd::Reply>(given).payload, "") << sub_mod;
+                EXPECT_EQ(std::get<configd::Reply>(given).res_value, SR_ERR_INVALID_VALUE);
+            } else {
+                EXPECT_EQ(std::get<configd::ResultCode>(given).code, SR_ERR_INVALID_VALUE)
+                    << sub_mod;
+            }
         }
     }
     EXPECT_THAT(out.str(), testing::HasSubstr("(bgp_as_val takes 8 bytes, not 7) -> 16\n"));
@@ -262,14 +279,33 @@ TEST_F(DaemonTest, LogsNoMessageWithoutAFormat) {
     EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(DaemonTest, LogsTheConfigurationInEveryFormat) {
-    EXPECT_CALL(backend, configuration).WillRepeatedly(Return(ordered_json{{"as", 100}}));
+TEST_F(DaemonTest, AnswersAMessageThatFailedWithTenAndALine) {
+    Log log{out, LogFormat::Text};
+    Daemon daemon{backend, log};
+    EXPECT_EQ(std::get<configd::ResultCode>(daemon.failed(as_message(1, 100), "why")).code,
+              SR_ERR_OPERATION_FAILED);
+    EXPECT_EQ(std::get<configd::Reply>(daemon.failed(summary_query(), "why")).res_value,
+              SR_ERR_OPERATION_FAILED);
+    EXPECT_THAT(out.str(),
+                testing::StartsWith("BGP_SUB_BGP_AS bgp_as_val op=set as=100 (why) -> 10\n"));
+}
+
+TEST(Log, WritesTheConfigurationInEveryFormat) {
+    std::ostringstream out;
     for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {
-        Log log{out, format};
-        Daemon{backend, log}.log_configuration();
+        Log{out, format}.configuration({{"as", 100}});
     }
     EXPECT_EQ(out.str(), "{\"as\":100}\n{\"as\":100}\n"
                          "{\"event\":\"configuration\",\"configuration\":{\"as\":100}}\n");
+}
+
+TEST(Log, GoesOnAfterALineThatWasNotTaken) {
+    std::ostringstream out;
+    Log log{out, LogFormat::Text};
+    out.setstate(std::ios::badbit);
+    log.listening(1);
+    log.listening(2);
+    EXPECT_THAT(out.str(), testing::HasSubstr("127.0.0.1:2\n"));
 }
 
 TEST(Log, AnnouncesThePortInEveryFormat) {
@@ -290,13 +326,17 @@ TEST(Log, TellsWhatHappensToConnections) {
         log.connection({Kind::Opened, 1, ""});
         log.connection({Kind::BadFrame, 1, "dataLen is 3"});
         log.connection({Kind::Closed, 1, ""});
+        log.connection({Kind::Refused, 2, "1 connections are open"});
     }
     EXPECT_EQ(out.str(), "connection 1 opened\n"
                          "connection 1 bad frame: dataLen is 3\n"
                          "connection 1 closed\n"
+                         "connection 2 refused: 1 connections are open\n"
                          "{\"event\":\"opened\",\"connection\":1}\n"
                          "{\"event\":\"bad_frame\",\"connection\":1,\"error\":\"dataLen is 3\"}\n"
-                         "{\"event\":\"closed\",\"connection\":1}\n");
+                         "{\"event\":\"closed\",\"connection\":1}\n"
+                         "{\"event\":\"refused\",\"connection\":2,"
+                         "\"error\":\"1 connections are open\"}\n");
 }
 
 TEST(ParseFailure, TakesASubModuleAndACode) {
@@ -340,7 +380,7 @@ TEST_F(DaemonTest, ABadMessageHarmsNoOtherOnItsConnection) {
     configd::Server server{daemon, 0};
     const RunningServer running{server};
     Client client{server.port()};
-    EXPECT_EQ(client.ask(configd::make_message(MODULE_ID_BGP, 23, "")), SR_ERR_INVALID_VALUE);
+    EXPECT_EQ(client.ask(configd::make_message(MODULE_ID_BGP, 23, "")), SR_ERR_NOT_SUPPORT);
     EXPECT_EQ(client.ask(as_message(1, 100)), 0);
 }
 

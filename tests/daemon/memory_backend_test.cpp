@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+#include <vector>
+
 using configd::Message;
 using nlohmann::ordered_json;
 using namespace settings;
@@ -75,6 +79,46 @@ TEST_F(MemoryBackendTest, AMovedEntryChangesNothing) {
 TEST_F(MemoryBackendTest, RefusesAnUnknownOperation) {
     EXPECT_EQ(backend.apply(as_message(2, 200)).code, SR_ERR_INVALID_VALUE);
     EXPECT_EQ(backend.configuration(), only_the_as());
+}
+
+// What a switch would not take is refused with a reason, and deleted all the same.
+TEST_F(MemoryBackendTest, RefusesValuesThatNoSwitchTakes) {
+    const std::string longest(47, '1');
+    const auto remote_as = [](const char *text) {
+        auto record = record_in<bgp_address_family_neighbor_universal_val>(set, red);
+        put(record.neighbor_ip_or_tag, "10.0.0.1");
+        put(record.remote_as, text);
+        return message_with(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, record);
+    };
+    const std::vector<std::pair<Message, const char *>> refused = {
+        {as_message(set, 0), "AS number"},
+        {router_id_message(set, as, "not-an-address"), "router identifier"},
+        {router_id_message(set, as, "0.0.0.0"), "router identifier"},
+        {router_id_message(set, as, "::1"), "router identifier"},
+        {router_id_message(set, as, ""), "router identifier"},
+        {network(set, "10.0.0.0/99"), "prefix"},
+        {network(set, "10.0.0.0/"), "prefix"},
+        {network(set, "10.0.0/8"), "prefix"},
+        {network(set, "2001:db8::/129"), "prefix"},
+        {network(set, "10.0.0.0/-1"), "prefix"},
+        {network(set, longest.c_str()), "prefix"},
+        {remote_as("abc"), "AS number"},
+        {remote_as("0"), "AS number"},
+        {remote_as("4294967296"), "AS number"},
+        {remote_as("1.65536"), "AS number"},
+        {remote_as("0.0"), "AS number"},
+        {remote_as("1."), "AS number"},
+        {remote_as(""), "AS number"},
+    };
+    for (const auto &[message, why] : refused) {
+        const auto result = backend.apply(message);
+        EXPECT_EQ(result.code, SR_ERR_INVALID_VALUE) << readable(message);
+        EXPECT_NE(result.note.find(why), std::string::npos) << readable(message) << result.note;
+    }
+    EXPECT_EQ(backend.configuration(), only_the_as());
+    apply({network(erase, "10.0.0.0/99"), network(set, "10.0.0.0/0"), network(set, "10.0.0.1"),
+           network(set, "2001:db8::/128"), remote_as("1"), remote_as("4294967295"),
+           remote_as("65535.65535"), remote_as("0.1"), router_id_message(set, as, "255.0.0.1")});
 }
 
 TEST_F(MemoryBackendTest, RefusesSettingsWithoutAnAs) {

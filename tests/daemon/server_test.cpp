@@ -10,7 +10,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <functional>
 #include <future>
 #include <mutex>
@@ -65,10 +67,11 @@ std::string header_with(std::int32_t length) {
 // A running server of one handler function. Its connections are reported in text.
 class TestServer {
   public:
-    explicit TestServer(std::function<Answer(const Message &)> function, JobFor job_for = no_job)
-        : handler_{std::move(function), std::move(job_for)}, server_{handler_, 0} {
+    explicit TestServer(std::function<Answer(const Message &)> function, JobFor job_for = no_job,
+                        const configd::Limits &limits = {})
+        : handler_{std::move(function), std::move(job_for)}, server_{handler_, 0, limits} {
         server_.on_event([this](const ConnectionEvent &event) {
-            constexpr const char *names[] = {"opened", "closed", "bad frame: "};
+            constexpr const char *names[] = {"opened", "closed", "bad frame: ", "refused: "};
             const std::lock_guard lock{mutex_};
             events_.push_back(std::to_string(event.connection) + " " +
                               names[static_cast<std::size_t>(event.kind)] + event.detail);
@@ -464,15 +467,52 @@ TEST(ServerJob, AtWorkDoesNotKeepTheServerFromStopping) {
     EXPECT_EQ(jobs.answered, 0);
 }
 
-TEST(ServerJob, ThatThrowsEndsTheRun) {
-    FunctionHandler handler{echo, [](const Message &) -> std::optional<Job> {
-                                return Job{[] { throw std::runtime_error("at work"); },
-                                           [] { return configd::Silence{}; }};
-                            }};
-    configd::Server server{handler, 0};
-    Client client{server.port()};
-    client.send(job_message.bytes);
-    EXPECT_THROW(server.run(), std::runtime_error);
+// What throws answers its message with 10, and the connection goes on.
+TEST(ServerJob, ThatThrowsAnswersItsMessage) {
+    const auto fail = []() -> Answer { throw std::runtime_error("in the answer"); };
+    TestServer server{
+        [&](const Message &message) { return message.sub_mod == 3 ? fail() : echo(message); },
+        [&](const Message &message) -> std::optional<Job> {
+            if (message.sub_mod == 1) {
+                return Job{[] { throw std::runtime_error("at work"); }, fail};
+            }
+            return message.sub_mod == 2 ? std::optional{Job{[] {}, fail}} : std::nullopt;
+        }};
+    Client client = server.connect();
+    for (const std::int32_t thrower : {1, 2, 3}) {
+        EXPECT_EQ(client.ask(numbered(thrower)), SR_ERR_OPERATION_FAILED) << thrower;
+        EXPECT_EQ(client.ask(numbered(7)), 7);
+    }
+}
+
+TEST(ServerJob, InOrderRunsBehindThoseThatCameBefore) {
+    std::promise<void> opened;
+    const std::shared_future<void> gate{opened.get_future()};
+    std::mutex mutex;
+    std::vector<std::int32_t> done;
+    TestServer server{echo, [&](const Message &message) -> std::optional<Job> {
+                          const std::int32_t number = message.sub_mod;
+                          return Job{[&, number] {
+                                         gate.wait();
+                                         const std::lock_guard lock{mutex};
+                                         done.push_back(number);
+                                     },
+                                     [number] { return configd::ResultCode{number}; },
+                                     /*in_order=*/true};
+                      }};
+    std::vector<Client> clients;
+    for (std::int32_t number = 1; number <= 5; ++number) {
+        clients.push_back(server.connect());
+        clients.back().send(numbered(number).bytes);
+        // The server has read it: its next connection is opened behind it.
+        while (server.events().size() < static_cast<std::size_t>(number)) {
+        }
+    }
+    opened.set_value();
+    for (std::int32_t number = 1; number <= 5; ++number) {
+        EXPECT_EQ(clients[static_cast<std::size_t>(number - 1)].receive_code(), number);
+    }
+    EXPECT_EQ(done.size(), 5U);
 }
 
 TEST(Server, StopsWithConnectionsOpen) {
@@ -518,21 +558,83 @@ TEST(Server, TakesAPortAgainRightAfterAnotherServerLeftIt) {
     EXPECT_EQ(second.port(), port);
 }
 
-TEST(Server, CallsAWatchWhenItsDescriptorIsReadable) {
+TEST(Server, CallsBackForASignalAsOftenAsItComes) {
     FunctionHandler handler{echo};
     configd::Server server{handler, 0};
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    const configd::FileDescriptor read_end{ends[0]};
-    const configd::FileDescriptor write_end{ends[1]};
-    char byte = 0;
-    server.watch(read_end.get(), [&] {
-        EXPECT_EQ(::read(read_end.get(), &byte, 1), 1);
-        server.stop();
+    int received = 0;
+    server.on_signal(SIGUSR2, [&] {
+        if (++received == 2) {
+            server.stop();
+        } else {
+            std::raise(SIGUSR2);
+        }
     });
-    ASSERT_EQ(::write(write_end.get(), "!", 1), 1);
+    std::raise(SIGUSR2);
     server.run();
-    EXPECT_EQ(byte, '!');
+    EXPECT_EQ(received, 2);
+}
+
+// --- Limits ------------------------------------------------------------------------------
+
+TEST(ServerLimits, ConnectionBeyondThemIsRefusedAndSaid) {
+    TestServer server{echo, no_job, {2}};
+    std::optional<Client> first{server.connect()};
+    Client second = server.connect();
+    EXPECT_EQ(first->ask(numbered(1)), 1);
+    EXPECT_EQ(second.ask(numbered(1)), 1);
+    EXPECT_TRUE(server.connect().is_closed());
+    first.reset();
+    const auto events = [&] { return server.events().size(); };
+    while (events() < 4) {
+    }
+    EXPECT_EQ(server.connect().ask(numbered(2)), 2);
+    EXPECT_THAT(server.events_at_end(), testing::Contains("3 refused: 2 connections are open"));
+}
+
+TEST(ServerLimits, MessageThatDoesNotComeInTimeClosesItsConnection) {
+    configd::Limits limits;
+    limits.message = std::chrono::milliseconds{50};
+    TestServer server{echo, no_job, limits};
+    Client idle = server.connect();
+    EXPECT_EQ(idle.ask(numbered(1)), 1);
+    Client slow = server.connect();
+    slow.send(numbered(2).bytes + numbered(2).bytes.substr(0, 20));
+    EXPECT_EQ(slow.receive_code(), 2);
+    EXPECT_TRUE(slow.is_closed());
+    EXPECT_EQ(idle.ask(numbered(3)), 3) << "between messages there is no limit";
+    EXPECT_THAT(server.events_at_end(),
+                testing::Contains("2 bad frame: its message did not come in time"));
+}
+
+TEST(ServerLimits, UnfinishedMessagesTakeNoMoreMemoryThanTheyMay) {
+    configd::Limits limits;
+    limits.unfinished = 100000;
+    TestServer server{echo, no_job, limits};
+    const std::string half =
+        numbered(1).bytes + header_with(BUF_SIZE_MAX) + std::string(60000, 'x');
+    Client first = server.connect();
+    first.send(half);
+    EXPECT_EQ(first.receive_code(), 1);
+    Client second = server.connect();
+    second.send(half);
+    EXPECT_TRUE(second.is_closed());
+    EXPECT_EQ(server.connect().ask(numbered(3)), 3);
+    EXPECT_THAT(server.events_at_end(),
+                testing::Contains("2 bad frame: unfinished messages take too much memory"));
+}
+
+TEST(ServerLimits, ThousandConnectionsAtOnceAreServed) {
+    TestServer server{echo};
+    std::vector<Client> clients;
+    while (clients.size() < 1000) {
+        clients.push_back(server.connect());
+    }
+    for (Client &client : clients) {
+        client.send(numbered(5).bytes);
+    }
+    for (Client &client : clients) {
+        EXPECT_EQ(client.receive_code(), 5);
+    }
 }
 
 // Lowers the number of descriptors that this process may have open.
@@ -565,6 +667,19 @@ TEST(Server, AConnectionWithoutADescriptorLeftWaitsForAnothersEnd) {
     EXPECT_EQ(first->ask(numbered(3)), 3);
     first.reset();
     EXPECT_EQ(second.receive_code(), 2);
+}
+
+TEST(Server, AConnectionWithoutADescriptorLeftIsAcceptedOnceThereIsOne) {
+    TestServer server{echo};
+    std::optional<Client> client;
+    {
+        const int lowest = ::dup(0);
+        ::close(lowest);
+        const DescriptorLimit limit{lowest + 1};
+        client.emplace(server.connect());
+        client->send(numbered(2).bytes);
+    }
+    EXPECT_EQ(client->receive_code(), 2) << "though no connection has ended";
 }
 
 } // namespace

@@ -152,13 +152,15 @@ void check_reply(const configd::Message &message, const configd::Reply &reply) {
 
 void check_answer(const configd::Message &message, const configd::Answer &answer) {
     const auto *code = std::get_if<configd::ResultCode>(&answer);
-    if (!configd::check(message).empty()) {
-        require(code != nullptr && code->code == SR_ERR_INVALID_VALUE,
+    const auto *reply = std::get_if<configd::Reply>(&answer);
+    if (const auto refusal = configd::check(message)) {
+        require(code != nullptr ? code->code == refusal->code
+                                : reply != nullptr && reply->res_value == refusal->code &&
+                                      reply->payload.empty(),
                 "a message that is none is refused");
         return;
     }
     if (configd::find_record_kind(message.sub_mod)->is_query()) {
-        const auto *reply = std::get_if<configd::Reply>(&answer);
         require(reply != nullptr, "a query is answered by a message");
         check_reply(message, *reply);
         return;
@@ -203,7 +205,7 @@ void daemon_message(const std::uint8_t *data, std::size_t size) {
         check_answer(message, (as_text ? daemon.as_text : daemon.as_json).answer(message));
         as_text = !as_text;
     }
-    daemon.as_text.log_configuration();
+    configd::json_line(daemon.backend.configuration());
     const bgp_as_val gone{0, 0};
     daemon.backend.apply(
         configd::make_message(MODULE_ID_BGP, BGP_SUB_BGP_AS, support::bytes_of(gone)));

@@ -37,9 +37,13 @@ class Backend {
     // Applies a configuration message (sub-module codes 1 to 17).
     virtual ApplyResult apply(const Message &message) = 0;
 
-    // Whether query() may take so long that other messages are not to wait for it. Then it is
-    // called from other threads than the rest, by several at once.
+    // Whether apply() and query() may take so long that other messages are not to wait for them.
+    // Then apply() and configuration() are called from one other thread, and query() from further
+    // ones, by several at once.
     virtual bool is_slow() const { return false; }
+
+    // Ends what is at work, from any thread: the daemon ends.
+    virtual void give_up() {}
 
     // Answers a query (sub-module codes 18 to 22).
     virtual QueryResult query(const Message &message) = 0;

@@ -54,6 +54,15 @@ const T *find(const std::map<std::int32_t, T> &table, const RecordKind &kind) {
     return row == table.end() ? nullptr : &row->second;
 }
 
+// The answer that is nothing but a result: a query takes it in a reply without content.
+Answer answer_with(const Message &message, std::int32_t code) {
+    const RecordKind *kind = find_record_kind(message.sub_mod);
+    if (kind != nullptr && kind->is_query()) {
+        return Reply{message.module, message.sub_mod, code, {}};
+    }
+    return ResultCode{code};
+}
+
 Reply reply_to(const Message &message, QueryResult result) {
     return {message.module, message.sub_mod, result.res_value, std::move(result.payload)};
 }
@@ -102,30 +111,31 @@ std::optional<std::pair<std::int32_t, std::string>> parse_reply(std::string_view
     return std::pair{assignment->first, std::move(payload)};
 }
 
-std::string check(const Message &message) {
+std::optional<Refusal> check(const Message &message) {
     if (message.module != MODULE_ID_BGP) {
-        return fmt::format("unknown module {}", message.module);
+        return Refusal{SR_ERR_INVALID_VALUE, fmt::format("unknown module {}", message.module)};
     }
     const RecordKind *kind = find_record_kind(message.sub_mod);
     if (kind == nullptr) {
-        return fmt::format("unknown sub-module {}", message.sub_mod);
+        return Refusal{SR_ERR_NOT_SUPPORT, fmt::format("unknown sub-module {}", message.sub_mod)};
     }
     const std::size_t size = message.payload().size();
     if (size != kind->record->size) {
-        return fmt::format("{} takes {} bytes, not {}", kind->record->name, kind->record->size,
-                           size);
+        return Refusal{
+            SR_ERR_INVALID_VALUE,
+            fmt::format("{} takes {} bytes, not {}", kind->record->name, kind->record->size, size)};
     }
-    return {};
+    return std::nullopt;
 }
 
 Daemon::Daemon(Backend &backend, Log &log, Overrides overrides)
     : backend_{backend}, log_{log}, overrides_{std::move(overrides)} {}
 
 Answer Daemon::answer(const Message &message) {
-    if (const std::string error = check(message); !error.empty()) {
-        Answer refusal = ResultCode{SR_ERR_INVALID_VALUE};
-        log_.message(message, error, refusal);
-        return refusal;
+    if (const auto refusal = check(message)) {
+        Answer answer = answer_with(message, refusal->code);
+        log_.message(message, refusal->why, answer);
+        return answer;
     }
     const RecordKind &kind = *find_record_kind(message.sub_mod);
     std::string note;
@@ -135,25 +145,32 @@ Answer Daemon::answer(const Message &message) {
 }
 
 std::optional<Job> Daemon::job_for(const Message &message) {
-    if (!backend_.is_slow() || !check(message).empty()) {
+    if (!backend_.is_slow() || check(message)) {
         return std::nullopt;
     }
     const RecordKind &kind = *find_record_kind(message.sub_mod);
-    if (!kind.is_query() || is_overridden(kind)) {
+    if (is_overridden(kind)) {
         return std::nullopt;
     }
-    const auto result = std::make_shared<QueryResult>();
-    return Job{[this, message, result] { *result = backend_.query(message); },
-               [this, message, result, &kind] {
-                   const std::string note = result->note;
-                   Answer answer = reply_to(message, std::move(*result));
-                   log_answer(kind, message, answer, note);
-                   return answer;
-               }};
+    // What the work finds, for the answer that follows it.
+    struct Found {
+        Answer answer;
+        std::string note;
+    };
+    const auto found = std::make_shared<Found>();
+    return Job{
+        [this, message, found, &kind] { found->answer = answer_to(kind, message, found->note); },
+        [this, message, found, &kind] {
+            log_answer(kind, message, found->answer, found->note);
+            return std::move(found->answer);
+        },
+        /*in_order=*/!kind.is_query()};
 }
 
-void Daemon::log_configuration() {
-    log_.configuration(backend_.configuration());
+Answer Daemon::failed(const Message &message, const std::string &why) {
+    Answer answer = answer_with(message, SR_ERR_OPERATION_FAILED);
+    log_.message(message, why, answer);
+    return answer;
 }
 
 void Daemon::log_answer(const RecordKind &kind, const Message &message, const Answer &answer,

@@ -41,26 +41,32 @@ std::optional<std::pair<std::int32_t, Fault>> parse_fault(std::string_view text)
 // longer; throws std::system_error when the file cannot be read.
 std::optional<std::pair<std::int32_t, std::string>> parse_reply(std::string_view text);
 
-// What is wrong with the message: its module, its sub-module code or its payload's size. Empty
-// when it is one for this daemon.
-std::string check(const Message &message);
+// What is wrong with a message, and the result code that says so.
+struct Refusal {
+    std::int32_t code;
+    std::string why;
+};
+
+// Nothing when the message is one for this daemon; otherwise what is wrong with its module, its
+// sub-module code (SR_ERR_NOT_SUPPORT) or its payload's size.
+std::optional<Refusal> check(const Message &message);
 
 class Daemon : public Handler {
   public:
     // `backend` and `log` are not owned and outlive the daemon.
     Daemon(Backend &backend, Log &log, Overrides overrides = {});
 
-    // Answers a message that check() refuses with the result code SR_ERR_INVALID_VALUE, a
-    // configuration message with the backend's code, a query with the backend's reply. The note of
-    // a reply goes to the log.
+    // Answers a configuration message with the backend's code and a query with the backend's reply,
+    // whose note goes to the log; what check() refuses with the code that it says, in a reply
+    // without content when it is a query's.
     Answer answer(const Message &message) override;
 
-    // The same for a query that a slow backend is to answer: the backend answers it at work, the
-    // rest follows.
+    // The same at work, for messages that a slow backend is to answer: configuration messages in
+    // the order in which they came.
     std::optional<Job> job_for(const Message &message) override;
 
-    // Writes the backend's configuration to the log.
-    void log_configuration();
+    // SR_ERR_OPERATION_FAILED, and a line in the log.
+    Answer failed(const Message &message, const std::string &why) override;
 
   private:
     Answer answer_to(const RecordKind &kind, const Message &message, std::string &note);

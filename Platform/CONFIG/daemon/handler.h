@@ -3,6 +3,7 @@
 #define CONFIGD_HANDLER_H
 
 #include "message.h"
+#include "plugin_public.h"
 
 #include <cstdint>
 #include <functional>
@@ -39,6 +40,7 @@ using Answer = std::variant<ResultCode, Reply, RawBytes, Silence>;
 struct Job {
     std::function<void()> work;
     std::function<Answer()> answer;
+    bool in_order = false; // one after the other with all such jobs, as their messages came in
 };
 
 class Handler {
@@ -56,6 +58,12 @@ class Handler {
     // as answer() is. The next message of the connection waits for the answer, those of other
     // connections do not; so several jobs may be at work at once.
     virtual std::optional<Job> job_for(const Message & /*message*/) { return std::nullopt; }
+
+    // The answer to a message that answer(), or a job for it, threw at; `why` says what. Throws
+    // nothing.
+    virtual Answer failed(const Message & /*message*/, const std::string & /*why*/) {
+        return ResultCode{SR_ERR_OPERATION_FAILED};
+    }
 };
 
 } // namespace configd

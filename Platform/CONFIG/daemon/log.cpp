@@ -51,9 +51,11 @@ EventName name_of(ConnectionEvent::Kind kind) {
     case ConnectionEvent::Kind::Closed:
         return {"closed", "closed"};
     case ConnectionEvent::Kind::BadFrame:
+        return {"bad_frame", "bad frame"};
+    case ConnectionEvent::Kind::Refused:
         break;
     }
-    return {"bad_frame", "bad frame"};
+    return {"refused", "refused"};
 }
 
 } // namespace
@@ -114,6 +116,8 @@ void Log::configuration(const ordered_json &configuration) {
 }
 
 void Log::line(const std::string &text) {
+    // What a full disk or a closed pipe does not take is lost, and nothing else.
+    out_.clear();
     out_ << text << '\n' << std::flush;
 }
 

@@ -8,8 +8,6 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <sys/signalfd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -18,7 +16,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace {
@@ -33,6 +30,7 @@ struct Options {
     std::string vty_socket = "/var/run/frr/bgpd.vty";
     std::vector<std::string> frr_lines;
     configd::Overrides overrides;
+    configd::Limits limits;
 };
 
 // Adds the repeatable option `name`, whose values `parse` turns into entries of `table`.
@@ -118,21 +116,6 @@ void add_options(CLI::App &app, Options &options) {
                "      next-hops: a list of nexthop-address*, metric, LocPrf, Weight, path");
 }
 
-// From now on these signals arrive through the descriptor returned, in no handler.
-configd::FileDescriptor redirect_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGUSR1}) {
-        sigaddset(&signals, number);
-    }
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    configd::FileDescriptor descriptor{signalfd(-1, &signals, SFD_CLOEXEC)};
-    if (descriptor.get() < 0) {
-        throw std::system_error(errno, std::generic_category(), "signalfd");
-    }
-    return descriptor;
-}
-
 std::unique_ptr<configd::Backend> make_backend(const Options &options) {
     if (options.backend == BackendKind::Frr) {
         return std::make_unique<configd::frr::FrrBackend>(options.vty_socket, options.frr_lines);
@@ -141,24 +124,33 @@ std::unique_ptr<configd::Backend> make_backend(const Options &options) {
         options.state_file.empty() ? configd::State{} : configd::load_state(options.state_file));
 }
 
+// Logs what the backend holds: behind what it is doing, where that takes its time.
+void log_configuration(configd::Server &server, const configd::Backend &backend,
+                       configd::Log &log) {
+    if (!backend.is_slow()) {
+        log.configuration(backend.configuration());
+        return;
+    }
+    const auto held = std::make_shared<nlohmann::ordered_json>();
+    server.in_order([held, &backend] { *held = backend.configuration(); },
+                    [held, &log] { log.configuration(*held); });
+}
+
 void serve(const Options &options) {
-    const configd::FileDescriptor signals = redirect_signals();
+    // A log that nobody reads any more ends nothing.
+    std::signal(SIGPIPE, SIG_IGN);
     configd::Log log{std::cout, options.log};
     const std::unique_ptr<configd::Backend> backend = make_backend(options);
     configd::Daemon daemon{*backend, log, options.overrides};
-    configd::Server server{daemon, options.port};
+    configd::Server server{daemon, options.port, options.limits};
     server.on_event([&](const configd::ConnectionEvent &event) { log.connection(event); });
-    server.watch(signals.get(), [&] {
-        signalfd_siginfo info{};
-        const bool is_read = read(signals.get(), &info, sizeof info) == sizeof info;
-        if (is_read && info.ssi_signo == SIGUSR1) {
-            daemon.log_configuration();
-        } else if (is_read) {
-            server.stop();
-        }
-    });
+    server.on_signal(SIGUSR1, [&] { log_configuration(server, *backend, log); });
+    for (const int number : {SIGINT, SIGTERM}) {
+        server.on_signal(number, [&] { server.stop(); });
+    }
     log.listening(server.port());
     server.run();
+    backend->give_up();
 }
 
 } // namespace

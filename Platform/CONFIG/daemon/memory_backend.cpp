@@ -5,6 +5,7 @@
 #include "operation.h"
 #include "plugin_public.h"
 #include "queries.h"
+#include "values.h"
 
 #include <fmt/format.h>
 
@@ -183,9 +184,37 @@ std::vector<Leaf> named_leaves(const Setting &setting, const ordered_json &field
     return leaves;
 }
 
-// A neighbour is at least one hop away, as for any BGP speaker.
-bool is_acceptable(const Leaf &leaf, const ordered_json &fields) {
-    return leaf.name != multihop.name || fields[leaf.field] != 0;
+// What a switch would say against the leaf's value; empty: nothing. A neighbor is at least one hop
+// away, as for any BGP speaker.
+std::string fault_of(const Leaf &leaf, const ordered_json &value) {
+    const auto text = [&] { return value.get<std::string>(); };
+    if (leaf.name == router_id.name && !is_router_id(text())) {
+        return fmt::format("'{}' is no router identifier", text());
+    }
+    if (leaf.name == remote_as.name && !is_as_number(text())) {
+        return fmt::format("'{}' is no AS number", text());
+    }
+    if (leaf.name == multihop.name && value == 0) {
+        return "a neighbor is at least one hop away";
+    }
+    return {};
+}
+
+// The same of all that a record is to set.
+std::string fault_of(const Setting &setting, const std::vector<Leaf> &leaves,
+                     const ordered_json &fields) {
+    if (setting.place == Place::Network) {
+        const auto prefix = fields["network_ip_str"].get<std::string>();
+        if (!is_prefix(prefix)) {
+            return fmt::format("'{}' is no prefix", prefix);
+        }
+    }
+    for (const Leaf &leaf : leaves) {
+        if (std::string fault = fault_of(leaf, fields[leaf.field]); !fault.empty()) {
+            return fault;
+        }
+    }
+    return {};
 }
 
 void set_leaves(json &node, const std::vector<Leaf> &leaves, const ordered_json &fields) {
@@ -219,43 +248,44 @@ ApplyResult MemoryBackend::apply(const Message &message) {
     if (op != op_set && op != op_delete) {
         return {SR_ERR_INVALID_VALUE};
     }
-    return {message.sub_mod == BGP_SUB_BGP_AS
-                ? apply_as(op == op_set, fields["as"])
-                : apply_setting(message.sub_mod, op == op_set, fields)};
+    return message.sub_mod == BGP_SUB_BGP_AS ? apply_as(op == op_set, fields["as"])
+                                             : apply_setting(message.sub_mod, op == op_set, fields);
 }
 
-std::int32_t MemoryBackend::apply_as(bool is_set, const ordered_json &as) {
+ApplyResult MemoryBackend::apply_as(bool is_set, const ordered_json &as) {
+    if (is_set && as == 0) {
+        return {SR_ERR_INVALID_VALUE, "0 is no AS number"};
+    }
     if (is_set) {
         tree_["as"] = as;
     } else {
         tree_.clear();
     }
-    return SR_ERR_OK;
+    return {SR_ERR_OK};
 }
 
-std::int32_t MemoryBackend::apply_setting(std::int32_t sub_mod, bool is_set,
-                                          const ordered_json &fields) {
+ApplyResult MemoryBackend::apply_setting(std::int32_t sub_mod, bool is_set,
+                                         const ordered_json &fields) {
     const Setting &setting = setting_of(sub_mod);
     const std::optional<Path> path = path_of(setting.place, fields);
     if (!path) {
-        return SR_ERR_INVALID_VALUE;
+        return {SR_ERR_INVALID_VALUE, "there is no such address family"};
     }
     if (!is_set) {
         const bool whole = setting.scope == Scope::Entry;
         remove_leaves(tree_, *path, whole ? std::vector<Leaf>{} : named_leaves(setting, fields));
-        return SR_ERR_OK;
+        return {SR_ERR_OK};
     }
     const auto as = tree_.find("as");
     if (as == tree_.end() || *as != json(fields["bgp_id"])) {
-        return SR_ERR_CONFIG_FAILED;
+        return {SR_ERR_CONFIG_FAILED, "its AS is not the one configured"};
     }
     const std::vector<Leaf> leaves = named_leaves(setting, fields);
-    if (!std::all_of(leaves.begin(), leaves.end(),
-                     [&](const Leaf &leaf) { return is_acceptable(leaf, fields); })) {
-        return SR_ERR_INVALID_VALUE;
+    if (std::string fault = fault_of(setting, leaves, fields); !fault.empty()) {
+        return {SR_ERR_INVALID_VALUE, std::move(fault)};
     }
     set_leaves(node_at(tree_, *path), leaves, fields);
-    return SR_ERR_OK;
+    return {SR_ERR_OK};
 }
 
 QueryResult MemoryBackend::query(const Message &message) {

@@ -21,8 +21,9 @@ class MemoryBackend : public Backend {
     // No BGP runs here: what a BGP speaker would know beside the configuration is this state.
     explicit MemoryBackend(State state = {}) : state_{std::move(state)} {}
 
-    // The codes: 0; SR_ERR_INVALID_VALUE for an operation, AFI or SAFI there is not;
-    // SR_ERR_CONFIG_FAILED for setting something with no AS held, or another one than bgp_id.
+    // The codes: 0; SR_ERR_INVALID_VALUE for an operation, AFI or SAFI there is not, and for an AS
+    // number, router identifier, prefix or hop count that no switch takes; SR_ERR_CONFIG_FAILED for
+    // setting something with no AS held, or another one than bgp_id.
     ApplyResult apply(const Message &message) override;
 
     // Answers from the configuration held and the state, as answer_query() describes.
@@ -31,9 +32,9 @@ class MemoryBackend : public Backend {
     nlohmann::ordered_json configuration() const override;
 
   private:
-    std::int32_t apply_as(bool is_set, const nlohmann::ordered_json &as);
-    std::int32_t apply_setting(std::int32_t sub_mod, bool is_set,
-                               const nlohmann::ordered_json &fields);
+    ApplyResult apply_as(bool is_set, const nlohmann::ordered_json &as);
+    ApplyResult apply_setting(std::int32_t sub_mod, bool is_set,
+                              const nlohmann::ordered_json &fields);
 
     nlohmann::json tree_ = nlohmann::json::object();
     State state_;

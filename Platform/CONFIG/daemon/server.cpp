@@ -1,31 +1,30 @@
 #include "server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/post.hpp>
+#include <asio/signal_set.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/thread_pool.hpp>
+#include <asio/write.hpp>
 
-#include <cerrno>
+#include <array>
 #include <cstring>
+#include <exception>
+#include <map>
+#include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace configd {
 namespace {
 
-// The result of a system call, or its failure thrown.
-int checked(int result, const std::string &what) {
-    if (result < 0) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-    return result;
-}
+using asio::ip::tcp;
+using std::error_code;
 
-bool would_block() {
-    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
-}
+// How long accepting waits for a free descriptor.
+constexpr std::chrono::milliseconds descriptor_pause{100};
 
 // What goes out for an answer, and whether the connection ends with it.
 struct AnswerBytes {
@@ -42,244 +41,285 @@ struct AnswerBytes {
     RawBytes operator()(const Silence & /*answer*/) const { return {{}, false}; }
 };
 
+// Why `work` failed; empty: it did not.
+std::string failure_of(const std::function<void()> &work) {
+    try {
+        work();
+        return {};
+    } catch (const std::exception &error) {
+        const std::string why = error.what();
+        return why.empty() ? "unknown" : why;
+    }
+}
+
 } // namespace
 
-struct Server::Connection {
-    FileDescriptor socket;
-    std::uint64_t number;
-    std::string input{};        // received and not answered yet
-    RawBytes output{{}, false}; // the answer being sent
-    std::size_t sent = 0;       // bytes of it that the socket has taken
-    std::uint32_t interest = EPOLLIN;
-    bool is_waiting = false; // for a job's answer
-
-    bool is_sending() const { return sent < output.bytes.size(); }
-
-    // Sends what the socket takes. Returns false when the connection is to be closed.
-    bool flush() {
-        while (is_sending()) {
-            const ssize_t count = ::send(socket.get(), output.bytes.data() + sent,
-                                         output.bytes.size() - sent, MSG_NOSIGNAL);
-            if (count < 0) {
-                return would_block();
-            }
-            sent += static_cast<std::size_t>(count);
+// All that a server has: connections hold on to it while they wait.
+struct Server::State {
+    State(Handler &handler_of_messages, std::uint16_t port, const Limits &limits_of_peers)
+        : handler(handler_of_messages), limits(limits_of_peers), acceptor(context),
+          descriptor_timer(context) {
+        const tcp::endpoint endpoint(asio::ip::make_address_v4(NETCONF_DAEMON_ADDRESS), port);
+        acceptor.open(endpoint.protocol());
+        acceptor.set_option(tcp::acceptor::reuse_address(true));
+        try {
+            acceptor.bind(endpoint);
+            acceptor.listen();
+        } catch (const std::system_error &error) {
+            throw std::system_error(error.code().value(), std::generic_category(),
+                                    "cannot listen on " NETCONF_DAEMON_ADDRESS ":" +
+                                        std::to_string(port));
         }
-        return !output.close_after;
+        accept();
     }
+
+    void accept();
+    void report(ConnectionEvent::Kind kind, std::uint64_t connection, std::string detail = {}) {
+        if (sink) {
+            sink({kind, connection, std::move(detail)});
+        }
+    }
+
+    // Does `work` on a thread, then `done` with why it failed, in run().
+    void start(bool ordered, std::function<void()> work,
+               std::function<void(const std::string &failure)> done) {
+        std::optional<asio::thread_pool> &pool = ordered ? one_worker : workers;
+        if (!pool) {
+            pool.emplace(ordered ? 1U : 4U);
+        }
+        asio::post(*pool, [this, work = std::move(work), done = std::move(done)] {
+            asio::post(context, [done, failure = failure_of(work)] { done(failure); });
+        });
+    }
+
+    void await(asio::signal_set &signal, std::function<void()> received) {
+        signal.async_wait([this, &signal, received = std::move(received)](error_code error, int) {
+            if (!error) {
+                received();
+                await(signal, received);
+            }
+        });
+    }
+
+    Handler &handler;
+    const Limits limits;
+    std::function<void(const ConnectionEvent &)> sink;
+    asio::io_context context{1};
+    tcp::acceptor acceptor;
+    asio::steady_timer descriptor_timer;
+    std::uint64_t opened = 0;
+    std::size_t unfinished = 0; // bytes that connections hold of unfinished messages
+    std::map<std::uint64_t, std::shared_ptr<Connection>> connections;
+    std::vector<std::unique_ptr<asio::signal_set>> signals;
+    std::array<char, 65536> chunk{};
+    // These end first: what they do is for the others.
+    std::optional<asio::thread_pool> workers;
+    std::optional<asio::thread_pool> one_worker;
 };
 
-Server::Server(Handler &handler, std::uint16_t port)
-    : handler_{handler}, epoll_{checked(::epoll_create1(EPOLL_CLOEXEC), "epoll_create1")},
-      listener_{
-          checked(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), "socket")},
-      stop_{checked(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")} {
-    // A restart does not wait for the old connections' end.
-    const int on = 1;
-    checked(::setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), "setsockopt");
+class Server::Connection : public std::enable_shared_from_this<Connection> {
+  public:
+    Connection(State &state, tcp::socket socket, std::uint64_t number)
+        : state_(state), socket_(std::move(socket)), timer_(state.context), number_(number) {
+        error_code ignored;
+        // Answers are small: each goes out as it is written.
+        socket_.set_option(tcp::no_delay(true), ignored);
+        socket_.non_blocking(true, ignored);
+    }
 
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = ::inet_addr(NETCONF_DAEMON_ADDRESS);
-    address.sin_port = htons(port);
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    const std::string failure =
-        "cannot listen on " NETCONF_DAEMON_ADDRESS ":" + std::to_string(port);
-    checked(::bind(listener_.get(), generic, length), failure);
-    checked(::listen(listener_.get(), SOMAXCONN), failure);
-    checked(::getsockname(listener_.get(), generic, &length), "getsockname");
-    port_ = ntohs(address.sin_port);
+    // Answers the messages received, until one has to be waited for.
+    void proceed() {
+        const Frame frame = frame_of(input_);
+        switch (frame.framing) {
+        case Framing::Broken:
+            return close("dataLen is " + std::to_string(frame.length));
+        case Framing::Incomplete:
+            return receive();
+        case Framing::Complete:
+            break;
+        }
+        const auto length = static_cast<std::size_t>(frame.length);
+        const Message message = message_from_bytes(input_.substr(0, length));
+        drop(length);
+        answer(message);
+    }
 
-    watch(listener_.get(), [this] { accept_connections(); });
-    watch(workers_.descriptor(), [this] { workers_.finish(); });
-    watch(stop_.get(), [this] {
-        eventfd_t count = 0;
-        ::eventfd_read(stop_.get(), &count);
-        running_ = false;
+  private:
+    // Takes what is received, from its start, off the message at hand and its time.
+    void drop(std::size_t size) {
+        input_.erase(0, size);
+        state_.unfinished -= size;
+        is_timed_ = false;
+        timer_.cancel();
+    }
+
+    // Waits for more of a message that is unfinished, or for the next.
+    void receive() {
+        if (!input_.empty() && !is_timed_) {
+            is_timed_ = true;
+            timer_.expires_after(state_.limits.message);
+            timer_.async_wait([self = shared_from_this()](error_code error) {
+                if (!error && self->is_timed_ &&
+                    self->timer_.expiry() <= asio::steady_timer::clock_type::now()) {
+                    self->close("its message did not come in time");
+                }
+            });
+        }
+        socket_.async_wait(tcp::socket::wait_read,
+                           [self = shared_from_this()](error_code error) { self->read(error); });
+    }
+
+    void read(error_code error) {
+        if (!socket_.is_open()) {
+            return;
+        }
+        const std::size_t count = error ? 0 : socket_.read_some(asio::buffer(state_.chunk), error);
+        if (error == asio::error::would_block) {
+            return receive();
+        }
+        if (error) {
+            return close(input_.empty() ? "" : "closed in the middle of a message");
+        }
+        input_.append(state_.chunk.data(), count);
+        state_.unfinished += count;
+        if (state_.unfinished > state_.limits.unfinished) {
+            return close("unfinished messages take too much memory");
+        }
+        proceed();
+    }
+
+    void answer(const Message &message) {
+        std::optional<Job> job;
+        std::optional<Answer> answer;
+        const std::string failure = failure_of([&] {
+            job = state_.handler.job_for(message);
+            if (!job) {
+                answer = state_.handler.answer(message);
+            }
+        });
+        if (!failure.empty()) {
+            return send(state_.handler.failed(message, failure));
+        }
+        job ? start(message, std::move(*job)) : send(std::move(*answer));
+    }
+
+    // Has the job done while the connection waits for its answer. All that comes up meanwhile is
+    // that the peer reset it.
+    void start(const Message &message, Job job) {
+        socket_.async_wait(tcp::socket::wait_error, [self = shared_from_this()](error_code error) {
+            if (!error) {
+                self->close();
+            }
+        });
+        state_.start(job.in_order, std::move(job.work),
+                     [self = shared_from_this(), message,
+                      make_answer = std::move(job.answer)](std::string failure) {
+                         std::optional<Answer> answer;
+                         if (failure.empty()) {
+                             failure = failure_of([&] { answer = make_answer(); });
+                         }
+                         error_code ignored;
+                         self->socket_.cancel(ignored);
+                         self->send(failure.empty()
+                                        ? std::move(*answer)
+                                        : self->state_.handler.failed(message, failure));
+                     });
+    }
+
+    void send(Answer answer) {
+        if (!socket_.is_open()) {
+            return;
+        }
+        output_ = std::visit(AnswerBytes{}, answer);
+        asio::async_write(socket_, asio::buffer(output_.bytes),
+                          [self = shared_from_this()](error_code error, std::size_t /*count*/) {
+                              if (error || self->output_.close_after) {
+                                  self->close();
+                              } else if (self->socket_.is_open()) {
+                                  self->proceed();
+                              }
+                          });
+    }
+
+    void close(const std::string &what_is_wrong = {}) {
+        if (!socket_.is_open()) {
+            return;
+        }
+        if (!what_is_wrong.empty()) {
+            state_.report(ConnectionEvent::Kind::BadFrame, number_, what_is_wrong);
+        }
+        error_code ignored;
+        socket_.close(ignored);
+        drop(input_.size());
+        state_.connections.erase(number_);
+        state_.report(ConnectionEvent::Kind::Closed, number_);
+        state_.descriptor_timer.cancel();
+    }
+
+    State &state_;
+    tcp::socket socket_;
+    asio::steady_timer timer_;
+    bool is_timed_ = false; // while a message is unfinished
+    std::uint64_t number_;
+    std::string input_;          // received and not answered yet
+    RawBytes output_{{}, false}; // the answer being sent
+};
+
+void Server::State::accept() {
+    acceptor.async_accept([this](error_code error, tcp::socket socket) {
+        if (error == asio::error::operation_aborted) {
+            return;
+        }
+        if (error) {
+            // Out of descriptors: until one is free, new connections wait.
+            descriptor_timer.expires_after(descriptor_pause);
+            descriptor_timer.async_wait([this](error_code /*ended early*/) { accept(); });
+            return;
+        }
+        const std::uint64_t number = ++opened;
+        if (connections.size() >= limits.connections) {
+            report(ConnectionEvent::Kind::Refused, number,
+                   std::to_string(connections.size()) + " connections are open");
+        } else {
+            const auto connection = std::make_shared<Connection>(*this, std::move(socket), number);
+            connections[number] = connection;
+            report(ConnectionEvent::Kind::Opened, number);
+            connection->proceed();
+        }
+        accept();
     });
 }
 
+Server::Server(Handler &handler, std::uint16_t port, const Limits &limits)
+    : state_(std::make_unique<State>(handler, port, limits)) {}
+
 Server::~Server() = default;
 
-void Server::on_event(std::function<void(const ConnectionEvent &)> sink) {
-    sink_ = std::move(sink);
+std::uint16_t Server::port() const {
+    return state_->acceptor.local_endpoint().port();
 }
 
-void Server::watch(int fd, std::function<void()> readable) {
-    set_interest(EPOLL_CTL_ADD, fd, EPOLLIN);
-    watches_[fd] = std::move(readable);
+void Server::on_event(std::function<void(const ConnectionEvent &)> sink) {
+    state_->sink = std::move(sink);
+}
+
+void Server::on_signal(int number, std::function<void()> received) {
+    auto set = std::make_unique<asio::signal_set>(state_->context, number);
+    state_->await(*set, std::move(received));
+    state_->signals.push_back(std::move(set));
+}
+
+void Server::in_order(std::function<void()> work, std::function<void()> done) {
+    state_->start(/*ordered=*/true, std::move(work),
+                  [done = std::move(done)](const std::string & /*failure*/) { done(); });
 }
 
 void Server::run() {
-    running_ = true;
-    std::array<epoll_event, 64> events{};
-    while (running_) {
-        const int count =
-            ::epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), -1);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        checked(count, "epoll_wait");
-        for (int i = 0; i < count; ++i) {
-            dispatch(events[static_cast<std::size_t>(i)].data.fd);
-        }
-    }
+    state_->context.run();
 }
 
-void Server::stop() noexcept {
-    const int saved = errno; // belongs to the code that a signal interrupted
-    ::eventfd_write(stop_.get(), 1);
-    errno = saved;
-}
-
-void Server::set_interest(int operation, int fd, std::uint32_t events) {
-    epoll_event event{};
-    event.events = events;
-    event.data.fd = fd;
-    checked(::epoll_ctl(epoll_.get(), operation, fd, &event), "epoll_ctl");
-}
-
-void Server::dispatch(int fd) {
-    if (const auto watch = watches_.find(fd); watch != watches_.end()) {
-        watch->second();
-        return;
-    }
-    const auto found = connections_.find(fd);
-    if (found == connections_.end()) {
-        return;
-    }
-    Connection &connection = *found->second;
-    // While it waits for an answer, all that comes up is that its peer reset it.
-    settle(fd, !connection.is_waiting && serve(connection));
-}
-
-// Closes the connection, or has it wait for what it is to do next.
-void Server::settle(int fd, bool is_open) {
-    if (!is_open) {
-        close_connection(fd);
-        return;
-    }
-    Connection &connection = *connections_.at(fd);
-    const std::uint32_t idle = connection.is_waiting ? 0U : EPOLLIN;
-    const std::uint32_t interest = connection.is_sending() ? EPOLLOUT : idle;
-    if (interest != connection.interest) {
-        set_interest(EPOLL_CTL_MOD, fd, interest);
-        connection.interest = interest;
-    }
-}
-
-void Server::accept_connections() {
-    while (true) {
-        FileDescriptor socket{
-            ::accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)};
-        const int fd = socket.get();
-        if (fd < 0) {
-            // Out of descriptors: the next connection waits until another one ends.
-            accepting_ = errno != EMFILE && errno != ENFILE;
-            if (!accepting_) {
-                set_interest(EPOLL_CTL_MOD, listener_.get(), 0);
-            }
-            return;
-        }
-        // Answers are small: each goes out as it is written.
-        const int on = 1;
-        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        set_interest(EPOLL_CTL_ADD, fd, EPOLLIN);
-        const std::uint64_t number = ++connections_opened_;
-        connections_[fd] = std::make_unique<Connection>(Connection{std::move(socket), number});
-        report(ConnectionEvent::Kind::Opened, number);
-    }
-}
-
-void Server::close_connection(int fd) {
-    const std::uint64_t number = connections_.at(fd)->number;
-    connections_.erase(fd);
-    report(ConnectionEvent::Kind::Closed, number);
-    if (!accepting_) {
-        accepting_ = true;
-        set_interest(EPOLL_CTL_MOD, listener_.get(), EPOLLIN);
-    }
-}
-
-// Does what the connection is ready for. Returns false when it is to be closed.
-bool Server::serve(Connection &connection) {
-    const bool open = connection.is_sending() ? connection.flush() : receive(connection);
-    return open && answer_received(connection);
-}
-
-// Receives what is there. Returns false when the connection is to be closed.
-bool Server::receive(Connection &connection) {
-    const ssize_t count = ::recv(connection.socket.get(), chunk_.data(), chunk_.size(), 0);
-    if (count > 0) {
-        connection.input.append(chunk_.data(), static_cast<std::size_t>(count));
-        return true;
-    }
-    if (count < 0 && would_block()) {
-        return true;
-    }
-    if (!connection.input.empty()) {
-        report(ConnectionEvent::Kind::BadFrame, connection.number,
-               "closed in the middle of a message");
-    }
-    return false;
-}
-
-// Answers the messages received, until one answer has to wait for its peer. Returns false when
-// the connection is to be closed.
-bool Server::answer_received(Connection &connection) {
-    while (!connection.is_sending() && !connection.is_waiting) {
-        const Frame frame = frame_of(connection.input);
-        if (frame.framing == Framing::Broken) {
-            report(ConnectionEvent::Kind::BadFrame, connection.number,
-                   "dataLen is " + std::to_string(frame.length));
-            return false;
-        }
-        if (frame.framing == Framing::Incomplete) {
-            return true;
-        }
-        const auto length = static_cast<std::size_t>(frame.length);
-        const Message message = message_from_bytes(connection.input.substr(0, length));
-        connection.input.erase(0, length);
-        if (std::optional<Job> job = handler_.job_for(message); job) {
-            start(connection, std::move(*job));
-        } else if (!send_answer(connection, handler_.answer(message))) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// Sends what the socket takes of the answer. Returns false when the connection is to be closed.
-bool Server::send_answer(Connection &connection, Answer answer) {
-    connection.output = std::visit(AnswerBytes{}, answer);
-    connection.sent = 0;
-    return connection.flush();
-}
-
-// Has the job done while the connection waits for its answer.
-void Server::start(Connection &connection, Job job) {
-    connection.is_waiting = true;
-    workers_.start(std::move(job.work),
-                   [this, fd = connection.socket.get(), number = connection.number,
-                    answer = std::move(job.answer)] { finish(fd, number, answer()); });
-}
-
-// Sends a job's answer, unless its connection is gone by now and another one has its descriptor.
-void Server::finish(int fd, std::uint64_t number, Answer answer) {
-    const auto found = connections_.find(fd);
-    if (found == connections_.end() || found->second->number != number) {
-        return;
-    }
-    Connection &connection = *found->second;
-    connection.is_waiting = false;
-    settle(fd, send_answer(connection, std::move(answer)) && answer_received(connection));
-}
-
-void Server::report(ConnectionEvent::Kind kind, std::uint64_t connection, std::string detail) {
-    if (sink_) {
-        sink_({kind, connection, std::move(detail)});
-    }
+void Server::stop() {
+    state_->context.stop();
 }
 
 } // namespace configd

@@ -7,6 +7,26 @@
 
 namespace configd::frr {
 
+class FrrBackend::QueryVty {
+  public:
+    explicit QueryVty(FrrBackend &backend) : backend_{backend}, vty_{backend.vty_socket_} {
+        const std::lock_guard lock{backend_.mutex_};
+        backend_.query_vtys_.insert(&vty_);
+    }
+    QueryVty(const QueryVty &) = delete;
+    QueryVty &operator=(const QueryVty &) = delete;
+    ~QueryVty() {
+        const std::lock_guard lock{backend_.mutex_};
+        backend_.query_vtys_.erase(&vty_);
+    }
+
+    VtyAnswer ask(const std::string &line) { return vty_.ask(line); }
+
+  private:
+    FrrBackend &backend_;
+    Vty vty_;
+};
+
 FrrBackend::FrrBackend(const std::string &vty_socket, std::vector<std::string> lines)
     : vty_socket_{vty_socket}, configuration_vty_{vty_socket},
       configuration_{[this](const std::string &line) { return configuration_vty_.ask(line); },
@@ -18,8 +38,16 @@ ApplyResult FrrBackend::apply(const Message &message) {
 }
 
 QueryResult FrrBackend::query(const Message &message) {
-    Vty vty{vty_socket_};
+    QueryVty vty{*this};
     return answer_query(message, [&vty](const std::string &line) { return vty.ask(line); });
+}
+
+void FrrBackend::give_up() {
+    const std::lock_guard lock{mutex_};
+    configuration_vty_.give_up();
+    for (Vty *vty : query_vtys_) {
+        vty->give_up();
+    }
 }
 
 nlohmann::ordered_json FrrBackend::configuration() const {

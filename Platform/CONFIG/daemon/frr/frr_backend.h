@@ -8,6 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -31,12 +33,19 @@ class FrrBackend : public Backend {
     // See answer_query().
     QueryResult query(const Message &message) override;
 
+    void give_up() override;
+
     // What of bgpd's running configuration settings of the model stand for, see
     // configuration_of(); empty when bgpd cannot be asked.
     nlohmann::ordered_json configuration() const override;
 
   private:
+    // The terminal of one query, which give_up() reaches while it lives.
+    class QueryVty;
+
     std::string vty_socket_;
+    std::mutex mutex_; // for what follows
+    std::set<Vty *> query_vtys_;
     mutable Vty configuration_vty_;
     mutable Configuration configuration_;
 };

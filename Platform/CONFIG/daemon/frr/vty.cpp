@@ -72,6 +72,7 @@ VtyAnswer Vty::ask(const std::string &command) {
         }
         return exchange(command);
     } catch (const std::system_error &error) {
+        const std::lock_guard lock{mutex_};
         socket_ = FileDescriptor{};
         return {error.what(), VtyAnswer::unreachable};
     }
@@ -82,6 +83,12 @@ VtyAnswer Vty::start_over() {
     VtyAnswer answer = ask("end");
     // The session was that of a bgpd that has ended: another one may run by now.
     return was_open && answer.status == VtyAnswer::unreachable ? ask("end") : answer;
+}
+
+void Vty::give_up() {
+    const std::lock_guard lock{mutex_};
+    given_up_ = true;
+    ::shutdown(socket_.get(), SHUT_RDWR);
 }
 
 void Vty::connect() {
@@ -104,7 +111,13 @@ void Vty::connect() {
     if (::connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
         fail(errno, "cannot reach bgpd at " + path_);
     }
-    socket_ = std::move(socket);
+    {
+        const std::lock_guard lock{mutex_};
+        if (given_up_) {
+            fail(ECANCELED, "bgpd is asked no more");
+        }
+        socket_ = std::move(socket);
+    }
     exchange("enable");
 }
 

@@ -6,6 +6,7 @@
 #include "vty_answer.h"
 
 #include <chrono>
+#include <mutex>
 #include <string>
 
 namespace configd::frr {
@@ -26,6 +27,9 @@ class Vty {
     // last exchange is opened anew, so what follows goes to the bgpd that runs now.
     VtyAnswer start_over();
 
+    // Breaks the exchange under way and all that follow. The one function for another thread.
+    void give_up();
+
   private:
     void connect();
     VtyAnswer exchange(const std::string &command);
@@ -33,6 +37,8 @@ class Vty {
     std::string path_;
     std::chrono::milliseconds patience_;
     FileDescriptor socket_;
+    std::mutex mutex_; // for what follows, and for which descriptor the socket is
+    bool given_up_ = false;
 };
 
 } // namespace configd::frr
