@@ -10,8 +10,11 @@
 
 #include <csignal>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -59,6 +62,26 @@ TEST(Program, PrintsEachMessageAsItComes) {
         EXPECT_EQ(program.read_line(), "BGP_SUB_BGP_AS bgp_as_val op=set as=100 -> 0");
     }
     EXPECT_EQ(program.read_line(), "connection 1 closed");
+}
+
+// What it prints may be lost: it goes on.
+TEST(Program, GoesOnWhenItsOutputIsFullOrClosed) {
+    for (const char *output : {">/dev/full", ">&-", "| true"}) {
+        support::Process shell("sh", {"-c", "exec " BGP_CONFIGD " --port 8899 " + std::string(output)});
+        std::optional<Client> client;
+        while (!client) {
+            try {
+                client.emplace(std::uint16_t{8899});
+            } catch (const std::system_error &) {
+                std::this_thread::yield();
+            }
+        }
+        EXPECT_EQ(client->ask(as_message(1, 100)), 0) << output;
+        EXPECT_EQ(client->ask(as_message(1, 200)), 0) << output;
+        support::run("pkill", {"-TERM", "-x", "-f", BGP_CONFIGD " --port 8899"});
+        EXPECT_EQ(shell.wait(), 0) << output;
+        EXPECT_TRUE(client->is_closed());
+    }
 }
 
 TEST(Program, PrintsJsonWhenAskedTo) {

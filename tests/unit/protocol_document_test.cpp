@@ -328,4 +328,55 @@ TEST(ProtocolDocument, TablesOfRepliesAreThoseOfTheRecords) {
     }
 }
 
+// The cells of the rows of the table with this heading, without the marks of code.
+std::vector<std::vector<std::string>> table(const std::string &heading) {
+    std::vector<std::vector<std::string>> rows;
+    bool here = false;
+    for (const std::string &line : document()) {
+        here = here ? line.rfind('|', 0) == 0 : line == heading;
+        if (!here || line == heading || line.rfind("|-", 0) == 0) {
+            continue;
+        }
+        std::istringstream cells(line.substr(1));
+        rows.emplace_back();
+        for (std::string cell; std::getline(cells, cell, '|');) {
+            const std::size_t first = cell.find_first_not_of(" `");
+            rows.back().push_back(
+                first == std::string::npos
+                    ? ""
+                    : cell.substr(first, cell.find_last_not_of(" `") - first + 1));
+        }
+    }
+    return rows;
+}
+
+TEST(ProtocolDocument, ResultCodesAreThoseOfTheHeader) {
+    const std::map<std::string, int> names = {{"SR_ERR_OK", SR_ERR_OK},
+                                              {"SR_ERR_INVALID_VALUE", SR_ERR_INVALID_VALUE},
+                                              {"SR_ERR_NO_EXISTS_CONFIG", SR_ERR_NO_EXISTS_CONFIG},
+                                              {"SR_ERR_CONFIG_FAILED", SR_ERR_CONFIG_FAILED},
+                                              {"SR_ERR_NOT_SUPPORT", SR_ERR_NOT_SUPPORT},
+                                              {"SR_ERR_SOCKET_FAILED", SR_ERR_SOCKET_FAILED}};
+    std::map<std::string, int> found;
+    for (const auto &row : table("| Code | Name | Use it when |")) {
+        found[row.at(1)] = std::stoi(row.at(0));
+    }
+    EXPECT_EQ(found, names);
+}
+
+TEST(ProtocolDocument, SubModuleCodesAreThoseOfTheRecords) {
+    std::set<std::int32_t> found;
+    for (const char *heading : {"| Code | Name | Record |", "| Code | Name | Query | Reply |"}) {
+        for (const auto &row : table(heading)) {
+            const std::int32_t code = std::stoi(row.at(0));
+            const configd::RecordKind *kind = configd::find_record_kind(code);
+            ASSERT_NE(kind, nullptr) << code;
+            EXPECT_EQ(row.at(1), kind->name);
+            EXPECT_THAT(row.at(2), testing::StartsWith(kind->record->name));
+            found.insert(code);
+        }
+    }
+    EXPECT_EQ(found.size(), static_cast<std::size_t>(BGP_SUB_MAX - 1));
+}
+
 } // namespace
