@@ -2,6 +2,8 @@
 #ifndef CONFIGD_ADDRESS_FAMILIES_H
 #define CONFIGD_ADDRESS_FAMILIES_H
 
+#include "netconf_bgp_public.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -16,16 +18,12 @@ struct NumberName {
     const char *name;
 };
 
-constexpr std::uint32_t afi_ip = 1;
-constexpr std::uint32_t afi_ipv6 = 2;
-constexpr NumberName afi_names[] = {{afi_ip, "AFI_IP"}, {afi_ipv6, "AFI_IPV6"}, {3, "AFI_L2VPN"}};
-
-constexpr std::uint32_t safi_unicast = 1;
-constexpr std::uint32_t safi_vrf = 71;
-constexpr NumberName safi_names[] = {{safi_unicast, "SAFI_UNICAST"},
-                                     {2, "SAFI_MULTICAST"},
-                                     {5, "SAFI_EVPN"},
-                                     {safi_vrf, "SAFI_VRF"}};
+constexpr NumberName afi_names[] = {
+    {BGP_AFI_IP, "AFI_IP"}, {BGP_AFI_IPV6, "AFI_IPV6"}, {BGP_AFI_L2VPN, "AFI_L2VPN"}};
+constexpr NumberName safi_names[] = {{BGP_SAFI_UNICAST, "SAFI_UNICAST"},
+                                     {BGP_SAFI_MULTICAST, "SAFI_MULTICAST"},
+                                     {BGP_SAFI_EVPN, "SAFI_EVPN"},
+                                     {BGP_SAFI_VRF, "SAFI_VRF"}};
 
 // The name of a number in one of the tables above; nullptr when it has none.
 template <std::size_t N>

@@ -2,6 +2,7 @@
 
 #include "address_families.h"
 #include "list_keys.h"
+#include "netconf_bgp_public.h"
 #include "operation.h"
 #include "plugin_public.h"
 #include "queries.h"
@@ -132,7 +133,7 @@ std::optional<Path> path_of(Place place, const ordered_json &fields) {
         path->steps.push_back(fmt::format("bgp-family-{}{}s", vrf, list));
         path->steps.push_back(fmt::format("family-{}{}{}", vrf, list, keys));
     };
-    if (family["safi"] == safi_vrf && is_given(family["vrf_name"])) {
+    if (family["safi"] == BGP_SAFI_VRF && is_given(family["vrf_name"])) {
         path->kept = path->steps.size();
     }
     if (place == Place::Network) {
@@ -242,14 +243,15 @@ ApplyResult MemoryBackend::apply(const Message &message) {
     const RecordKind &kind = *find_record_kind(message.sub_mod);
     const ordered_json fields = decode_record(*kind.record, message.payload());
     const auto op = fields["op"].get<std::int32_t>();
-    if (op == op_other) {
+    if (op == BGP_OP_OTHER) {
         return {SR_ERR_OK};
     }
-    if (op != op_set && op != op_delete) {
+    if (op != BGP_OP_SET && op != BGP_OP_DELETE) {
         return {SR_ERR_INVALID_VALUE};
     }
-    return message.sub_mod == BGP_SUB_BGP_AS ? apply_as(op == op_set, fields["as"])
-                                             : apply_setting(message.sub_mod, op == op_set, fields);
+    const bool is_set = op == BGP_OP_SET;
+    return message.sub_mod == BGP_SUB_BGP_AS ? apply_as(is_set, fields["as"])
+                                             : apply_setting(message.sub_mod, is_set, fields);
 }
 
 ApplyResult MemoryBackend::apply_as(bool is_set, const ordered_json &as) {

@@ -204,9 +204,9 @@ nlohmann::ordered_json field_value(FieldType type, std::string_view bytes) {
 
 const char *operation_name(std::int32_t op) {
     switch (op) {
-    case 1:
+    case BGP_OP_SET:
         return "set";
-    case 0:
+    case BGP_OP_DELETE:
         return "delete";
     default:
         return "other";

@@ -4,15 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cstdint>
 #include <string>
 
 namespace configd {
-
-// The operation of a record, its field `op`.
-constexpr std::int32_t op_set = 1;
-constexpr std::int32_t op_delete = 0;
-constexpr std::int32_t op_other = -1; // changes nothing
 
 // Whether a field has something to say: a text that is not empty, a number that is not 0.
 inline bool is_given(const nlohmann::ordered_json &field) {

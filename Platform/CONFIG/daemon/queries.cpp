@@ -132,7 +132,7 @@ Neighbors neighbors_in(const json &configuration) {
 // A network of the switch itself: it is its own best route, with the weight that such routes have.
 NetworkFacts network_facts(std::string_view prefix, std::uint32_t afi) {
     bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop{};
-    put_text(next_hop.nexthop, afi == afi_ip ? "0.0.0.0" : "::");
+    put_text(next_hop.nexthop, afi == BGP_AFI_IP ? "0.0.0.0" : "::");
     put_text(next_hop.metric, "0");
     next_hop.weight = 32768;
     put_text(next_hop.path, "i");
@@ -148,7 +148,7 @@ std::vector<NetworkFacts> networks_in(const json &configuration, std::string_vie
     std::set<std::string> prefixes;
     for (const Family &family : families_in(configuration)) {
         const auto [family_afi, safi] = family.key;
-        const bool is_table = safi == safi_unicast || safi == safi_vrf;
+        const bool is_table = safi == BGP_SAFI_UNICAST || safi == BGP_SAFI_VRF;
         if (family.vrf != vrf || family_afi != afi || !is_table) {
             continue;
         }

@@ -86,7 +86,7 @@ bool asks_for(const bgp_rpc_clear_ip_bgp_input &query, std::string_view vrf) {
 }
 
 std::uint32_t afi_of(const bgp_rpc_ip_bgp_info_input &query) {
-    return query.ip_type <= 1 ? afi_ip : afi_ipv6;
+    return query.ip_type <= 1 ? BGP_AFI_IP : BGP_AFI_IPV6;
 }
 
 bgp_rpc_ip_bgp_info_output_entry network_entry(std::string_view prefix, std::uint32_t afi) {
@@ -94,7 +94,9 @@ bgp_rpc_ip_bgp_info_output_entry network_entry(std::string_view prefix, std::uin
     const bool has_length = slash != std::string_view::npos;
     bgp_rpc_ip_bgp_info_output_entry entry{};
     put_text(entry.network, prefix.substr(0, slash));
-    entry.mask_len = has_length ? length_from(prefix.substr(slash + 1)) : afi == afi_ip ? 32 : 128;
+    entry.mask_len = has_length          ? length_from(prefix.substr(slash + 1))
+                     : afi == BGP_AFI_IP ? 32
+                                         : 128;
     return entry;
 }
 

@@ -3,6 +3,7 @@
 #include "address_families.h"
 #include "frr/refusal.h"
 #include "message.h"
+#include "netconf_bgp_public.h"
 #include "operation.h"
 #include "plugin_public.h"
 
@@ -110,17 +111,17 @@ ApplyResult Configuration::apply(const Message &message) {
     const RecordKind &kind = *find_record_kind(message.sub_mod);
     const ordered_json fields = decode_record(*kind.record, message.payload());
     const auto op = fields["op"].get<std::int32_t>();
-    if (op == op_other) {
+    if (op == BGP_OP_OTHER) {
         return {SR_ERR_OK};
     }
-    if (op != op_set && op != op_delete) {
+    if (op != BGP_OP_SET && op != BGP_OP_DELETE) {
         return {SR_ERR_INVALID_VALUE, fmt::format("{} is no operation", op)};
     }
     try {
         if (message.sub_mod == BGP_SUB_BGP_AS) {
-            apply_as(op == op_set, fields["as"].get<std::uint32_t>());
+            apply_as(op == BGP_OP_SET, fields["as"].get<std::uint32_t>());
         } else {
-            apply_setting(message.sub_mod, op == op_set, fields);
+            apply_setting(message.sub_mod, op == BGP_OP_SET, fields);
         }
         return {SR_ERR_OK};
     } catch (const Refusal &refusal) {
@@ -153,7 +154,7 @@ void Configuration::apply_setting(std::int32_t sub_mod, bool is_set, const order
     // A VRF's own families are there until a message deletes them, others while they hold
     // something.
     const auto family = fields.find("address_family");
-    if (!is_set && family != fields.end() && (*family)["safi"] != safi_vrf) {
+    if (!is_set && family != fields.end() && (*family)["safi"] != BGP_SAFI_VRF) {
         remove_if_unused(as, vrf_of(*family));
     }
 }

@@ -9,19 +9,19 @@ namespace {
 
 const std::vector<Family> &families() {
     static const std::vector<Family> table = {
-        {1,
-         1,
+        {BGP_AFI_IP,
+         BGP_SAFI_UNICAST,
          "ipv4 unicast",
          4,
          {"babel", "connected", "eigrp", "isis", "kernel", "nhrp", "openfabric", "ospf", "rip",
           "static", "table", "vnc", "vnc-direct"}},
-        {1, 2, "ipv4 multicast", 4, {}},
-        {2,
-         1,
+        {BGP_AFI_IP, BGP_SAFI_MULTICAST, "ipv4 multicast", 4, {}},
+        {BGP_AFI_IPV6,
+         BGP_SAFI_UNICAST,
          "ipv6 unicast",
          6,
          {"connected", "isis", "kernel", "nhrp", "ospf6", "ripng", "static"}},
-        {3, 5, "l2vpn evpn", 0, {}},
+        {BGP_AFI_L2VPN, BGP_SAFI_EVPN, "l2vpn evpn", 0, {}},
     };
     return table;
 }
@@ -39,7 +39,8 @@ bool Family::redistributes(std::string_view protocol) const {
 }
 
 const Family *find_family(std::uint32_t afi, std::uint32_t safi, bool in_vrf) {
-    const std::uint32_t plain = in_vrf && safi == safi_vrf ? safi_unicast : safi;
+    const std::uint32_t plain =
+        in_vrf && safi == BGP_SAFI_VRF ? std::uint32_t{BGP_SAFI_UNICAST} : safi;
     return first_family(
         [=](const Family &family) { return family.afi == afi && family.safi == plain; });
 }

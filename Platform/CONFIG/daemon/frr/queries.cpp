@@ -424,7 +424,7 @@ QueryResult answer_info(const Message &message, Exchange &exchange) {
     const std::uint32_t afi = afi_of(query);
     const json answer =
         exchange.document(fmt::format("show bgp {}{} unicast json", in_vrf(text_of(query.vrf_name)),
-                                      afi == afi_ip ? "ipv4" : "ipv6"));
+                                      afi == BGP_AFI_IP ? "ipv4" : "ipv6"));
     bgp_rpc_ip_bgp_info_output_public table{};
     table.version = number(answer, "tableVersion");
     exchange.put(table.router_id, text(answer, "routerId"));

@@ -159,7 +159,8 @@ class FamilyTree {
 // The family's node in the tree.
 FamilyTree family_tree(ordered_json &tree, const Family &family, const std::string &vrf) {
     const bool in_vrf = !vrf.empty();
-    const std::uint32_t safi = in_vrf && family.safi == safi_unicast ? safi_vrf : family.safi;
+    const std::uint32_t safi =
+        in_vrf && family.safi == BGP_SAFI_UNICAST ? std::uint32_t{BGP_SAFI_VRF} : family.safi;
     const std::string keys = predicate("afi", name_of(afi_names, family.afi)) +
                              predicate("safi", name_of(safi_names, safi));
     return in_vrf ? FamilyTree{tree["bgp-address-family-vrf"]

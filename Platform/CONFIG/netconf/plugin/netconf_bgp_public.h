@@ -13,7 +13,7 @@
  * not name, padding included, may hold anything; a flag is set when it is not 0.
  *
  * The EVPN reply is no record but a packed stream of counts, flags and
- * NUL-terminated texts.
+ * NUL-terminated texts; it is drawn beside its query.
  */
 #ifndef NETCONF_BGP_PUBLIC_H
 #define NETCONF_BGP_PUBLIC_H
@@ -46,6 +46,13 @@ enum {
     BGP_SUB_RPC_CLEAR_IP_BGP = 22,
     BGP_SUB_MAX = 23 /* bound, never sent */
 };
+
+/* What a configuration record's `op` asks for. */
+enum { BGP_OP_SET = 1, BGP_OP_DELETE = 0, BGP_OP_OTHER = -1 };
+
+/* Address families and sub-address families. */
+enum { BGP_AFI_IP = 1, BGP_AFI_IPV6 = 2, BGP_AFI_L2VPN = 3 };
+enum { BGP_SAFI_UNICAST = 1, BGP_SAFI_MULTICAST = 2, BGP_SAFI_EVPN = 5, BGP_SAFI_VRF = 71 };
 
 /*
  * BGP_SUB_BGP_AS: the AS number of the BGP instance.
@@ -289,6 +296,37 @@ typedef struct bgp_rpc_ip_bgp_evpn {
 NETCONF_FIELD(bgp_rpc_ip_bgp_evpn, type, 0);
 NETCONF_FIELD(bgp_rpc_ip_bgp_evpn, evpn_route_str, 4);
 NETCONF_RECORD(bgp_rpc_ip_bgp_evpn, 84);
+
+/*
+ * BGP_SUB_RPC_IP_BGP_EVPN, reply: numbers of 4 bytes, flags of 1 byte and texts
+ * that end with a NUL, one behind the other. Nothing is aligned.
+ *
+ *   +-----------+-----------+----------------------------
+ *   | get_count | rd_number | route distinguishers
+ *   +-----------+-----------+----------------------------
+ *   route distinguisher, rd_number times:
+ *   +-- ... -+-------------------+-----------------------
+ *   | rd_str | evpn_route_number | routes
+ *   +-- ... -+-------------------+-----------------------
+ *   route, evpn_route_number times:
+ *   +---- ... -------+------------+-------------+-------------+
+ *   | evpn_route_str | valid_flag | select_flag | source_type |
+ *   +---- ... -------+------------+-------------+-------------+
+ *   | extcommu_str_len | evpn_extcommunity_str  | only if extcommu_str_len is not 0
+ *   +------------------+-------- ... -----------+
+ *   | vni_str_len      | evpn_vni_str           | only if vni_str_len is not 0
+ *   +------------------+-------- ... -----------+
+ *   | nexthop_number   | next hops
+ *   +------------------+-------------------------------------
+ *   next hop, nexthop_number times:
+ *   +---- ... ----+--------+--------+--------+---- ... ---+
+ *   | nexthop_str | metric | locPrf | weight | aspath_str |
+ *   +---- ... ----+--------+--------+--------+---- ... ---+
+ *
+ * get_count is the number of values that it all becomes: three for a route, one
+ * more for each text that is there, four for a next hop. The two lengths only say
+ * whether a text follows.
+ */
 
 /*
  * BGP_SUB_RPC_IP_BGP_INFO, query.
