@@ -1,14 +1,16 @@
 // The BGP plug-in: configuration translation, queries and life cycle; see bgp_plugin.h.
 #include "bgp_plugin.h"
 
+#include "change_fields.h"
+#include "change_values.h"
 #include "change_walk.h"
 #include "diagnostics.h"
 #include "host.h"
-#include "output_values.h"
 #include "packed_reader.h"
+#include "pending_record.h"
 #include "record_text.h"
+#include "record_values.h"
 #include "refusal.h"
-#include "reply_fields.h"
 #include "request_message.h"
 #include "sysrepo_library.h"
 
@@ -28,6 +30,8 @@ int debug_bgp = 0;
 
 namespace {
 
+// A number that a line is given for its brackets, such as 169, is part of the
+// line's text and stays; it is no line of this file.
 constexpr Diagnostics debug{debug_bgp};
 
 bool equal(const char *left, const char *right) {
@@ -41,10 +45,12 @@ struct FamilyName {
     uint32_t number;
 };
 
-// The daemon's identifiers, gaps included.
-constexpr FamilyName afi_names[] = {{"AFI_IP", 1}, {"AFI_IPV6", 2}, {"AFI_L2VPN", 3}};
-constexpr FamilyName safi_names[] = {
-    {"SAFI_UNICAST", 1}, {"SAFI_MULTICAST", 2}, {"SAFI_EVPN", 5}, {"SAFI_VRF", 71}};
+constexpr FamilyName afi_names[] = {
+    {"AFI_IP", BGP_AFI_IP}, {"AFI_IPV6", BGP_AFI_IPV6}, {"AFI_L2VPN", BGP_AFI_L2VPN}};
+constexpr FamilyName safi_names[] = {{"SAFI_UNICAST", BGP_SAFI_UNICAST},
+                                     {"SAFI_MULTICAST", BGP_SAFI_MULTICAST},
+                                     {"SAFI_EVPN", BGP_SAFI_EVPN},
+                                     {"SAFI_VRF", BGP_SAFI_VRF}};
 
 template <std::size_t count>
 uint32_t number_of(const FamilyName (&names)[count], const char *name) {
@@ -83,11 +89,11 @@ int changeOp_switch_config_set(sr_change_oper_t changeOp) {
     switch (changeOp) {
     case SR_OP_CREATED:
     case SR_OP_MODIFIED:
-        return 1;
+        return BGP_OP_SET;
     case SR_OP_DELETED:
-        return 0;
+        return BGP_OP_DELETE;
     default:
-        return -1;
+        return BGP_OP_OTHER;
     }
 }
 
@@ -139,12 +145,9 @@ int ip_bgp_check_bgp_as_config_exist(sr_session_ctx_t *session, uint32_t *bgp_as
     return SR_ERR_OK;
 }
 
-// --- Change callbacks: what they share ----------------------------------------
+// --- Change callbacks: what they share ---------------------------------------
 
 namespace {
-
-constexpr std::size_t path_size = 1000;        // bytes, terminator included
-constexpr std::size_t send_buffer_size = 1500; // bytes, no record is longer
 
 // Prints why a callback fails, and notes it for the client.
 void report(const char *why) {
@@ -156,112 +159,22 @@ bool contains(const char *text, const char *part) {
     return std::strstr(text, part) != nullptr;
 }
 
-// Refuses a path that is longer than its working buffer has room for. Its end
-// says which node it is.
-int refuse_path(const char *path, std::size_t limit) {
-    const std::size_t length = std::strlen(path);
-    always.print("path ...%s is %zu bytes long, the limit is %zu\n",
-                 path + (length > 100 ? length - 100 : 0), length, limit);
-    refusal.because("the path is %zu bytes long, the limit is %zu; shorten its keys", length,
-                    limit);
-    return SR_ERR_INVALID_VALUE;
-}
-
-// Copies the characters of `path` into a working buffer, without a terminator:
-// what an earlier, longer path left behind it stays. The buffer's last byte
-// stays zero. A path that does not fit is refused.
-int copy_path(char (&buffer)[path_size], const char *path) {
-    const std::size_t length = std::strlen(path);
-    if (length >= path_size) {
-        return refuse_path(path, path_size - 1);
-    }
-    std::memcpy(buffer, path, length);
-    return SR_ERR_OK;
-}
-
-// The value of a list's key in `path`, or nullptr. It lies in `path`, which is
-// cut behind it.
-const char *key_value(char *path, const char *list, const char *key) {
-    sr_xpath_ctx_t state{};
-    return path == nullptr ? nullptr : sr_xpath_key_value(path, list, key, &state);
-}
-
-// The text of a value, or nullptr when a value of its type has none: the data
-// is a union, and a number read as a pointer would lead anywhere. Of a type that
-// sysrepo does not know it sets no data at all.
-const char *text_of(const sr_val_t &value) {
-    switch (value.type) {
-    case SR_BOOL_T:
-    case SR_UINT8_T:
-    case SR_UINT16_T:
-    case SR_UINT32_T:
-#ifdef SYSREPO_HAS_ALL_TYPES
-    case SR_LIST_T:
-    case SR_CONTAINER_T:
-    case SR_CONTAINER_PRESENCE_T:
-    case SR_NOTIFICATION_T:
-    case SR_LEAF_EMPTY_T:
-    case SR_DECIMAL64_T:
-    case SR_INT8_T:
-    case SR_INT16_T:
-    case SR_INT32_T:
-    case SR_INT64_T:
-    case SR_UINT64_T:
-#endif
-        return nullptr;
-    default:
-        return value.data.string_val;
-    }
-}
-
-// The daemon's refusals, for the client.
-struct DaemonCode {
-    int code;
-    const char *meaning;
-    const char *advice;
-};
-constexpr DaemonCode daemon_codes[] = {
-    {SR_ERR_INVALID_VALUE, "invalid value", "correct the value"},
-    {SR_ERR_NO_EXISTS_CONFIG, "configuration does not exist", "configure what it belongs to first"},
-    {SR_ERR_CONFIG_FAILED, "configuration failed", "see the daemon's log"},
-    {SR_ERR_NOT_SUPPORT, "not supported", "leave the setting out"},
-    {SR_ERR_SOCKET_FAILED, "connection failed", "see the daemon's log"},
-};
-
-// Notes that the daemon refused, unless the transport has said why no answer came.
-void note_daemon_code(int code) {
-    const auto *row = std::find_if(std::begin(daemon_codes), std::end(daemon_codes),
-                                   [code](const DaemonCode &known) { return known.code == code; });
-    const bool known = row != std::end(daemon_codes);
-    refusal.because("the configuration daemon refused it with code %d, \"%s\"; %s", code,
-                    known ? row->meaning : sr_strerror(code),
-                    known ? row->advice : "see the daemon's log");
-}
-
-// The record in the making: what the next plugin_config sends. Its bytes stay
-// when it has been sent; a later record of the same edit is built over them.
-struct PendingRecord {
-    alignas(std::max_align_t) char data[send_buffer_size] = {};
-    uint32_t length = 0;  // bytes; 0: none
-    uint32_t sub_mod = 0; // 0: none
-
-    int send(sr_change_oper_t operation) {
-        const int rc = plugin_config(data, static_cast<int>(length), operation, MODULE_ID_BGP,
-                                     static_cast<int>(sub_mod));
-        if (rc != SR_ERR_OK) {
-            note_daemon_code(rc);
-        }
-        return rc;
-    }
-    void clear() { length = sub_mod = 0; }
-};
-
 // One change, as the callbacks look at it.
 struct Change {
     sr_change_oper_t operation;
     sr_val_t *value;
     const char *node;
 };
+
+// Sends the pending record on the way through the changes: `change` calls for it.
+int send_for(const Change &change, PendingRecord &pending) {
+    const int rc = pending.send(change.operation);
+    if (rc != SR_ERR_OK) {
+        debug.print("\nchange cfg for bgp from xpath:%s  failed:%s", change.value->xpath,
+                    sr_strerror(rc));
+    }
+    return rc;
+}
 
 // What a callback's lines say of itself: its name and the numbers that they
 // carry.
@@ -336,7 +249,7 @@ const char *node_name(const sr_val_t &value) {
 
 } // namespace
 
-// --- Change callback: AS number ------------------------------------------------
+// --- Change callback: AS number ----------------------------------------------
 
 namespace {
 
@@ -350,22 +263,18 @@ int send_as(const Change &change) {
     debug.print("[%s][%d] need_send:%d sub_mod:%d\n", as_lines.function, 1412, 0, 0);
 
     bgp_as_val record{};
-    record.as = change.value->data.uint32_val;
+    write_leaf(reinterpret_cast<char *>(&record), as_leaf, *change.value);
     record.op = changeOp_switch_config_set(change.operation);
-    std::memcpy(pending.data, &record, sizeof record);
-    pending.length = sizeof record;
-    pending.sub_mod = BGP_SUB_BGP_AS;
+    pending.hold(record, as_leaf.sub_mod);
     debug.print("as:%u bgp_as.op:%d\n", record.as, record.op);
 
-    const int rc = pending.send(change.operation);
+    const int rc = send_for(change, pending);
     if (rc != SR_ERR_OK) {
-        debug.print("\nchange cfg for bgp from xpath:%s  failed:%s", change.value->xpath,
-                    sr_strerror(rc));
         return rc;
     }
-    if (record.op == 1) {
+    if (record.op == BGP_OP_SET) {
         g_bgp_id = record.as;
-    } else if (record.op == 0) {
+    } else if (record.op == BGP_OP_DELETE) {
         g_bgp_id = 0;
     }
     return SR_ERR_OK;
@@ -395,7 +304,7 @@ int walk_as(ChangeWalk &walk) {
             return SR_ERR_INTERNAL;
         }
         debug.print("[%s][%d]pNodeName=%s.\n", as_lines.function, 1407, change.node);
-        if (equal(change.node, "as")) {
+        if (equal(change.node, as_leaf.node)) {
             refusal.about(change.value->xpath);
             rc = send_as(change);
             if (rc != SR_ERR_OK) {
@@ -413,7 +322,7 @@ int bgp_config_as_change_cb(sr_session_ctx_t *session, const char * /*module*/, 
     return run_callback(as_lines, session, p_xpath, event, walk_as);
 }
 
-// --- Change callbacks below an AS: what they share -----------------------------
+// --- Change callbacks below an AS: what they share ---------------------------
 
 namespace {
 
@@ -513,45 +422,6 @@ int walk_changes(const InstanceLines &lines, const char *p_xpath, ChangeWalk &wa
     }
 }
 
-// A leaf of a record.
-struct Leaf {
-    enum Kind { text, number, flag };
-
-    const char *node;
-    Kind kind;
-    std::size_t offset; // of its field in the record
-    std::size_t size;   // of its field
-    uint32_t sub_mod;
-    const char *trace; // line of the leaf; nullptr: none
-    bool traces_text;  // the line ends with the leaf's text
-};
-
-#define LEAF_FIELD(record, field) offsetof(record, field), sizeof(record::field)
-
-// The row of a node's name, or nullptr.
-template <typename Row, std::size_t count>
-const Row *find_row(const Row (&rows)[count], const char *node) {
-    for (const Row &row : rows) {
-        if (row.node != nullptr && equal(row.node, node)) {
-            return &row;
-        }
-    }
-    return nullptr;
-}
-
-// Writes what a change says of a leaf into its field of `record`. A flag tells
-// that the leaf was concerned, whatever its value.
-int write_leaf(char *record, const Leaf &leaf, const sr_val_t &value) {
-    char *field = record + leaf.offset;
-    if (leaf.kind == Leaf::text) {
-        const bool put = put_text(field, leaf.size, text_of(value), leaf.node);
-        return put ? int{SR_ERR_OK} : int{SR_ERR_INVALID_VALUE};
-    }
-    const uint32_t number = leaf.kind == Leaf::number ? value.data.uint32_val : 1;
-    std::memcpy(field, &number, sizeof number);
-    return SR_ERR_OK;
-}
-
 // Lets `parser` work on the pending record's bytes as a record of its type.
 template <typename Record, typename Parser>
 int parse_pending(PendingRecord &pending, Parser parser) {
@@ -565,7 +435,7 @@ int parse_pending(PendingRecord &pending, Parser parser) {
 
 } // namespace
 
-// --- Change callback: router identifier and global neighbours ------------------
+// --- Change callback: router identifier and global neighbours ----------------
 
 namespace {
 
@@ -578,17 +448,6 @@ constexpr InstanceLines globle_lines = {
     /*node=*/722,
     SR_ERR_INTERNAL};
 
-constexpr Leaf globle_neighbor_leaves[] = {
-    {"remote-as", Leaf::text, LEAF_FIELD(bgp_globle_neighbor_config, remote_as),
-     BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, nullptr, false},
-    {"description", Leaf::text, LEAF_FIELD(bgp_globle_neighbor_config, description),
-     BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, nullptr, false},
-    {"ebgp-multihop", Leaf::number, LEAF_FIELD(bgp_globle_neighbor_config, ebgp_multihop),
-     BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, nullptr, false},
-    {"update-source", Leaf::text, LEAF_FIELD(bgp_globle_neighbor_config, update_source),
-     BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, nullptr, false},
-};
-
 // The state of one walk.
 struct GlobleState {
     PendingRecord pending;
@@ -597,9 +456,10 @@ struct GlobleState {
 
 // The settings that go with a neighbour when its remote AS is deleted.
 bool goes_with_remote_as(uint32_t sub_mod) {
-    return sub_mod == BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION ||
-           sub_mod == BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP ||
-           sub_mod == BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE;
+    const auto &leaves = globle_neighbor_record.leaves;
+    return sub_mod != BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS &&
+           std::any_of(std::begin(leaves), std::end(leaves),
+                       [sub_mod](const Leaf &leaf) { return leaf.sub_mod == sub_mod; });
 }
 
 void trace_globle_send(int line, const Change &change, const GlobleState &state) {
@@ -624,17 +484,13 @@ int send_globle(const Change &change, GlobleState &state) {
     debug.print("[%s][%d] set remote_as_delete_fg = 0\n", function, 766);
     state.remote_as_delete_fg = 0;
     trace_globle_send(770, change, state);
-    const int rc = pending.send(change.operation);
+    const int rc = send_for(change, pending);
     if (rc == SR_ERR_OK && pending.sub_mod == BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS &&
         change.operation == SR_OP_DELETED) {
         debug.print("[%s][%d] set remote_as_delete_fg = 1\n", function, 777);
         state.remote_as_delete_fg = 1;
     }
     pending.clear();
-    if (rc != SR_ERR_OK) {
-        debug.print("\nchange cfg for bgp from xpath:%s  failed:%s", change.value->xpath,
-                    sr_strerror(rc));
-    }
     return rc;
 }
 
@@ -643,13 +499,11 @@ int put_router_id(const Change &change, PendingRecord &pending) {
     bgp_globle_config record{};
     record.op = changeOp_switch_config_set(change.operation);
     record.bgp_id = g_bgp_id;
-    if (!put_text(record.router_id, text_of(*change.value), change.node)) {
-        return SR_ERR_INVALID_VALUE;
+    const int rc = write_leaf(reinterpret_cast<char *>(&record), router_id_leaf, *change.value);
+    if (rc == SR_ERR_OK) {
+        pending.hold(record, router_id_leaf.sub_mod);
     }
-    std::memcpy(pending.data, &record, sizeof record);
-    pending.length = sizeof record;
-    pending.sub_mod = BGP_SUB_ROUTER_ID;
-    return SR_ERR_OK;
+    return rc;
 }
 
 int globle_change(sr_session_ctx_t *session, const Change &change, GlobleState &state) {
@@ -658,7 +512,7 @@ int globle_change(sr_session_ctx_t *session, const Change &change, GlobleState &
     }
     refusal.about(change.value->xpath);
     int need_send = 0;
-    if (equal(change.node, "router-id")) {
+    if (equal(change.node, router_id_leaf.node)) {
         const int rc = put_router_id(change, state.pending);
         if (rc != SR_ERR_OK) {
             return rc;
@@ -692,26 +546,25 @@ int container_bgp_globle_neighbor_plugin_change_parse(sr_session_ctx_t *session,
         use_val == nullptr || session == nullptr) {
         return SR_ERR_INTERNAL;
     }
-    if (equal(pNodeName, "neighbor-address")) {
-        std::memset(buff, 0, sizeof *buff);
+    const EntryRecord &layout = globle_neighbor_record;
+    auto *record = reinterpret_cast<char *>(buff);
+    if (equal(pNodeName, layout.keys[0].node)) {
+        std::memset(record, 0, sizeof *buff);
     }
     buff->op = changeOp_switch_config_set(changeOp);
     buff->bgp_id = g_bgp_id;
     *buff_len = sizeof *buff;
 
-    const char *address = key_value(use_val->xpath, "globle-neighbor", "neighbor-address");
-    if (address == nullptr) {
-        report("neighbor address value is NULL.");
-        return SR_ERR_INTERNAL;
+    int rc = put_keys(debug, layout, "globle-neighbor", __func__, record, *use_val);
+    if (rc != SR_ERR_OK) {
+        refusal.because("%s", layout.keys[0].missing);
+        return rc;
     }
-    if (!put_text(buff->neighbor_ip_or_tag, address, "neighbor-address")) {
-        return SR_ERR_INVALID_VALUE;
-    }
-    const Leaf *leaf = find_row(globle_neighbor_leaves, pNodeName);
+    const Leaf *leaf = find_row(layout.leaves, pNodeName);
     if (leaf == nullptr) {
         return 0;
     }
-    const int rc = write_leaf(reinterpret_cast<char *>(buff), *leaf, *use_val);
+    rc = write_leaf(record, *leaf, *use_val);
     if (rc != SR_ERR_OK) {
         return rc;
     }
@@ -731,131 +584,9 @@ int bgp_config_globle_bgp_change_cb(sr_session_ctx_t *session, const char * /*mo
     });
 }
 
-// --- Change callbacks: address families, of the instance and of VRFs -----------
+// --- Change callbacks: address families, of the instance and of VRFs ---------
 
 namespace {
-
-constexpr uint32_t safi_vrf = 71;
-
-// What the three records of an address family start with.
-struct FamilyRecordHead {
-    int32_t op;
-    uint32_t bgp_id;
-    address_family_val address_family;
-};
-static_assert(offsetof(bgp_address_family_network_universal_val, network_ip_str) ==
-                      sizeof(FamilyRecordHead) &&
-                  offsetof(bgp_address_family_neighbor_universal_val, neighbor_ip_or_tag) ==
-                      sizeof(FamilyRecordHead) &&
-                  offsetof(bgp_address_family_redistribute_universal_val, protocol_name) ==
-                      sizeof(FamilyRecordHead),
-              "the records share their head");
-
-// A key of a list.
-struct Key {
-    const char *node;
-    std::size_t offset;  // of its field in the record
-    std::size_t size;    // of its field
-    const char *missing; // line when a path lacks it
-    const char *trace;   // line of the key, before its text; nullptr: none
-};
-
-// What a container of an address family is made of. In a VRF the list has
-// another name; the neighbour's leaves differ as well.
-struct FamilyContainer {
-    std::size_t size; // of the record
-    Key keys[2];      // the leaf of the first starts a new record and clears it
-    Leaf leaves[5];
-    uint32_t sub_mod; // of every change; 0: the leaf's, and other nodes leave it
-};
-
-constexpr FamilyContainer network_container = {
-    sizeof(bgp_address_family_network_universal_val),
-    {{"prefix", LEAF_FIELD(bgp_address_family_network_universal_val, network_ip_str),
-      "network prefix is NULL.", "set network prefix "}},
-    {{"route-map", Leaf::text, LEAF_FIELD(bgp_address_family_network_universal_val, route_map),
-      BGP_SUB_NETWORK, "set network routemap ", true},
-     {"backdoor", Leaf::flag, LEAF_FIELD(bgp_address_family_network_universal_val, backdoor),
-      BGP_SUB_NETWORK, "set network backdoor", false}},
-    BGP_SUB_NETWORK};
-
-constexpr FamilyContainer redistribute_container = {
-    sizeof(bgp_address_family_redistribute_universal_val),
-    {{"protocol", LEAF_FIELD(bgp_address_family_redistribute_universal_val, protocol_name),
-      "redistribute protocol is NULL.", nullptr},
-     {"process", LEAF_FIELD(bgp_address_family_redistribute_universal_val, protocol_id_or_tag),
-      "redistribute process is NULL.", nullptr}},
-    {{"route-map", Leaf::text, LEAF_FIELD(bgp_address_family_redistribute_universal_val, route_map),
-      BGP_SUB_REDISTRIBUTE, nullptr, false}},
-    BGP_SUB_REDISTRIBUTE};
-
-constexpr Key neighbor_key = {
-    "neighbor-address", LEAF_FIELD(bgp_address_family_neighbor_universal_val, neighbor_ip_or_tag),
-    "neighbor ip address is NULL.", nullptr};
-
-constexpr FamilyContainer neighbor_container = {
-    sizeof(bgp_address_family_neighbor_universal_val),
-    {neighbor_key},
-    {{"activate", Leaf::flag, LEAF_FIELD(bgp_address_family_neighbor_universal_val, active),
-      BGP_SUB_NEIGHBOR_ACTIVATE, "set neighbor activate", false},
-     {"next-hop-self", Leaf::flag,
-      LEAF_FIELD(bgp_address_family_neighbor_universal_val, next_hop_self),
-      BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, "set neighbor next hop self", false},
-     {"route-reflector-client", Leaf::flag,
-      LEAF_FIELD(bgp_address_family_neighbor_universal_val, route_reflector_client),
-      BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, "set neighbor route_reflector_client", false}},
-    0};
-
-constexpr FamilyContainer vrf_neighbor_container = {
-    sizeof(bgp_address_family_neighbor_universal_val),
-    {neighbor_key},
-    {{"activate", Leaf::flag, LEAF_FIELD(bgp_address_family_neighbor_universal_val, active),
-      BGP_SUB_NEIGHBOR_VRF_ACTIVATE, "set neighbor activate", false},
-     {"remote-as", Leaf::text, LEAF_FIELD(bgp_address_family_neighbor_universal_val, remote_as),
-      BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, "set vrf neighbor remote as", false},
-     {"description", Leaf::text, LEAF_FIELD(bgp_address_family_neighbor_universal_val, description),
-      BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, "set vrf neighbor description", false},
-     {"ebgp-multihop", Leaf::number,
-      LEAF_FIELD(bgp_address_family_neighbor_universal_val, ebgp_multihop),
-      BGP_SUB_NEIGHBOR_VRF_MULTIHOP, "set vrf neighbor ebgp_multihop", false},
-     {"update-source", Leaf::text,
-      LEAF_FIELD(bgp_address_family_neighbor_universal_val, update_source),
-      BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, "set vrf neighbor update_source", false}},
-    0};
-
-// Takes the list's keys out of the value's path and puts them into the record.
-int put_keys(const FamilyContainer &container, const char *list, const char *function, char *record,
-             sr_val_t &value) {
-    // A look-up cuts the text that it is given, so the second needs a copy.
-    char copy[path_size];
-    const bool several = container.keys[1].node != nullptr;
-    if (several) {
-        std::memset(copy, 0, sizeof copy);
-    }
-    for (const Key &key : container.keys) {
-        if (key.node == nullptr) {
-            break;
-        }
-        if (several && value.xpath != nullptr) {
-            const int rc = copy_path(copy, value.xpath);
-            if (rc != SR_ERR_OK) {
-                return rc;
-            }
-        }
-        const char *text = key_value(several ? copy : value.xpath, list, key.node);
-        if (text == nullptr) {
-            always.line(key.missing);
-            return SR_ERR_INTERNAL;
-        }
-        if (!put_text(record + key.offset, key.size, text, key.node)) {
-            return SR_ERR_INVALID_VALUE;
-        }
-        if (key.trace != nullptr) {
-            debug.print("[%s][%d]%s%s.\n", function, __LINE__, key.trace, text);
-        }
-    }
-    return SR_ERR_OK;
-}
 
 void trace_leaf(const Leaf &leaf, const char *function, const sr_val_t &value) {
     if (leaf.trace != nullptr) {
@@ -864,9 +595,9 @@ void trace_leaf(const Leaf &leaf, const char *function, const sr_val_t &value) {
     }
 }
 
-// Puts one change into a record of the container; what the six parsers share.
+// Puts one change into the record of a list's entry; what the six parsers share.
 // `function` is the parser's name.
-int parse_family(const FamilyContainer &container, const char *list, const char *function,
+int parse_family(const EntryRecord &layout, const char *list, const char *function,
                  sr_session_ctx_t *session, sr_change_oper_t changeOp, sr_val_t *use_val,
                  const address_family_val *family_data, const char *pNodeName, void *buff,
                  uint32_t *buff_len, uint32_t *sub_mod) {
@@ -875,18 +606,18 @@ int parse_family(const FamilyContainer &container, const char *list, const char 
         return SR_ERR_INTERNAL;
     }
     auto *record = static_cast<char *>(buff);
-    if (equal(pNodeName, container.keys[0].node)) {
-        std::memset(record, 0, container.size);
+    if (equal(pNodeName, layout.keys[0].node)) {
+        std::memset(record, 0, layout.size);
     }
     const FamilyRecordHead head{changeOp_switch_config_set(changeOp), g_bgp_id, *family_data};
     std::memcpy(record, &head, sizeof head);
-    *buff_len = static_cast<uint32_t>(container.size);
+    *buff_len = static_cast<uint32_t>(layout.size);
 
-    int rc = put_keys(container, list, function, record, *use_val);
+    int rc = put_keys(debug, layout, list, function, record, *use_val);
     if (rc != SR_ERR_OK) {
         return rc;
     }
-    const Leaf *leaf = find_row(container.leaves, pNodeName);
+    const Leaf *leaf = find_row(layout.leaves, pNodeName);
     if (leaf != nullptr) {
         rc = write_leaf(record, *leaf, *use_val);
         if (rc != SR_ERR_OK) {
@@ -895,76 +626,42 @@ int parse_family(const FamilyContainer &container, const char *list, const char 
         trace_leaf(*leaf, function, *use_val);
         *sub_mod = leaf->sub_mod;
     }
-    if (container.sub_mod != 0) {
-        *sub_mod = container.sub_mod;
+    if (layout.sub_mod != 0) {
+        *sub_mod = layout.sub_mod;
     }
     return SR_ERR_OK;
 }
 
 } // namespace
 
-// The parsers of the six lists differ in container and list name alone.
-#define FAMILY_PARSER(parser, record, container, list)                                             \
+// The parsers of the six lists differ in record and list name alone.
+#define FAMILY_PARSER(parser, record, layout, list)                                                \
     int parser(sr_session_ctx_t *session, sr_change_oper_t changeOp, sr_val_t *use_val,            \
                const address_family_val *family_data, const char *pNodeName, record *buff,         \
                uint32_t *buff_len, uint32_t *sub_mod) {                                            \
-        return parse_family(container, list, __func__, session, changeOp, use_val, family_data,    \
+        return parse_family(layout, list, __func__, session, changeOp, use_val, family_data,       \
                             pNodeName, buff, buff_len, sub_mod);                                   \
     }
 
 FAMILY_PARSER(container_address_family_network_plugin_change_parse,
-              bgp_address_family_network_universal_val, network_container, "family-network")
+              bgp_address_family_network_universal_val, network_record, "family-network")
 FAMILY_PARSER(container_address_family_neighbor_plugin_change_parse,
-              bgp_address_family_neighbor_universal_val, neighbor_container, "family-neighbor")
+              bgp_address_family_neighbor_universal_val, neighbor_record, "family-neighbor")
 FAMILY_PARSER(container_address_family_redistribute_plugin_change_parse,
-              bgp_address_family_redistribute_universal_val, redistribute_container,
+              bgp_address_family_redistribute_universal_val, redistribute_record,
               "family-redistribute")
 FAMILY_PARSER(container_address_family_vrf_network_plugin_change_parse,
-              bgp_address_family_network_universal_val, network_container, "family-vrf-network")
+              bgp_address_family_network_universal_val, network_record, "family-vrf-network")
 FAMILY_PARSER(container_address_family_vrf_neighbor_plugin_change_parse,
-              bgp_address_family_neighbor_universal_val, vrf_neighbor_container,
-              "family-vrf-neighbor")
+              bgp_address_family_neighbor_universal_val, vrf_neighbor_record, "family-vrf-neighbor")
 FAMILY_PARSER(container_address_family_vrf_redistribute_plugin_change_parse,
-              bgp_address_family_redistribute_universal_val, redistribute_container,
+              bgp_address_family_redistribute_universal_val, redistribute_record,
               "family-vrf-redistribute")
 
 namespace {
 
-// What becomes of the pending record when a change arrives, by its sub-module
-// code; a code without a row is kept.
-struct PendingRule {
-    uint32_t sub_mod;
-    const char *own_leaves[3] = {};     // changes of these are added to the record
-    const char *carried_leaves[4] = {}; // their deletion goes with the record's own deletion
-    bool carries_containers = false;    // deletions below the entry go with the record
-};
-
+// What becomes of the pending record when a change arrives.
 enum class Decision { keep, send, drop_change };
-
-constexpr PendingRule network_rule = {BGP_SUB_NETWORK, {"route-map", "backdoor", "prefix"}};
-constexpr PendingRule redistribute_rule = {BGP_SUB_REDISTRIBUTE,
-                                           {"process", "route-map", "protocol"}};
-
-constexpr PendingRule family_rules[] = {
-    network_rule,
-    redistribute_rule,
-    {BGP_SUB_NEIGHBOR_ACTIVATE, {}, {"next-hop-self", "route-reflector-client"}},
-    {BGP_SUB_NEIGHBOR_NEXT_HOP_SELF},
-    {BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET},
-};
-
-constexpr PendingRule vrf_family_rules[] = {
-    network_rule,
-    redistribute_rule,
-    {BGP_SUB_NEIGHBOR_VRF_REMOTE_AS,
-     {},
-     {"activate", "description", "ebgp-multihop", "update-source"}},
-    {BGP_SUB_NEIGHBOR_VRF_ACTIVATE},
-    {BGP_SUB_NEIGHBOR_VRF_DESCRIPTION},
-    {BGP_SUB_NEIGHBOR_VRF_MULTIHOP},
-    {BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE},
-    {BGP_SUB_ADDRESS_FAMILY_VRF, {}, {}, true},
-};
 
 // Parses a change into the pending record.
 using PendingParser = int (*)(sr_session_ctx_t *session, const Change &change,
@@ -985,11 +682,11 @@ int parse_into_pending(sr_session_ctx_t *session, const Change &change,
 struct FamilyKind {
     InstanceLines lines;
     const char *list;
-    bool has_vrf; // the list has the third key "vrf-name", and its entries are sent themselves
-    const PendingRule *rules;
-    std::size_t rule_count;
+    bool has_vrf;     // the list has the third key "vrf-name", and its entries are sent themselves
+    uint32_t carrier; // deleting this leaf of a neighbour carries the deletion of its others
     struct Container {
         const char *name;
+        const EntryRecord &record;
         PendingParser parse;
     } containers[3];
 };
@@ -1009,15 +706,14 @@ constexpr FamilyKind family_kind = {
     family_lines("bgp_config_address_family_change_cb", "address family change config over"),
     "address-family",
     false,
-    family_rules,
-    std::size(family_rules),
-    {{"bgp-family-networks",
+    BGP_SUB_NEIGHBOR_ACTIVATE,
+    {{"bgp-family-networks", network_record,
       parse_into_pending<bgp_address_family_network_universal_val,
                          container_address_family_network_plugin_change_parse>},
-     {"bgp-family-neighbors",
+     {"bgp-family-neighbors", neighbor_record,
       parse_into_pending<bgp_address_family_neighbor_universal_val,
                          container_address_family_neighbor_plugin_change_parse>},
-     {"bgp-family-redistributes",
+     {"bgp-family-redistributes", redistribute_record,
       parse_into_pending<bgp_address_family_redistribute_universal_val,
                          container_address_family_redistribute_plugin_change_parse>}}};
 
@@ -1026,15 +722,14 @@ constexpr FamilyKind vrf_family_kind = {
                  "address family change vrf config over"),
     "address-family-vrf",
     true,
-    vrf_family_rules,
-    std::size(vrf_family_rules),
-    {{"bgp-family-vrf-networks",
+    BGP_SUB_NEIGHBOR_VRF_REMOTE_AS,
+    {{"bgp-family-vrf-networks", network_record,
       parse_into_pending<bgp_address_family_network_universal_val,
                          container_address_family_vrf_network_plugin_change_parse>},
-     {"bgp-family-vrf-neighbors",
+     {"bgp-family-vrf-neighbors", vrf_neighbor_record,
       parse_into_pending<bgp_address_family_neighbor_universal_val,
                          container_address_family_vrf_neighbor_plugin_change_parse>},
-     {"bgp-family-vrf-redistributes",
+     {"bgp-family-vrf-redistributes", redistribute_record,
       parse_into_pending<bgp_address_family_redistribute_universal_val,
                          container_address_family_vrf_redistribute_plugin_change_parse>}}};
 
@@ -1110,12 +805,6 @@ int read_family(const FamilyKind &kind, const Change &change, FamilyState &state
     return SR_ERR_OK;
 }
 
-template <std::size_t count>
-bool names(const char *const (&nodes)[count], const char *node) {
-    return std::any_of(std::begin(nodes), std::end(nodes),
-                       [node](const char *name) { return name != nullptr && equal(name, node); });
-}
-
 bool is_below_container(const FamilyKind &kind, const Change &change) {
     return std::any_of(std::begin(kind.containers), std::end(kind.containers),
                        [&change](const FamilyKind::Container &container) {
@@ -1123,49 +812,60 @@ bool is_below_container(const FamilyKind &kind, const Change &change) {
                        });
 }
 
+// Whether the pending record gathers its entry's changes, and `node` is one of its own.
+bool is_gathered(const FamilyKind &kind, const PendingRecord &pending, const char *node) {
+    return std::any_of(std::begin(kind.containers), std::end(kind.containers),
+                       [&](const FamilyKind::Container &container) {
+                           const EntryRecord &record = container.record;
+                           return record.sub_mod == pending.sub_mod &&
+                                  (find_row(record.keys, node) != nullptr ||
+                                   find_row(record.leaves, node) != nullptr);
+                       });
+}
+
+// Whether the pending record is the deletion of its entry's carrier, and `node` another leaf of a
+// record that is sent leaf by leaf.
+bool is_carried(const FamilyKind &kind, const PendingRecord &pending, const Change &change) {
+    int32_t op = 0;
+    std::memcpy(&op, pending.data, sizeof op);
+    debug.print("[%s][%d] neighbor_data->op:%d  changeOp:%d\n", kind.lines.function, __LINE__, op,
+                change.operation);
+    return op == BGP_OP_DELETE &&
+           std::any_of(std::begin(kind.containers), std::end(kind.containers),
+                       [&](const FamilyKind::Container &container) {
+                           const Leaf *leaf = find_row(container.record.leaves, change.node);
+                           return leaf != nullptr && leaf->sub_mod != 0 &&
+                                  leaf->sub_mod != kind.carrier;
+                       });
+}
+
 // Decides what becomes of the pending record, and of the change itself.
 Decision decide(const FamilyKind &kind, const Change &change, const PendingRecord &pending) {
-    const PendingRule *end = kind.rules + kind.rule_count;
-    const PendingRule *rule = kind.rules;
-    while (rule != end && rule->sub_mod != pending.sub_mod) {
-        ++rule;
-    }
-    if (rule == end || names(rule->own_leaves, change.node)) {
+    if (pending.sub_mod == 0 || is_gathered(kind, pending, change.node)) {
         return Decision::keep;
     }
-    const bool deletion = change.operation == SR_OP_DELETED;
-    if (rule->carried_leaves[0] != nullptr) {
-        int32_t op = 0;
-        std::memcpy(&op, pending.data, sizeof op);
-        debug.print("[%s][%d] neighbor_data->op:%d  changeOp:%d\n", kind.lines.function, __LINE__,
-                    op, change.operation);
-        if (op == 0 && deletion && names(rule->carried_leaves, change.node)) {
-            return Decision::drop_change;
-        }
+    bool is_dropped = false;
+    if (pending.sub_mod == kind.carrier) {
+        is_dropped = is_carried(kind, pending, change);
+    } else if (pending.sub_mod == BGP_SUB_ADDRESS_FAMILY_VRF) {
+        is_dropped = is_below_container(kind, change);
     }
-    if (rule->carries_containers && deletion && is_below_container(kind, change)) {
-        return Decision::drop_change;
-    }
-    return Decision::send;
+    return is_dropped && change.operation == SR_OP_DELETED ? Decision::drop_change : Decision::send;
 }
 
 // Sends the pending record because `change` does not belong to it.
 int send_pending(const FamilyKind &kind, const Change &change, PendingRecord &pending) {
     debug.print("[%s][%d]send data_buf_len = %d,sub_mod = %d!", kind.lines.function, __LINE__,
                 pending.length, pending.sub_mod);
-    const int rc = pending.send(change.operation);
+    const int rc = send_for(change, pending);
     pending.clear();
-    if (rc != SR_ERR_OK) {
-        debug.print("\nchange cfg for bgp from xpath:%s  failed:%s", change.value->xpath,
-                    sr_strerror(rc));
-    }
     return rc;
 }
 
 // A VRF's address family is a setting of its own: its last key leaf stands for
 // the entry.
 bool is_vrf_entry(const FamilyKind &kind, const Change &change, const address_family_val &family) {
-    return kind.has_vrf && equal(change.node, "vrf-name") && family.safi == safi_vrf;
+    return kind.has_vrf && equal(change.node, "vrf-name") && family.safi == BGP_SAFI_VRF;
 }
 
 // Makes the entry itself the pending record.
@@ -1174,9 +874,7 @@ void put_vrf_entry(const Change &change, const address_family_val &family, Pendi
     entry.op = changeOp_switch_config_set(change.operation);
     entry.bgp_id = g_bgp_id;
     pending = PendingRecord{};
-    std::memcpy(pending.data, &entry, sizeof entry);
-    pending.length = sizeof entry;
-    pending.sub_mod = BGP_SUB_ADDRESS_FAMILY_VRF;
+    pending.hold(entry, BGP_SUB_ADDRESS_FAMILY_VRF);
     debug.print("address family get op = %d, bgp id = %d, afi = %d, safi = %d, vrfname = %.*s, "
                 "sub_mode = %d\n",
                 entry.op, entry.bgp_id, entry.afi, entry.safi,
@@ -1259,7 +957,7 @@ int bgp_config_address_family_vrf_change_cb(sr_session_ctx_t *session, const cha
     return change_families(vrf_family_kind, session, p_xpath, event);
 }
 
-// --- Reply parsers: what they share ---------------------------------------------
+// --- Reply parsers: what they share ------------------------------------------
 
 namespace {
 
@@ -1294,13 +992,12 @@ bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output
     return true;
 }
 
-constexpr const char *counts_lead_outside_reply = "its counts lead outside the reply";
-constexpr const char *counts_lead_outside_array = "it describes more values than it announces";
-
 // Notes for the client why a reply is refused.
 void note_refused_reply(const char *why) {
     refusal.because("the configuration daemon's reply is refused: %s; see its log", why);
 }
+constexpr const char *counts_lead_outside_reply = "its counts lead outside the reply";
+constexpr const char *counts_lead_outside_array = "it describes more values than it announces";
 
 // Sizes sysrepo's array for what the reply announces. More than a reply can hold is more than
 // there is an array for, and sysrepo is not asked. Returns whether there is one.
@@ -1312,147 +1009,29 @@ bool size_array(bool plausible, size_t old_count, size_t new_count, sr_val_t **o
     return sr_realloc_values(old_count, new_count, output) == SR_ERR_OK;
 }
 
-// The result for a reply whose counts turn out to be untrue on the way.
-int refuse_reply(const ReplyKind &kind, const char *why) {
-    always.print("[%s]reply refused: %s\n", kind.function, why);
-    note_refused_reply(why);
-    return -1;
-}
+// The result of a body that finds a count to lead outside the reply, or outside the array.
+constexpr int refused = -1;
 
-int refuse_values(const ReplyKind &kind, OutputValues &values) {
-    values.discard();
-    return refuse_reply(kind, counts_lead_outside_array);
-}
-
-template <typename Record>
-Record record_at(const char *payload, std::size_t offset) {
-    Record record;
-    std::memcpy(&record, payload + offset, sizeof record);
-    return record;
-}
-
-// A text ends at its first NUL or at its field's end.
-std::string_view text_at(const char *field, std::size_t size) {
-    return {field, strnlen(field, size)};
-}
-template <std::size_t size>
-std::string_view text_in(const char (&field)[size]) {
-    return text_at(field, size);
-}
-
-uint32_t number_at(const char *field, FieldType type) {
-    if (type == FieldType::byte) {
-        return static_cast<unsigned char>(*field);
+// Has `body` publish a reply into the values, and counts them. A reply that it refuses leaves none
+// behind. Returns its result.
+template <typename Body>
+int publish_reply(const ReplyKind &kind, OutputValues &values, size_t *output_cnt, Body body) {
+    const int rc = body();
+    if (rc == refused) {
+        const char *why =
+            values.overflowed() ? counts_lead_outside_array : counts_lead_outside_reply;
+        values.discard();
+        always.print("[%s]reply refused: %s\n", kind.function, why);
+        note_refused_reply(why);
+    } else if (rc == SR_ERR_OK) {
+        *output_cnt = values.count();
     }
-    if (type == FieldType::number16) {
-        return record_at<uint16_t>(field, 0);
-    }
-    return record_at<uint32_t>(field, 0);
-}
-
-void trace_record(const ReplyRecord &layout, const void *record) {
-    if (debug_bgp == 0) {
-        return;
-    }
-    debug.line(layout.begin);
-    for (std::size_t i = 0; i < layout.field_count; ++i) {
-        const ReplyField &row = layout.fields[i];
-        const char *field = static_cast<const char *>(record) + row.offset;
-        if (row.type == FieldType::text) {
-            const std::string_view text = text_at(field, row.size);
-            debug.print("%-*s:%.*s\n", layout.column, row.trace, static_cast<int>(text.size()),
-                        text.data());
-        } else {
-            debug.print("%-*s:%d\n", layout.column, row.trace, number_at(field, row.type));
-        }
-    }
-    debug.line(layout.end);
-}
-
-const char *valid_name(uint32_t flag) {
-    return flag == 1 ? "valid" : "other";
-}
-
-const char *best_name(uint32_t flag) {
-    return flag == 1 ? "best" : "other";
-}
-
-const char *source_name(uint32_t type) {
-    if (type == 1) {
-        return "internal";
-    }
-    return type == 2 ? "local" : "other";
-}
-
-// Adds a number as the unsigned type of its field's size.
-template <FieldType type>
-bool add_number(OutputValues &values, const OutputXPath &entry, std::string_view leaf,
-                uint32_t number) {
-    switch (type) {
-    case FieldType::byte:
-        return values.add(entry, leaf, SR_UINT8_T, &sr_data_t::uint8_val,
-                          static_cast<uint8_t>(number));
-    case FieldType::number16:
-        return values.add(entry, leaf, SR_UINT16_T, &sr_data_t::uint16_val,
-                          static_cast<uint16_t>(number));
-    default:
-        return values.add(entry, leaf, SR_UINT32_T, &sr_data_t::uint32_val, number);
-    }
-}
-
-// Publishes the field of one row, which the compiler knows: of the branches only
-// the row's own remain. Returns false when the array has no room for it.
-template <const ReplyRecord &layout, std::size_t index>
-bool publish_field(OutputValues &values, const OutputXPath &entry, const char *record) {
-    constexpr ReplyField row = layout.fields[index];
-    if (row.publish == Publish::never) {
-        return true;
-    }
-    const char *field = record + row.offset;
-    if (row.type == FieldType::text) {
-        return values.add_text(entry, row.leaf, SR_STRING_T, text_at(field, row.size));
-    }
-    const uint32_t number = number_at(field, row.type);
-    switch (row.publish) {
-    case Publish::as_number32:
-        return values.add(entry, row.leaf, SR_UINT32_T, &sr_data_t::uint32_val, number);
-    case Publish::low_16_bits:
-        return values.add(entry, row.leaf, SR_UINT16_T, &sr_data_t::uint16_val,
-                          static_cast<uint16_t>(number));
-    case Publish::zero_byte:
-        return values.add(entry, row.leaf, SR_UINT8_T, &sr_data_t::uint8_val, uint8_t{0});
-    case Publish::boolean:
-        return values.add(entry, row.leaf, SR_BOOL_T, &sr_data_t::bool_val, number != 0);
-    case Publish::unless_zero:
-        return number == 0 || add_number<row.type>(values, entry, row.leaf, number);
-    case Publish::valid:
-        return values.add_text(entry, row.leaf, SR_ENUM_T, valid_name(number));
-    case Publish::best:
-        return values.add_text(entry, row.leaf, SR_ENUM_T, best_name(number));
-    case Publish::source:
-        return values.add_text(entry, row.leaf, SR_ENUM_T, source_name(number));
-    default:
-        return add_number<row.type>(values, entry, row.leaf, number);
-    }
-}
-
-// Publishes a record's leaves, from its first on, below the entry's XPath.
-template <const ReplyRecord &layout, std::size_t... indexes>
-bool publish_rows(OutputValues &values, const OutputXPath &entry, const char *record,
-                  std::index_sequence<indexes...> /*rows*/) {
-    return (publish_field<layout, (layout.published_first + indexes) % layout.field_count>(
-                values, entry, record) &&
-            ...);
-}
-template <const ReplyRecord &layout>
-bool publish_record(OutputValues &values, const OutputXPath &entry, const void *record) {
-    return publish_rows<layout>(values, entry, static_cast<const char *>(record),
-                                std::make_index_sequence<layout.field_count>());
+    return rc;
 }
 
 } // namespace
 
-// --- Reply parser: EVPN routes ----------------------------------------------------
+// --- Reply parser: EVPN routes -----------------------------------------------
 
 namespace {
 
@@ -1466,25 +1045,20 @@ constexpr std::size_t evpn_values_limit = payload_room / 12 * 5 + 5;
 
 // The walk through an EVPN reply: the stream, the values and the XPath of the
 // entry at hand. Each step returns false when the stream ends too early, or
-// when the array has no room for a value, which sets is_full.
+// when the array has no room for a value.
 struct EvpnWalk {
     PackedReader stream;
     OutputValues &values;
     OutputXPath entry{};
-    bool is_full = false;
 
-    bool kept(bool added) {
-        is_full = !added;
-        return added;
-    }
     bool add_enum(std::string_view leaf, const char *name) {
-        return kept(values.add_text(entry, leaf, SR_ENUM_T, name));
+        return values.add_text(entry, leaf, SR_ENUM_T, name);
     }
     bool add_text(std::string_view leaf, std::string_view text) {
-        return kept(values.add_text(entry, leaf, SR_STRING_T, text));
+        return values.add_text(entry, leaf, SR_STRING_T, text);
     }
     bool add_number(std::string_view leaf, uint32_t number) {
-        return kept(values.add(entry, leaf, SR_UINT32_T, &sr_data_t::uint32_val, number));
+        return values.add(entry, leaf, SR_UINT32_T, &sr_data_t::uint32_val, number);
     }
 };
 
@@ -1628,16 +1202,11 @@ int ip_bgp_evpn_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
     }
     OutputValues values(*output, capacity, excess);
     EvpnWalk walk{stream, values};
-    if (!walk_evpn(walk)) {
-        values.discard();
-        return refuse_reply(evpn_reply,
-                            walk.is_full ? counts_lead_outside_array : counts_lead_outside_reply);
-    }
-    *output_cnt = values.count();
-    return 0;
+    return publish_reply(evpn_reply, values, output_cnt,
+                         [&] { return walk_evpn(walk) ? int{SR_ERR_OK} : refused; });
 }
 
-// --- Reply parser: route information ----------------------------------------------
+// --- Reply parser: route information -----------------------------------------
 
 namespace {
 
@@ -1648,6 +1217,8 @@ constexpr ReplyKind info_reply = {"ip_bgp_info_output_parse", "ip_bgp_info_outpu
 using InfoTable = bgp_rpc_ip_bgp_info_output_public;
 using InfoNetwork = bgp_rpc_ip_bgp_info_output_entry;
 using InfoNextHop = bgp_rpc_ip_bgp_info_next_hop_output_entry;
+static_assert(info_table.leaves() == 3 && info_network.leaves() == 1 &&
+              info_next_hop.leaves() == 5);
 constexpr std::size_t info_networks_offset = sizeof(uint32_t) + sizeof(InfoTable);
 
 // Whether so many networks and next hops have room in a reply.
@@ -1657,7 +1228,8 @@ bool info_fits(std::size_t networks, std::size_t next_hops) {
            next_hops <= room_for(sizeof(InfoNextHop), offset + networks * sizeof(InfoNetwork));
 }
 
-// The walk through the networks of a reply.
+// The walk through the networks of a reply. Each step returns false when a
+// count leads outside the reply, or when the array has no room for a value.
 struct InfoWalk {
     const char *payload;
     OutputValues &values;
@@ -1666,7 +1238,7 @@ struct InfoWalk {
 };
 
 // Publishes the next hops of a network, whose XPath and record end where the
-// walk's entry and `offset` stand. Returns false when the array is full.
+// walk's entry and `offset` stand.
 bool publish_next_hops(InfoWalk &walk, std::size_t offset, uint32_t network, uint32_t count) {
     const std::size_t network_length = walk.entry.length();
     for (uint32_t j = 0; j < count; ++j, offset += sizeof(InfoNextHop)) {
@@ -1674,7 +1246,7 @@ bool publish_next_hops(InfoWalk &walk, std::size_t offset, uint32_t network, uin
                     info_reply.function, 2024, static_cast<int>(offset), network,
                     static_cast<int>(walk.next_hop_cnt_all), j);
         const auto next_hop = record_at<InfoNextHop>(walk.payload, offset);
-        trace_record(info_next_hop, &next_hop);
+        trace_record(debug, info_next_hop, &next_hop);
         walk.entry.cut(network_length);
         walk.entry.append("/next-hop-information[next-hop='", text_in(next_hop.nexthop),
                           "'][metric='", text_in(next_hop.metric), "'][path='",
@@ -1687,11 +1259,10 @@ bool publish_next_hops(InfoWalk &walk, std::size_t offset, uint32_t network, uin
     return true;
 }
 
-// Publishes network number i with its next hops. Returns nullptr, or why the
-// reply is refused.
-const char *publish_network(InfoWalk &walk, uint32_t i) {
+// Publishes network number i with its next hops.
+bool publish_network(InfoWalk &walk, uint32_t i) {
     if (!info_fits(i + std::size_t{1}, walk.next_hop_cnt_all)) {
-        return counts_lead_outside_reply;
+        return false;
     }
     const std::size_t offset = info_networks_offset + i * sizeof(InfoNetwork) +
                                walk.next_hop_cnt_all * sizeof(InfoNextHop);
@@ -1701,38 +1272,34 @@ const char *publish_network(InfoWalk &walk, uint32_t i) {
                 info_reply.function, 2001, static_cast<int>(sizeof(InfoTable)),
                 static_cast<int>(sizeof(InfoNetwork)), static_cast<int>(sizeof(InfoNextHop)));
     const auto network = record_at<InfoNetwork>(walk.payload, offset);
-    trace_record(info_network, &network);
+    trace_record(debug, info_network, &network);
     if (network.nextop_num > room_for(sizeof(InfoNextHop), offset + sizeof network)) {
-        return counts_lead_outside_reply;
+        return false;
     }
     walk.entry.cut(0);
     walk.entry.append("/ip-bgp-info/bgp-info/entry[network='", text_in(network.network), "']");
     const std::size_t network_length = walk.entry.length();
     walk.entry.append("/");
     if (!publish_record<info_network>(walk.values, walk.entry, &network)) {
-        return counts_lead_outside_array;
+        return false;
     }
     walk.entry.cut(network_length);
-    if (!publish_next_hops(walk, offset + sizeof network, i, network.nextop_num)) {
-        return counts_lead_outside_array;
-    }
-    return nullptr;
+    return publish_next_hops(walk, offset + sizeof network, i, network.nextop_num);
 }
 
-// Publishes the table and its networks. Returns nullptr, or why the reply is
-// refused.
-const char *publish_info(InfoWalk &walk, const InfoTable &table) {
+// Publishes the table and its networks.
+bool publish_info(InfoWalk &walk, const InfoTable &table) {
     walk.entry.append("/ip-bgp-info/bgp-info/");
     if (!publish_record<info_table>(walk.values, walk.entry, &table)) {
-        return counts_lead_outside_array;
+        return false;
     }
     for (uint32_t i = 0; i < table.prefix_number; ++i) {
-        const char *why = publish_network(walk, i);
-        if (why != nullptr) {
-            return why;
+        if (!publish_network(walk, i)) {
+            return false;
         }
     }
-    return nullptr;
+    debug.print("ip_bgp_info_output_parse cnt:%d\n", static_cast<int>(walk.values.count()));
+    return true;
 }
 
 } // namespace
@@ -1746,9 +1313,9 @@ int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
     const auto table = record_at<InfoTable>(payload, sizeof next_hop_num);
     const uint32_t network_num = table.prefix_number;
     debug.print("next_hop_num              :%d\n", next_hop_num);
-    trace_record(info_table, &table);
-    const std::size_t add_count =
-        *output_cnt + network_num + std::size_t{5} * next_hop_num + std::size_t{3};
+    trace_record(debug, info_table, &table);
+    const std::size_t add_count = *output_cnt + info_network.leaves() * network_num +
+                                  info_next_hop.leaves() * next_hop_num + info_table.leaves();
     debug.print("*output_cnt:%d network_num:%d  next_hop_num:%d add_count:%d\n",
                 static_cast<int>(*output_cnt), network_num, next_hop_num,
                 static_cast<int>(add_count));
@@ -1761,17 +1328,11 @@ int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
     }
     OutputValues values(*output, add_count);
     InfoWalk walk{payload, values};
-    const char *why = publish_info(walk, table);
-    if (why != nullptr) {
-        values.discard();
-        return refuse_reply(info_reply, why);
-    }
-    debug.print("ip_bgp_info_output_parse cnt:%d\n", static_cast<int>(values.count()));
-    *output_cnt = values.count();
-    return 0;
+    return publish_reply(info_reply, values, output_cnt,
+                         [&] { return publish_info(walk, table) ? int{SR_ERR_OK} : refused; });
 }
 
-// --- Reply parser: neighbour detail -----------------------------------------------
+// --- Reply parser: neighbour detail ------------------------------------------
 
 namespace {
 
@@ -1781,6 +1342,7 @@ constexpr ReplyKind neighbor_reply = {"ip_bgp_neighbor_output_parse", "ip_bgp_in
 
 using Peer = bgp_rpc_ip_bgp_neighbor_output_neighbor;
 using PeerFamily = bgp_rpc_ip_bgp_neighbor_output_addrsss_family;
+static_assert(neighbor_peer.leaves() == 20 && neighbor_family.leaves() == 9);
 
 // Publishes the address families of a peer. All of them are published from the
 // peer's first record, under the same keys: the position in the reply moves on
@@ -1789,7 +1351,7 @@ int publish_families(OutputValues &values, OutputXPath &entry, const char *first
     const std::size_t peer_length = entry.length();
     for (uint32_t j = 0; j < count; ++j) {
         const auto family = record_at<PeerFamily>(first, 0);
-        trace_record(neighbor_family, &family);
+        trace_record(debug, neighbor_family, &family);
         const char *afi = bgp_key_afi_int_to_str(family.address_family.afi);
         if (afi == nullptr) {
             report("afi is NULL!");
@@ -1804,8 +1366,37 @@ int publish_families(OutputValues &values, OutputXPath &entry, const char *first
         entry.cut(peer_length);
         entry.append("address-familys/afi-safi[afi='", afi, "'][safi='", safi, "']/");
         if (!publish_record<neighbor_family>(values, entry, &family)) {
-            return refuse_values(neighbor_reply, values);
+            return refused;
         }
+    }
+    return SR_ERR_OK;
+}
+
+// Publishes the peers of a payload, which stand behind their count.
+int publish_peers(OutputValues &values, const char *payload, uint32_t count) {
+    OutputXPath entry;
+    std::size_t offset = sizeof count;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (room_for(sizeof(Peer), offset) == 0) {
+            return refused;
+        }
+        const auto peer = record_at<Peer>(payload, offset);
+        trace_record(debug, neighbor_peer, &peer);
+        offset += sizeof peer;
+        if (peer.address_family_cnt > room_for(sizeof(PeerFamily), offset)) {
+            return refused;
+        }
+        entry.cut(0);
+        entry.append("/ip-bgp-neighbor/neighbors/neighbor[neighbor-addr='",
+                     text_in(peer.neighbor_addr), "'][vrf-name='", text_in(peer.vrf_name), "']/");
+        if (!publish_record<neighbor_peer>(values, entry, &peer)) {
+            return refused;
+        }
+        const int rc = publish_families(values, entry, payload + offset, peer.address_family_cnt);
+        if (rc != SR_ERR_OK) {
+            return rc;
+        }
+        offset += peer.address_family_cnt * sizeof(PeerFamily);
     }
     return SR_ERR_OK;
 }
@@ -1819,53 +1410,27 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
     }
     const char *payload = reply_buf->transferData;
     const auto peer_cnt = record_at<uint32_t>(payload, 0);
-    std::size_t offset = sizeof peer_cnt;
     // The count's own four bytes vanish in the division. A length below that of
     // the peers wraps to a number that no reply has room for.
     const uint32_t peers_length = static_cast<uint32_t>(sizeof(Peer)) * peer_cnt;
     const uint32_t entry_cnt = (static_cast<uint32_t>(reply_buf->dataLen) - peers_length) /
                                static_cast<uint32_t>(sizeof(PeerFamily));
     const std::size_t add_count =
-        *output_cnt + std::size_t{9} * entry_cnt + std::size_t{20} * peer_cnt;
+        *output_cnt + neighbor_family.leaves() * entry_cnt + neighbor_peer.leaves() * peer_cnt;
     debug.print("peer_cnt:%d entry_cnt:%d add_count:%d\n", peer_cnt, entry_cnt,
                 static_cast<int>(add_count));
-    const bool plausible =
-        peer_cnt <= room_for(sizeof(Peer), offset) && entry_cnt <= room_for(sizeof(PeerFamily), 0);
+    const bool plausible = peer_cnt <= room_for(sizeof(Peer), sizeof peer_cnt) &&
+                           entry_cnt <= room_for(sizeof(PeerFamily), 0);
     if (!size_array(plausible, *output_cnt, add_count, output)) {
         report("bgp neighbor realloc failed!");
         return -1;
     }
     OutputValues values(*output, add_count);
-    OutputXPath entry;
-    for (uint32_t i = 0; i < peer_cnt; ++i) {
-        if (room_for(sizeof(Peer), offset) == 0) {
-            values.discard();
-            return refuse_reply(neighbor_reply, counts_lead_outside_reply);
-        }
-        const auto peer = record_at<Peer>(payload, offset);
-        trace_record(neighbor_peer, &peer);
-        offset += sizeof peer;
-        if (peer.address_family_cnt > room_for(sizeof(PeerFamily), offset)) {
-            values.discard();
-            return refuse_reply(neighbor_reply, counts_lead_outside_reply);
-        }
-        entry.cut(0);
-        entry.append("/ip-bgp-neighbor/neighbors/neighbor[neighbor-addr='",
-                     text_in(peer.neighbor_addr), "'][vrf-name='", text_in(peer.vrf_name), "']/");
-        if (!publish_record<neighbor_peer>(values, entry, &peer)) {
-            return refuse_values(neighbor_reply, values);
-        }
-        const int rc = publish_families(values, entry, payload + offset, peer.address_family_cnt);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        offset += peer.address_family_cnt * sizeof(PeerFamily);
-    }
-    *output_cnt = values.count();
-    return 0;
+    return publish_reply(neighbor_reply, values, output_cnt,
+                         [&] { return publish_peers(values, payload, peer_cnt); });
 }
 
-// --- Reply parser: summary --------------------------------------------------------
+// --- Reply parser: summary ---------------------------------------------------
 
 namespace {
 
@@ -1875,6 +1440,29 @@ constexpr ReplyKind summary_reply = {"ip_bgp_summary_output_parse", "ip_bgp_summ
 
 using SummaryBlock = bgp_rpc_ip_bgp_summary_output_neighbors;
 using SummaryEntry = bgp_rpc_ip_bgp_summary_output_entry;
+static_assert(summary_block.leaves() == 6 && summary_entry.leaves() == 9);
+
+// Publishes the block at the payload's start and its entries.
+int publish_summary(OutputValues &values, const char *payload, const SummaryBlock &block) {
+    OutputXPath entry;
+    entry.append("/ip-bgp-summary/neighbors/");
+    const std::size_t block_length = entry.length();
+    if (!publish_record<summary_block>(values, entry, &block)) {
+        return refused;
+    }
+    std::size_t offset = sizeof block;
+    for (uint32_t i = 0; i < block.neighbor_number; ++i, offset += sizeof(SummaryEntry)) {
+        const auto neighbor = record_at<SummaryEntry>(payload, offset);
+        trace_record(debug, summary_entry, &neighbor);
+        entry.cut(block_length);
+        entry.append("entry[neighbor='", text_in(neighbor.neighbor), "']/");
+        if (!publish_record<summary_entry>(values, entry, &neighbor)) {
+            return refused;
+        }
+    }
+    debug.print("ip_bgp_summary_output_parse cnt:%d\n", static_cast<int>(values.count()));
+    return SR_ERR_OK;
+}
 
 } // namespace
 
@@ -1885,7 +1473,8 @@ int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
     }
     const char *payload = reply_buf->transferData;
     const auto block = record_at<SummaryBlock>(payload, 0);
-    const std::size_t add_count = std::size_t{9} * block.neighbor_number + 6;
+    const std::size_t add_count =
+        summary_entry.leaves() * block.neighbor_number + summary_block.leaves();
     debug.print("*output_cnt:%d add_count:%d\n", static_cast<int>(*output_cnt),
                 static_cast<int>(add_count));
     const bool plausible = block.neighbor_number <= room_for(sizeof(SummaryEntry), sizeof block);
@@ -1893,33 +1482,16 @@ int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
         report("bgp info realloc failed!");
         return -1;
     }
-    trace_record(summary_block, &block);
+    trace_record(debug, summary_block, &block);
     if (block.neighbor_number == 0) {
         return 0;
     }
     OutputValues values(*output, add_count);
-    OutputXPath entry;
-    entry.append("/ip-bgp-summary/neighbors/");
-    const std::size_t block_length = entry.length();
-    if (!publish_record<summary_block>(values, entry, &block)) {
-        return refuse_values(summary_reply, values);
-    }
-    std::size_t offset = sizeof block;
-    for (uint32_t i = 0; i < block.neighbor_number; ++i, offset += sizeof(SummaryEntry)) {
-        const auto neighbor = record_at<SummaryEntry>(payload, offset);
-        trace_record(summary_entry, &neighbor);
-        entry.cut(block_length);
-        entry.append("entry[neighbor='", text_in(neighbor.neighbor), "']/");
-        if (!publish_record<summary_entry>(values, entry, &neighbor)) {
-            return refuse_values(summary_reply, values);
-        }
-    }
-    *output_cnt = values.count();
-    debug.print("ip_bgp_summary_output_parse cnt:%d\n", static_cast<int>(values.count()));
-    return 0;
+    return publish_reply(summary_reply, values, output_cnt,
+                         [&] { return publish_summary(values, payload, block); });
 }
 
-// --- Query requests ---------------------------------------------------------------
+// --- Query requests ----------------------------------------------------------
 
 netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int inDataLen,
                                                 int sub_mod) {
@@ -2060,79 +1632,104 @@ int bgp_input_parse(const sr_val_t *input, void *inData, int subMod) {
     }
 }
 
-// --- RPC callbacks ------------------------------------------------------------------
+// --- RPC callbacks -----------------------------------------------------------
 
 namespace {
 
-using ReplyParser = int (*)(sr_val_t **, size_t *, netconf_data_struc *);
+// A call of an RPC, as sysrepo makes it.
+struct RpcCall {
+    sr_session_ctx_t *session;
+    const char *path;
+    const sr_val_t *input;
+    size_t input_cnt;
+    sr_event_t event;
+    sr_val_t **output;
+    size_t *output_cnt;
+};
 
-// Does the work of a call. The client is told of a failure.
-template <typename Work>
-int run_call(sr_session_ctx_t *session, const char *path, Work work) {
-    refusal.begin(path);
-    return refusal.tell(session, work());
-}
-
-// Sends the query and gives the reply to its parser; without one, any reply is
-// success.
+// What differs between the RPCs.
 template <typename Query>
-int answer_query(const char *function, Query &query, int sub_mod, ReplyParser parse,
-                 sr_val_t **output, size_t *output_cnt) {
-    netconf_data_struc *reply = bgp_plugin_get(&query, sizeof query, sub_mod);
+struct Rpc {
+    const char *function; // the callback's name, and the numbers that its lines carry
+    int trace;
+    int event;
+    int sub_mod;
+    int (*parse)(sr_val_t **, size_t *, netconf_data_struc *); // nullptr: any reply is success
+    // Makes the query of a call. Returns nothing, or the result to end the call with.
+    std::optional<int> (*ask)(const Rpc &rpc, const RpcCall &call, Query &query);
+};
+
+// Sends the query and gives the reply to its parser.
+template <typename Query>
+int answer_query(const Rpc<Query> &rpc, const RpcCall &call, Query &query) {
+    netconf_data_struc *reply = bgp_plugin_get(&query, sizeof query, rpc.sub_mod);
     if (reply == nullptr) {
         always.line("get reply buff error!");
         return SR_ERR_CALLBACK_FAILED;
     }
-    debug.print("[%s]reply_buf = %p\n", function, static_cast<void *>(reply));
-    const int rc = parse == nullptr ? int{SR_ERR_OK} : parse(output, output_cnt, reply);
-    debug.print("[%s]rc = %d\n", function, rc);
+    debug.print("[%s]reply_buf = %p\n", rpc.function, static_cast<void *>(reply));
+    const int rc =
+        rpc.parse == nullptr ? int{SR_ERR_OK} : rpc.parse(call.output, call.output_cnt, reply);
+    debug.print("[%s]rc = %d\n", rpc.function, rc);
     // sysrepo frees as many values as it is told of: an array for none would stay. The library's
     // arrays hold at least one value, and those that were not written are zero.
-    if (host.is_sysrepo() && parse != nullptr && rc == SR_ERR_OK && *output_cnt == 0 &&
-        *output != nullptr) {
-        sr_free_values(*output, 1);
-        *output = nullptr;
+    if (host.is_sysrepo() && rpc.parse != nullptr && rc == SR_ERR_OK && *call.output_cnt == 0 &&
+        *call.output != nullptr) {
+        sr_free_values(*call.output, 1);
+        *call.output = nullptr;
     }
     return rc;
 }
 
-int check_arguments(const char *path, const sr_session_ctx_t *session) {
-    if (path == nullptr) {
+// Does the work of a call. The client is told of a failure.
+template <typename Query>
+int run_call(const Rpc<Query> &rpc, const RpcCall &call) {
+    refusal.begin(call.path);
+    Query query{};
+    const std::optional<int> end = rpc.ask(rpc, call, query);
+    return refusal.tell(call.session, end ? *end : answer_query(rpc, call, query));
+}
+
+// Each check returns nothing, or the result to end the call with.
+using Check = std::optional<int>;
+
+Check check_arguments(const RpcCall &call) {
+    if (call.path == nullptr) {
         report(" path inval arg!");
         return SR_ERR_INVAL_ARG;
     }
-    if (session == nullptr) {
+    if (call.session == nullptr) {
         report(" session inval arg!");
         return SR_ERR_INVAL_ARG;
     }
-    return SR_ERR_OK;
+    return std::nullopt;
 }
 
-int check_event(const char *function, int line, sr_event_t event) {
-    if (event == SR_EV_RPC) {
-        return SR_ERR_OK;
+template <typename Query>
+Check check_event(const Rpc<Query> &rpc, const RpcCall &call) {
+    if (call.event == SR_EV_RPC) {
+        return std::nullopt;
     }
-    always.print("[%s][%d]invalid argument.\n", function, line);
-    refusal.because("event %d is not that of a call", event);
+    always.print("[%s][%d]invalid argument.\n", rpc.function, rpc.event);
+    refusal.because("event %d is not that of a call", call.event);
     return SR_ERR_OPERATION_FAILED;
 }
 
-// What three of the callbacks begin with; `line` is the event test's number.
-int begin_query(const char *function, int trace_line, int line, const char *path,
-                const sr_session_ctx_t *session, sr_event_t event, size_t input_cnt) {
-    const int rc = check_arguments(path, session);
-    if (rc != SR_ERR_OK) {
-        return rc;
+// What three of the RPCs begin with.
+template <typename Query>
+Check check_call(const Rpc<Query> &rpc, const RpcCall &call) {
+    const Check end = check_arguments(call);
+    if (end) {
+        return end;
     }
-    debug.print("in [%s][%d]event= %d, input_cnt = %d\n", function, trace_line, event,
-                static_cast<int>(input_cnt));
-    return check_event(function, line, event);
+    debug.print("in [%s][%d]event= %d, input_cnt = %d\n", rpc.function, rpc.trace, call.event,
+                static_cast<int>(call.input_cnt));
+    return check_event(rpc, call);
 }
 
-// An input that does not fit refuses the call; whatever else bgp_input_parse
-// says (there may be no input at all) does not.
-bool inputs_fit(const sr_val_t *input, void *query, int sub_mod) {
-    return bgp_input_parse(input, query, sub_mod) != SR_ERR_INVALID_VALUE;
+// An input that does not fit ends the call.
+Check check_input(int rc) {
+    return rc == SR_ERR_INVALID_VALUE ? Check(rc) : std::nullopt;
 }
 
 int put_evpn_input(bgp_rpc_ip_bgp_evpn &query, const sr_val_t &value) {
@@ -2149,23 +1746,87 @@ int put_evpn_input(bgp_rpc_ip_bgp_evpn &query, const sr_val_t &value) {
     return SR_ERR_OK;
 }
 
-// Only a single input is decoded; several ask for nothing in particular.
-int put_neighbor_input(bgp_rpc_ip_bgp_neighbor_input &query, const sr_val_t *input,
-                       size_t input_cnt) {
-    if (input_cnt == 0) {
+Check ask_evpn(const Rpc<bgp_rpc_ip_bgp_evpn> &rpc, const RpcCall &call,
+               bgp_rpc_ip_bgp_evpn &query) {
+    const sr_val_t *input = call.input;
+    if (call.path == nullptr || call.session == nullptr || input == nullptr) {
+        report("inval arg!");
+        return SR_ERR_INVAL_ARG;
+    }
+    debug.print("in [%s][%d]path = %s,input[0].xpath = '%s'\n", rpc.function, rpc.trace, call.path,
+                input->xpath == nullptr ? "(null)" : input->xpath);
+    debug.print("in [%s][%d]event= '%d'\n", rpc.function, 2688, call.event);
+    const Check end = check_event(rpc, call);
+    return end ? end : check_input(put_evpn_input(query, *input));
+}
+
+Check ask_info(const Rpc<bgp_rpc_ip_bgp_info_input> &rpc, const RpcCall &call,
+               bgp_rpc_ip_bgp_info_input &query) {
+    Check end = check_call(rpc, call);
+    if (end) {
+        return end;
+    }
+    query.input_cnt = static_cast<uint32_t>(call.input_cnt);
+    debug.print("in [%s][%d]inData.input_cnt = %d\n", rpc.function, 2763, query.input_cnt);
+    end = check_input(bgp_input_parse(call.input, &query, rpc.sub_mod));
+    if (end) {
+        return end;
+    }
+    if (call.input_cnt == 0) {
+        query.ip_type = 1;
         query.all = 1;
     }
-    if (input_cnt != 1 || input == nullptr) {
+    debug.print("in [%s][%d] vrf_name:%.*s ip_type:%d all:%d ipaddr:%.*s ipaddr_str:%.*s\n",
+                rpc.function, 2773, QUERY_TEXT(query.vrf_name), query.ip_type, query.all,
+                QUERY_TEXT(query.ipaddr), QUERY_TEXT(query.ipaddr_str));
+    return std::nullopt;
+}
+
+// Only a single input is decoded; several ask for nothing in particular.
+int put_neighbor_input(bgp_rpc_ip_bgp_neighbor_input &query, const RpcCall &call) {
+    if (call.input_cnt == 0) {
+        query.all = 1;
+    }
+    if (call.input_cnt != 1 || call.input == nullptr) {
         return SR_ERR_OK;
     }
-    if (input_is(*input, "all")) {
+    if (input_is(*call.input, "all")) {
         query.all = 1;
-    } else if (input_is(*input, "ipaddr")) {
-        return put_input(query.neighbor_addr, *input);
-    } else if (input_is(*input, "vrf-name")) {
-        return put_input(query.vrf_name, *input);
+    } else if (input_is(*call.input, "ipaddr")) {
+        return put_input(query.neighbor_addr, *call.input);
+    } else if (input_is(*call.input, "vrf-name")) {
+        return put_input(query.vrf_name, *call.input);
     }
     return SR_ERR_OK;
+}
+
+Check ask_neighbor(const Rpc<bgp_rpc_ip_bgp_neighbor_input> &rpc, const RpcCall &call,
+                   bgp_rpc_ip_bgp_neighbor_input &query) {
+    Check end = check_call(rpc, call);
+    end = end ? end : check_input(put_neighbor_input(query, call));
+    if (end) {
+        return end;
+    }
+    debug.print("in inData.neighbor_addr:%.*s\n", QUERY_TEXT(query.neighbor_addr));
+    debug.print("in inData.all flag:%d\n", query.all);
+    debug.print("in inData.vrf_name:%.*s\n", QUERY_TEXT(query.vrf_name));
+    return std::nullopt;
+}
+
+Check ask_summary(const Rpc<bgp_rpc_ip_bgp_summary_input> &rpc, const RpcCall &call,
+                  bgp_rpc_ip_bgp_summary_input &query) {
+    Check end = check_call(rpc, call);
+    if (end) {
+        return end;
+    }
+    query.input_cnt = static_cast<uint32_t>(call.input_cnt);
+    end = check_input(bgp_input_parse(call.input, &query, rpc.sub_mod));
+    if (end) {
+        return end;
+    }
+    query.all = 1;
+    debug.print("inData.all flag:%d\n", query.all);
+    return std::nullopt;
 }
 
 uint32_t reconfig_type(const sr_val_t &value, uint32_t otherwise) {
@@ -2191,141 +1852,64 @@ int put_clear_input(bgp_rpc_clear_ip_bgp_input &query, const sr_val_t &value) {
     return SR_ERR_OK;
 }
 
+// While no AS is configured there is nothing to clear: success, whatever the event.
+Check ask_clear(const Rpc<bgp_rpc_clear_ip_bgp_input> &rpc, const RpcCall &call,
+                bgp_rpc_clear_ip_bgp_input &query) {
+    Check end = check_arguments(call);
+    if (end) {
+        return end;
+    }
+    refresh_bgp_id(call.session);
+    if (g_bgp_id == 0) {
+        return SR_ERR_OK;
+    }
+    for (size_t i = 0; call.input != nullptr && i < call.input_cnt; ++i) {
+        end = check_input(put_clear_input(query, call.input[i]));
+        if (end) {
+            return end;
+        }
+    }
+    query.clear_all = call.input_cnt == 0 ? 1 : 0;
+
+    constexpr const char *frame = "-------------in clear_ip_bgp_cb inData info -------------";
+    debug.line(frame);
+    debug.print("input_cnt:%d\n", static_cast<int>(call.input_cnt));
+    debug.print("inData.clear_all:%d\n", query.clear_all);
+    debug.print("inData.reconfig_type:%d\n", query.reconfig_type);
+    debug.print("inData.vrf_name:%.*s\n", QUERY_TEXT(query.address_family.vrf_name));
+    debug.line(frame);
+    debug.print("in [%s][%d]event= '%d'\n", rpc.function, rpc.trace, call.event);
+    return check_event(rpc, call);
+}
+
+constexpr Rpc<bgp_rpc_ip_bgp_evpn> evpn_rpc = {
+    "ip_bgp_evpn_cb", 2687, 2692, BGP_SUB_RPC_IP_BGP_EVPN, ip_bgp_evpn_output_parse, ask_evpn};
+constexpr Rpc<bgp_rpc_ip_bgp_info_input> info_rpc = {
+    "ip_bgp_info_cb", 2753, 2757, BGP_SUB_RPC_IP_BGP_INFO, ip_bgp_info_output_parse, ask_info};
+constexpr Rpc<bgp_rpc_ip_bgp_neighbor_input> neighbor_rpc = {
+    "ip_bgp_neighbor_cb",         2817,        2821, BGP_SUB_RPC_IP_BGP_NEIGHBOR,
+    ip_bgp_neighbor_output_parse, ask_neighbor};
+constexpr Rpc<bgp_rpc_ip_bgp_summary_input> summary_rpc = {
+    "ip_bgp_summary_cb",         2891,       2895, BGP_SUB_RPC_IP_BGP_SUMMARY,
+    ip_bgp_summary_output_parse, ask_summary};
+constexpr Rpc<bgp_rpc_clear_ip_bgp_input> clear_rpc = {
+    "clear_ip_bgp_cb", 3004, 3008, BGP_SUB_RPC_CLEAR_IP_BGP, nullptr, ask_clear};
+
 } // namespace
 
-int ip_bgp_evpn_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                   const size_t /*input_cnt*/, sr_event_t event, uint32_t /*request_id*/,
-                   sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    const char *function = __func__;
-    return run_call(session, path, [&]() -> int {
-        if (path == nullptr || session == nullptr || input == nullptr) {
-            report("inval arg!");
-            return SR_ERR_INVAL_ARG;
-        }
-        debug.print("in [%s][%d]path = %s,input[0].xpath = '%s'\n", function, 2687, path,
-                    input[0].xpath == nullptr ? "(null)" : input[0].xpath);
-        debug.print("in [%s][%d]event= '%d'\n", function, 2688, event);
-        int rc = check_event(function, 2692, event);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        bgp_rpc_ip_bgp_evpn query{};
-        rc = put_evpn_input(query, input[0]);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_EVPN, ip_bgp_evpn_output_parse,
-                            output, output_cnt);
-    });
-}
+// The callbacks of the RPCs differ in these descriptions alone.
+#define RPC_CALLBACK(callback, rpc)                                                                \
+    int callback(sr_session_ctx_t *session, const char *path, const sr_val_t *input,               \
+                 const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,                \
+                 sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {                 \
+        return run_call(rpc, {session, path, input, input_cnt, event, output, output_cnt});        \
+    }
 
-int ip_bgp_info_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                   const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
-                   sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    const char *function = __func__;
-    return run_call(session, path, [&]() -> int {
-        const int rc = begin_query(function, 2753, 2757, path, session, event, input_cnt);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        bgp_rpc_ip_bgp_info_input query{};
-        query.input_cnt = static_cast<uint32_t>(input_cnt);
-        debug.print("in [%s][%d]inData.input_cnt = %d\n", function, 2763, query.input_cnt);
-        if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_INFO)) {
-            return SR_ERR_INVALID_VALUE;
-        }
-        if (input_cnt == 0) {
-            query.ip_type = 1;
-            query.all = 1;
-        }
-        debug.print("in [%s][%d] vrf_name:%.*s ip_type:%d all:%d ipaddr:%.*s ipaddr_str:%.*s\n",
-                    function, 2773, QUERY_TEXT(query.vrf_name), query.ip_type, query.all,
-                    QUERY_TEXT(query.ipaddr), QUERY_TEXT(query.ipaddr_str));
-        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_INFO, ip_bgp_info_output_parse,
-                            output, output_cnt);
-    });
-}
-
-int ip_bgp_neighbor_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                       const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
-                       sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    const char *function = __func__;
-    return run_call(session, path, [&]() -> int {
-        int rc = begin_query(function, 2817, 2821, path, session, event, input_cnt);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        bgp_rpc_ip_bgp_neighbor_input query{};
-        rc = put_neighbor_input(query, input, input_cnt);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        debug.print("in inData.neighbor_addr:%.*s\n", QUERY_TEXT(query.neighbor_addr));
-        debug.print("in inData.all flag:%d\n", query.all);
-        debug.print("in inData.vrf_name:%.*s\n", QUERY_TEXT(query.vrf_name));
-        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_NEIGHBOR,
-                            ip_bgp_neighbor_output_parse, output, output_cnt);
-    });
-}
-
-int ip_bgp_summary_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                      const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
-                      sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    const char *function = __func__;
-    return run_call(session, path, [&]() -> int {
-        const int rc = begin_query(function, 2891, 2895, path, session, event, input_cnt);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        bgp_rpc_ip_bgp_summary_input query{};
-        query.input_cnt = static_cast<uint32_t>(input_cnt);
-        if (!inputs_fit(input, &query, BGP_SUB_RPC_IP_BGP_SUMMARY)) {
-            return SR_ERR_INVALID_VALUE;
-        }
-        query.all = 1;
-        debug.print("inData.all flag:%d\n", query.all);
-        return answer_query(function, query, BGP_SUB_RPC_IP_BGP_SUMMARY,
-                            ip_bgp_summary_output_parse, output, output_cnt);
-    });
-}
-
-int clear_ip_bgp_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
-                    const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,
-                    sr_val_t **output, size_t *output_cnt, void * /*private_data*/) {
-    const char *function = __func__;
-    return run_call(session, path, [&]() -> int {
-        int rc = check_arguments(path, session);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        refresh_bgp_id(session);
-        if (g_bgp_id == 0) {
-            return SR_ERR_OK;
-        }
-        bgp_rpc_clear_ip_bgp_input query{};
-        for (size_t i = 0; input != nullptr && i < input_cnt; ++i) {
-            rc = put_clear_input(query, input[i]);
-            if (rc != SR_ERR_OK) {
-                return rc;
-            }
-        }
-        query.clear_all = input_cnt == 0 ? 1 : 0;
-
-        constexpr const char *frame = "-------------in clear_ip_bgp_cb inData info -------------";
-        debug.line(frame);
-        debug.print("input_cnt:%d\n", static_cast<int>(input_cnt));
-        debug.print("inData.clear_all:%d\n", query.clear_all);
-        debug.print("inData.reconfig_type:%d\n", query.reconfig_type);
-        debug.print("inData.vrf_name:%.*s\n", QUERY_TEXT(query.address_family.vrf_name));
-        debug.line(frame);
-        debug.print("in [%s][%d]event= '%d'\n", function, 3004, event);
-        rc = check_event(function, 3008, event);
-        if (rc != SR_ERR_OK) {
-            return rc;
-        }
-        return answer_query(function, query, BGP_SUB_RPC_CLEAR_IP_BGP, nullptr, output, output_cnt);
-    });
-}
+RPC_CALLBACK(ip_bgp_evpn_cb, evpn_rpc)
+RPC_CALLBACK(ip_bgp_info_cb, info_rpc)
+RPC_CALLBACK(ip_bgp_neighbor_cb, neighbor_rpc)
+RPC_CALLBACK(ip_bgp_summary_cb, summary_rpc)
+RPC_CALLBACK(clear_ip_bgp_cb, clear_rpc)
 
 // --- Life cycle --------------------------------------------------------------
 

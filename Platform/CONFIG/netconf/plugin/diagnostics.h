@@ -15,6 +15,8 @@ class Diagnostics {
   public:
     explicit constexpr Diagnostics(const int &enabled) : enabled_(enabled) {}
 
+    bool enabled() const { return enabled_ != 0; }
+
     // Prints `text` as a whole line.
     void line(const char *text) const {
         if (enabled_ != 0) {

@@ -61,7 +61,7 @@ class OutputValues {
         if (value != nullptr) {
             value->data.*member = data;
         }
-        return value != nullptr || excess_ == Excess::drop;
+        return value != nullptr || !overflowed_;
     }
     // `type` is SR_STRING_T or SR_ENUM_T.
     bool add_text(const OutputXPath &entry, std::string_view leaf, Type type,
@@ -70,10 +70,13 @@ class OutputValues {
         if (value != nullptr) {
             value->data.string_val = join(text, {});
         }
-        return value != nullptr || excess_ == Excess::drop;
+        return value != nullptr || !overflowed_;
     }
 
     std::size_t count() const { return count_; }
+
+    // Whether a value was refused because there was no room for it.
+    bool overflowed() const { return overflowed_; }
 
     // Frees the copies of all values and starts again: for a reply that turns
     // out to be refused on the way.
@@ -92,6 +95,7 @@ class OutputValues {
     // The next value, with XPath and type set; NULL when the array is full.
     sr_val_t *next(const OutputXPath &entry, std::string_view leaf, Type type) {
         if (count_ == capacity_) {
+            overflowed_ = excess_ == Excess::refuse;
             return nullptr;
         }
         sr_val_t *value = &values_[count_++];
@@ -115,6 +119,7 @@ class OutputValues {
     sr_val_t *values_;
     std::size_t capacity_;
     Excess excess_;
+    bool overflowed_ = false;
     std::size_t count_ = 0;
 };
 

@@ -6,13 +6,33 @@
 #include "netconf_bgp_public.h"
 
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 // A field's type on the wire.
 enum class FieldType { text, byte, number16, number32 };
 
+template <typename Field>
+constexpr FieldType field_type() {
+    if (std::is_array_v<Field>) {
+        return FieldType::text;
+    }
+    switch (sizeof(Field)) {
+    case 1:
+        return FieldType::byte;
+    case 2:
+        return FieldType::number16;
+    default:
+        static_assert(std::is_same_v<std::remove_extent_t<Field>, char> ||
+                          std::is_same_v<Field, uint8_t> || std::is_same_v<Field, uint16_t> ||
+                          std::is_same_v<Field, uint32_t>,
+                      "a field of a reply is a text or an unsigned number");
+        return FieldType::number32;
+    }
+}
+
 // How a field becomes a leaf's value.
 enum class Publish {
-    never,
     as_it_is,    // a text as SR_STRING_T, a number as the unsigned type of its size
     as_number32, // a number of any size as SR_UINT32_T
     low_16_bits, // SR_UINT16_T, modulo 65536
@@ -32,7 +52,7 @@ struct ReplyField {
     std::size_t offset;
     std::size_t size;
     std::string_view leaf{}; // empty: not published
-    Publish publish = Publish::never;
+    Publish publish = Publish::as_it_is;
 };
 
 // A record and how it is traced.
@@ -42,175 +62,170 @@ struct ReplyRecord {
     int column; // width of the names
     const ReplyField *fields;
     std::size_t field_count;
-    std::size_t published_first = 0; // the row that publishing starts with, to come round to it
+    std::size_t published_first; // the row that publishing starts with, to come round to it
+
+    // How many leaves a record is published as, at most.
+    constexpr std::size_t leaves() const {
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < field_count; ++i) {
+            count += fields[i].leaf.empty() ? 0 : 1;
+        }
+        return count;
+    }
 };
 
-#define REPLY_FIELD(record, field) offsetof(record, field), sizeof(record::field)
+// Publishing starts with the leaf `first`, or with the first row.
+template <std::size_t count>
+constexpr ReplyRecord reply_record(const char *begin, const char *end, int column,
+                                   const ReplyField (&fields)[count], std::string_view first = {}) {
+    std::size_t row = 0;
+    while (!first.empty() && fields[row].leaf != first) {
+        ++row; // a leaf that there is not does not compile
+    }
+    return {begin, end, column, fields, count, row};
+}
 
-// --- Summary -------------------------------------------------------------------
+// What a row begins with: the name in the traces, which may have a prefix, and what the compiler
+// knows of the field.
+#define REPLY_FIELD(prefix, record, field)                                                         \
+    prefix #field, field_type<decltype(std::declval<record &>().field)>(),                         \
+        offsetof(record, field), sizeof(std::declval<record &>().field)
 
-#define BLOCK(field) REPLY_FIELD(bgp_rpc_ip_bgp_summary_output_neighbors, field)
+// --- Summary -----------------------------------------------------------------
+
+#define BLOCK(field) REPLY_FIELD("", bgp_rpc_ip_bgp_summary_output_neighbors, field)
 inline constexpr ReplyField summary_block_fields[] = {
-    {"as", FieldType::text, BLOCK(as), "as", Publish::as_it_is},
-    {"router_id", FieldType::text, BLOCK(router_id), "router-id", Publish::as_it_is},
-    {"version", FieldType::number32, BLOCK(version), "version", Publish::as_it_is},
-    {"as_path_number", FieldType::number32, BLOCK(as_path_number), "as-path-number",
-     Publish::as_it_is},
-    {"community_number", FieldType::number32, BLOCK(community_number), "community-number",
-     Publish::as_it_is},
-    {"neighbor_number", FieldType::number32, BLOCK(neighbor_number), "neighbor-number",
-     Publish::as_it_is},
+    {BLOCK(as), "as"},
+    {BLOCK(router_id), "router-id"},
+    {BLOCK(version), "version"},
+    {BLOCK(as_path_number), "as-path-number"},
+    {BLOCK(community_number), "community-number"},
+    {BLOCK(neighbor_number), "neighbor-number"},
 };
 #undef BLOCK
 
-#define ENTRY(field) REPLY_FIELD(bgp_rpc_ip_bgp_summary_output_entry, field)
+#define ENTRY(field) REPLY_FIELD("", bgp_rpc_ip_bgp_summary_output_entry, field)
 inline constexpr ReplyField summary_entry_fields[] = {
-    {"neighbor", FieldType::text, ENTRY(neighbor)},
-    {"version", FieldType::byte, ENTRY(version), "version", Publish::as_it_is},
-    {"AS", FieldType::text, ENTRY(AS), "AS", Publish::as_it_is},
-    {"msg_recvd", FieldType::number32, ENTRY(msg_recvd), "msg-recvd", Publish::as_it_is},
-    {"msg_send", FieldType::number32, ENTRY(msg_send), "msg-sent", Publish::as_it_is},
-    {"tblver", FieldType::number32, ENTRY(tblver), "tblver", Publish::as_it_is},
-    {"inq", FieldType::number32, ENTRY(inq), "inq", Publish::as_it_is},
-    {"outq", FieldType::number32, ENTRY(outq), "outq", Publish::as_it_is},
-    {"up_down", FieldType::text, ENTRY(up_down), "up-down", Publish::as_it_is},
-    {"state_pfxrcd", FieldType::text, ENTRY(state_pfxrcd), "state-pfxrcd", Publish::as_it_is},
+    {ENTRY(neighbor)},
+    {ENTRY(version), "version"},
+    {ENTRY(AS), "AS"},
+    {ENTRY(msg_recvd), "msg-recvd"},
+    {ENTRY(msg_send), "msg-sent"},
+    {ENTRY(tblver), "tblver"},
+    {ENTRY(inq), "inq"},
+    {ENTRY(outq), "outq"},
+    {ENTRY(up_down), "up-down"},
+    {ENTRY(state_pfxrcd), "state-pfxrcd"},
 };
 #undef ENTRY
 
-inline constexpr ReplyRecord summary_block = {
-    "ip_bgp_summary_output_parse neighbor information begin---------------",
-    "ip_bgp_summary_output_parse neighbor information end-----------------", 20,
-    summary_block_fields, sizeof summary_block_fields / sizeof *summary_block_fields};
-inline constexpr ReplyRecord summary_entry = {
+inline constexpr ReplyRecord summary_block =
+    reply_record("ip_bgp_summary_output_parse neighbor information begin---------------",
+                 "ip_bgp_summary_output_parse neighbor information end-----------------", 20,
+                 summary_block_fields);
+inline constexpr ReplyRecord summary_entry = reply_record(
     "ip_bgp_summary_output_parse entry information begin---------------",
-    "ip_bgp_summary_output_parse entry information end-----------------", 16, summary_entry_fields,
-    sizeof summary_entry_fields / sizeof *summary_entry_fields};
+    "ip_bgp_summary_output_parse entry information end-----------------", 16, summary_entry_fields);
 
-// --- Neighbour detail ----------------------------------------------------------
+// --- Neighbour detail --------------------------------------------------------
 
-#define PEER(field) REPLY_FIELD(bgp_rpc_ip_bgp_neighbor_output_neighbor, field)
+// remote-as carries 16 bits: clients of the module rely on it as it has always been.
+#define PEER(field) REPLY_FIELD("neighbor.", bgp_rpc_ip_bgp_neighbor_output_neighbor, field)
 inline constexpr ReplyField neighbor_peer_fields[] = {
-    {"neighbor.neighbor_addr", FieldType::text, PEER(neighbor_addr)},
-    {"neighbor.vrf_name", FieldType::text, PEER(vrf_name)},
-    {"neighbor.remote_as", FieldType::number32, PEER(remote_as), "remote-as", Publish::low_16_bits},
-    {"neighbor.local_as", FieldType::number32, PEER(local_as), "local-as", Publish::as_it_is},
-    {"neighbor.version", FieldType::number16, PEER(version), "version", Publish::as_number32},
-    {"neighbor.remote_router_id", FieldType::text, PEER(remote_router_id), "remote-router-id",
-     Publish::as_it_is},
-    {"neighbor.state", FieldType::text, PEER(state), "state", Publish::as_it_is},
-    {"neighbor.home_time", FieldType::number32, PEER(home_time), "hold-time", Publish::as_it_is},
-    {"neighbor.interval", FieldType::number32, PEER(interval), "interval", Publish::as_it_is},
-    {"neighbor.messages_in", FieldType::number32, PEER(messages_in), "messages-in",
-     Publish::as_it_is},
-    {"neighbor.notifications_in", FieldType::number32, PEER(notifications_in), "notifications-in",
-     Publish::as_it_is},
-    {"neighbor.queue_in", FieldType::number32, PEER(queue_in), "queue-in", Publish::as_it_is},
-    {"neighbor.messages_out", FieldType::number32, PEER(messages_out), "messages-out",
-     Publish::as_it_is},
-    {"neighbor.notifications_out", FieldType::number32, PEER(notifications_out),
-     "notifications-out", Publish::as_it_is},
-    {"neighbor.queue_out", FieldType::number32, PEER(queue_out), "queue-out", Publish::as_it_is},
-    {"neighbor.refresh_in", FieldType::number32, PEER(refresh_in), "refresh-in", Publish::as_it_is},
-    {"neighbor.refresh_out", FieldType::number32, PEER(refresh_out), "refresh-out",
-     Publish::as_it_is},
-    {"neighbor.adver_interval", FieldType::number32, PEER(adver_interval), "adver-interval",
-     Publish::as_it_is},
-    {"neighbor.update_source", FieldType::text, PEER(update_source), "update-source",
-     Publish::as_it_is},
-    {"neighbor.connection_established", FieldType::number32, PEER(connection_established),
-     "connection-established", Publish::as_it_is},
-    {"neighbor.connection_dropped", FieldType::number32, PEER(connection_dropped),
-     "connection-dropped", Publish::as_it_is},
-    {"neighbor.next_connect_timer", FieldType::number32, PEER(next_connect_timer),
-     "next-connect-timer", Publish::as_it_is},
-    {"neighbor.address_family_cnt", FieldType::number32, PEER(address_family_cnt)},
+    {PEER(neighbor_addr)},
+    {PEER(vrf_name)},
+    {PEER(remote_as), "remote-as", Publish::low_16_bits},
+    {PEER(local_as), "local-as"},
+    {PEER(version), "version", Publish::as_number32},
+    {PEER(remote_router_id), "remote-router-id"},
+    {PEER(state), "state"},
+    {PEER(home_time), "hold-time"},
+    {PEER(interval), "interval"},
+    {PEER(messages_in), "messages-in"},
+    {PEER(notifications_in), "notifications-in"},
+    {PEER(queue_in), "queue-in"},
+    {PEER(messages_out), "messages-out"},
+    {PEER(notifications_out), "notifications-out"},
+    {PEER(queue_out), "queue-out"},
+    {PEER(refresh_in), "refresh-in"},
+    {PEER(refresh_out), "refresh-out"},
+    {PEER(adver_interval), "adver-interval"},
+    {PEER(update_source), "update-source"},
+    {PEER(connection_established), "connection-established"},
+    {PEER(connection_dropped), "connection-dropped"},
+    {PEER(next_connect_timer), "next-connect-timer"},
+    {PEER(address_family_cnt)},
 };
 #undef PEER
 
-// remote-as carries 16 bits and mask is always 0: clients of the module rely on
-// both as they have always been.
-#define FAMILY(field) REPLY_FIELD(bgp_rpc_ip_bgp_neighbor_output_addrsss_family, field)
+// mask is always 0: clients of the module rely on it as it has always been.
+#define FAMILY(field) REPLY_FIELD("entry.", bgp_rpc_ip_bgp_neighbor_output_addrsss_family, field)
 inline constexpr ReplyField neighbor_family_fields[] = {
-    {"entry.address_family.afi", FieldType::number32,
-     offsetof(bgp_rpc_ip_bgp_neighbor_output_addrsss_family, address_family.afi),
-     sizeof(address_family_val::afi)},
-    {"entry.address_family.safi", FieldType::number32,
-     offsetof(bgp_rpc_ip_bgp_neighbor_output_addrsss_family, address_family.safi),
-     sizeof(address_family_val::safi)},
-    {"entry.table_version", FieldType::number32, FAMILY(table_version), "table-version",
-     Publish::as_it_is},
-    {"entry.neighbor_version", FieldType::number32, FAMILY(neighbor_version), "neighbor-version",
-     Publish::as_it_is},
-    {"entry.index", FieldType::number32, FAMILY(index), "index", Publish::as_it_is},
-    {"entry.offset", FieldType::byte, FAMILY(offset), "offset", Publish::as_it_is},
-    {"entry.mask", FieldType::byte, FAMILY(mask), "mask", Publish::zero_byte},
-    {"entry.route_reflector_client", FieldType::byte, FAMILY(route_reflector_client),
-     "route-reflector-client", Publish::boolean},
-    {"entry.community_attribute", FieldType::byte, FAMILY(community_attribute),
-     "community-attribute", Publish::boolean},
-    {"entry.prefix_accepted_statis", FieldType::number32, FAMILY(prefix_accepted_statis),
-     "prefix-accepted-statis", Publish::as_it_is},
-    {"entry.prefix_announced_statis", FieldType::number32, FAMILY(prefix_announced_statis),
-     "prefix-announced-statis", Publish::as_it_is},
+    {FAMILY(address_family.afi)},
+    {FAMILY(address_family.safi)},
+    {FAMILY(table_version), "table-version"},
+    {FAMILY(neighbor_version), "neighbor-version"},
+    {FAMILY(index), "index"},
+    {FAMILY(offset), "offset"},
+    {FAMILY(mask), "mask", Publish::zero_byte},
+    {FAMILY(route_reflector_client), "route-reflector-client", Publish::boolean},
+    {FAMILY(community_attribute), "community-attribute", Publish::boolean},
+    {FAMILY(prefix_accepted_statis), "prefix-accepted-statis"},
+    {FAMILY(prefix_announced_statis), "prefix-announced-statis"},
 };
 #undef FAMILY
 
-inline constexpr ReplyRecord neighbor_peer = {
-    "ip_bgp_neighbor_output_parse neighbor information begin--------------",
-    "ip_bgp_neighbor_output_parse neighbor information end----------------", 32,
-    neighbor_peer_fields, sizeof neighbor_peer_fields / sizeof *neighbor_peer_fields};
-inline constexpr ReplyRecord neighbor_family = {
-    "ip_bgp_neighbor_output_parse entry information begin--------------",
-    "ip_bgp_neighbor_output_parse entry information end----------------", 32,
-    neighbor_family_fields, sizeof neighbor_family_fields / sizeof *neighbor_family_fields};
+inline constexpr ReplyRecord neighbor_peer =
+    reply_record("ip_bgp_neighbor_output_parse neighbor information begin--------------",
+                 "ip_bgp_neighbor_output_parse neighbor information end----------------", 32,
+                 neighbor_peer_fields);
+inline constexpr ReplyRecord neighbor_family =
+    reply_record("ip_bgp_neighbor_output_parse entry information begin--------------",
+                 "ip_bgp_neighbor_output_parse entry information end----------------", 32,
+                 neighbor_family_fields);
 
-// --- Route information ---------------------------------------------------------
+// --- Route information -------------------------------------------------------
 
-#define TABLE(field) REPLY_FIELD(bgp_rpc_ip_bgp_info_output_public, field)
+#define TABLE(field) REPLY_FIELD("", bgp_rpc_ip_bgp_info_output_public, field)
 inline constexpr ReplyField info_table_fields[] = {
-    {"version", FieldType::number32, TABLE(version), "version", Publish::as_it_is},
-    {"router_id", FieldType::text, TABLE(router_id), "router-id", Publish::as_it_is},
-    {"prefix_number", FieldType::number32, TABLE(prefix_number), "prefix-number",
-     Publish::as_it_is},
+    {TABLE(version), "version"},
+    {TABLE(router_id), "router-id"},
+    {TABLE(prefix_number), "prefix-number"},
 };
 #undef TABLE
 
-#define NETWORK(field) REPLY_FIELD(bgp_rpc_ip_bgp_info_output_entry, field)
+#define NETWORK(field) REPLY_FIELD("", bgp_rpc_ip_bgp_info_output_entry, field)
 inline constexpr ReplyField info_network_fields[] = {
-    {"network", FieldType::text, NETWORK(network)},
-    {"mask_len", FieldType::number16, NETWORK(mask_len), "mask-len", Publish::as_it_is},
-    {"nextop_num", FieldType::number32, NETWORK(nextop_num)},
+    {NETWORK(network)},
+    {NETWORK(mask_len), "mask-len"},
+    {NETWORK(nextop_num)},
 };
 #undef NETWORK
 
-#define HOP(field) REPLY_FIELD(bgp_rpc_ip_bgp_info_next_hop_output_entry, field)
+#define HOP(field) REPLY_FIELD("", bgp_rpc_ip_bgp_info_next_hop_output_entry, field)
 inline constexpr ReplyField info_next_hop_fields[] = {
-    {"nexthop", FieldType::text, HOP(nexthop)},
-    {"metric", FieldType::text, HOP(metric)},
-    {"loc_prf", FieldType::number32, HOP(loc_prf), "loc-prf", Publish::unless_zero},
-    {"weight", FieldType::number32, HOP(weight), "weight", Publish::as_it_is},
-    {"path", FieldType::text, HOP(path)},
-    {"valid_flag", FieldType::byte, HOP(valid_flag), "valid-flag", Publish::valid},
-    {"select_flag", FieldType::byte, HOP(select_flag), "select-flag", Publish::best},
-    {"source_type", FieldType::byte, HOP(source_type), "source-type", Publish::source},
+    {HOP(nexthop)},
+    {HOP(metric)},
+    {HOP(loc_prf), "loc-prf", Publish::unless_zero},
+    {HOP(weight), "weight"},
+    {HOP(path)},
+    {HOP(valid_flag), "valid-flag", Publish::valid},
+    {HOP(select_flag), "select-flag", Publish::best},
+    {HOP(source_type), "source-type", Publish::source},
 };
 #undef HOP
 
-inline constexpr ReplyRecord info_table = {
+inline constexpr ReplyRecord info_table = reply_record(
     "ip_bgp_info_output_parse network information begin--------------",
-    "ip_bgp_info_output_parse network information end----------------", 26, info_table_fields,
-    sizeof info_table_fields / sizeof *info_table_fields};
-inline constexpr ReplyRecord info_network = {
+    "ip_bgp_info_output_parse network information end----------------", 26, info_table_fields);
+inline constexpr ReplyRecord info_network = reply_record(
     "ip_bgp_info_output_parse entry information begin------------",
-    "ip_bgp_info_output_parse entry information end--------------", 26, info_network_fields,
-    sizeof info_network_fields / sizeof *info_network_fields};
-inline constexpr ReplyRecord info_next_hop = {
-    "ip_bgp_info_output_parse next-hop information begin------------",
-    "ip_bgp_info_output_parse next-hop information end--------------",
-    26,
-    info_next_hop_fields,
-    sizeof info_next_hop_fields / sizeof *info_next_hop_fields,
-    /*published_first=*/5}; // the flags come before the numbers
+    "ip_bgp_info_output_parse entry information end--------------", 26, info_network_fields);
+inline constexpr ReplyRecord info_next_hop =
+    reply_record("ip_bgp_info_output_parse next-hop information begin------------",
+                 "ip_bgp_info_output_parse next-hop information end--------------", 26,
+                 info_next_hop_fields, "valid-flag");
+
+#undef REPLY_FIELD
 
 #endif
