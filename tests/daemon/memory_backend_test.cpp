@@ -4,6 +4,7 @@
 #include "settings.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 #include <utility>

@@ -3,6 +3,7 @@
 #include "records.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <limits>
 #include <ostream>

@@ -5,8 +5,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <fstream>
+#include <ostream>
 #include <stdexcept>
 
 using configd::State;
@@ -56,6 +58,8 @@ TEST(State, CutsATextToItsField) {
 struct BadState {
     const char *document;
     const char *error;
+
+    friend void PrintTo(const BadState &state, std::ostream *out) { *out << state.document; }
 };
 
 class BadStateTest : public testing::TestWithParam<BadState> {};

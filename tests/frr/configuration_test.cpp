@@ -6,8 +6,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <map>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,6 +57,8 @@ ScriptedVty running_bgpd() {
 struct StatusCase {
     int status;
     std::int32_t code;
+
+    friend void PrintTo(const StatusCase &row, std::ostream *out) { *out << row.status; }
 };
 
 class StatusTest : public testing::TestWithParam<StatusCase> {};
@@ -136,6 +140,8 @@ struct RefusedMessage {
     const char *name;
     Message message;
     std::int32_t code;
+
+    friend void PrintTo(const RefusedMessage &row, std::ostream *out) { *out << row.name; }
 };
 
 Message description(const char *text, std::int32_t op = set) {

@@ -6,8 +6,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -31,7 +33,7 @@ class FrrBackendTest : public testing::Test {
         REQUIRE_BGPD();
         speaker = std::make_unique<Speaker>();
         backend = std::make_unique<FrrBackend>(speaker->vty_socket(),
-                                               std::vector<std::string>{"timers bgp 1 3"});
+                                               std::vector<std::string>{"timers bgp 3 30"});
     }
 
     void apply(const std::vector<Message> &messages) {
@@ -73,7 +75,7 @@ TEST_F(FrrBackendTest, HoldsTheInstanceWithItsBaselineUntilItIsDeleted) {
     apply({as_message(set, as)});
     for (const char *line :
          {"router bgp 100", "no bgp ebgp-requires-policy", "no bgp network import-check",
-          "no bgp default ipv4-unicast", "timers bgp 1 3"}) {
+          "no bgp default ipv4-unicast", "timers bgp 3 30"}) {
         EXPECT_TRUE(speaker->has_line(line)) << line << speaker->running_config();
     }
     apply({as_message(set, as), as_message(erase, as), as_message(erase, as)});
@@ -99,6 +101,8 @@ struct LineCase {
     Message erase_message;
     const char *block;
     const char *line;
+
+    friend void PrintTo(const LineCase &row, std::ostream *out) { *out << row.name; }
 };
 
 template <typename Build>

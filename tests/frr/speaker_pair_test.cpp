@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <future>
@@ -41,7 +42,7 @@ Lines instance(std::uint32_t as, const char *router_id) {
             "no bgp ebgp-requires-policy",
             "no bgp network import-check",
             "coalesce-time 0",
-            "timers bgp 1 3"};
+            "timers bgp 3 30"};
 }
 
 Message summary_query() {
@@ -157,8 +158,8 @@ TEST_F(SpeakerPairTest, SummaryNeighboursAndRoutesShowTheSession) {
     const auto &[neighbor, families] = neighbors.peers[0];
     EXPECT_STREQ(neighbor.remote_router_id, "192.0.2.2");
     EXPECT_EQ(neighbor.remote_as, 65002U);
-    EXPECT_EQ(neighbor.home_time, 3U);
-    EXPECT_EQ(neighbor.interval, 1U);
+    EXPECT_EQ(neighbor.home_time, 30U);
+    EXPECT_EQ(neighbor.interval, 3U);
     EXPECT_GT(neighbor.messages_in, 0U);
     ASSERT_EQ(families.size(), 2U);
     EXPECT_EQ(families[0].prefix_accepted_statis, 2U);

@@ -10,6 +10,8 @@
 #include "reply_room.h"
 #include "targets.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstring>
 #include <sstream>
 #include <string>

@@ -2,6 +2,8 @@
 
 #include "session.h"
 
+#include <nlohmann/json.hpp>
+
 #include <sysrepo/values.h>
 
 #include <algorithm>

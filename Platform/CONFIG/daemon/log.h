@@ -5,7 +5,7 @@
 #include "handler.h"
 #include "server.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <ostream>

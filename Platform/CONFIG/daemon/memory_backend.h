@@ -5,6 +5,8 @@
 #include "backend.h"
 #include "state.h"
 
+#include <nlohmann/json.hpp>
+
 #include <string>
 #include <utility>
 

@@ -4,7 +4,7 @@
 
 #include "netconf_bgp_public.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstddef>
 #include <cstdint>

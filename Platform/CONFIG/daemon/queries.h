@@ -6,7 +6,7 @@
 #include "message.h"
 #include "state.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace configd {
 

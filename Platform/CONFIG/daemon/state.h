@@ -5,7 +5,7 @@
 #include "netconf_bgp_public.h"
 #include "reply_payload.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <map>

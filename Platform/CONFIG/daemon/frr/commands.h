@@ -4,7 +4,7 @@
 
 #include "frr/families.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <string>

@@ -6,7 +6,7 @@
 #include "frr/configuration.h"
 #include "frr/vty.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <mutex>
 #include <set>

@@ -2,7 +2,7 @@
 #ifndef CONFIGD_FRR_RUNNING_CONFIG_H
 #define CONFIGD_FRR_RUNNING_CONFIG_H
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <string>

@@ -7,6 +7,7 @@
 #include "relay.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
