@@ -2,8 +2,8 @@
 // hosts with the comparison plug-in. Each host has a datastore and a client in a
 // process of its own; the clients take turns.
 #include "datastore.h"
+#include "namespaces.h"
 #include "netconf_bgp_public.h"
-#include "private_network.h"
 #include "recording_daemon.h"
 #include "replies.h"
 #include "side_by_side.h"
@@ -288,7 +288,7 @@ int main(int argc, char **argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    support::enter_private_network();
+    support::enter_namespaces();
     stage = std::make_unique<Stage>();
     register_benchmarks();
     benchmark::RunSpecifiedBenchmarks();

@@ -1,5 +1,5 @@
 // Every benchmark program: its own network first, then the benchmarks.
-#include "private_network.h"
+#include "namespaces.h"
 
 #include <benchmark/benchmark.h>
 
@@ -11,7 +11,7 @@ int main(int argc, char **argv) {
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
     mallopt(M_TOP_PAD, 1 << 20);
-    support::enter_private_network();
+    support::enter_namespaces();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;

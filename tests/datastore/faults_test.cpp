@@ -853,7 +853,7 @@ std::vector<Row> Faults::table = {{"Fault", "Client saw", "Survived"}};
 TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
     const Fault &fault = GetParam();
     if (fault.loses_values && Host::is_sanitized()) {
-        GTEST_SKIP() << "the values written before the fault stay behind, as they must";
+        GTEST_SKIP() << "by design: the values written before the fault stay behind, as they must";
     }
     take(fault.before);
     ASSERT_FALSE(HasFatalFailure());

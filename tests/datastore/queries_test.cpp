@@ -241,7 +241,7 @@ INSTANTIATE_TEST_SUITE_P(Neighbors, ManyQueriesOnDatastore, testing::Values(0U, 
 
 TEST_P(ManyQueriesOnDatastore, LeaveMemoryAndDescriptorsWhereTheyWere) {
     if (Host::is_sanitized()) {
-        GTEST_SKIP() << "the sanitizers keep what was freed, and find leaks themselves";
+        GTEST_SKIP() << "by design: the sanitizers keep what was freed, and find leaks themselves";
     }
     // Every call that fails after its first values would leave these behind, an
     // unknown address family's; the calls here all succeed.

@@ -40,6 +40,18 @@ class TraceOnHost : public testing::Test {
                   0);
     }
 
+    // What the host prints until the text is there, which has to come before its end.
+    std::string printed_up_to(const std::string &text) {
+        std::string output;
+        while (output.find(text) == std::string::npos) {
+            if (!host.process().read_more(output)) {
+                ADD_FAILURE() << "not printed: " << text;
+                break;
+            }
+        }
+        return output;
+    }
+
     Datastore datastore;
     RecordingDaemon daemon;
     Host host{datastore};
@@ -51,17 +63,11 @@ TEST_F(TraceOnHost, LinesComeWhileASwitchIsOnAndAtOnce) {
     EXPECT_EQ(trace(pid, {"on"}).exit_code, 0);
     edit(2);
     // The lines have left the host while it runs on.
-    std::string line;
-    while (line.find("as:2 bgp_as.op:1") == std::string::npos) {
-        line = host.process().read_line();
-        EXPECT_THAT(line, Not(HasSubstr("as:1 ")));
-        EXPECT_THAT(line, Not(HasSubstr("sendAndGetResponseCode")));
-    }
+    EXPECT_THAT(printed_up_to("as:2 bgp_as.op:1"),
+                AllOf(Not(HasSubstr("as:1 ")), Not(HasSubstr("sendAndGetResponseCode"))));
     EXPECT_EQ(trace(pid, {"on", "--transport"}).exit_code, 0);
     edit(3);
-    while (line.find("sendAndGetResponseCode:res is 0") == std::string::npos) {
-        line = host.process().read_line();
-    }
+    printed_up_to("sendAndGetResponseCode:res is 0");
     EXPECT_EQ(trace(pid, {"off"}).exit_code, 0);
     edit(4);
     host.terminate();
@@ -102,7 +108,7 @@ TEST_F(TraceOnHost, ErrorsSayWhatIsWrong) {
 
 TEST_F(TraceOnHost, SeveralProcessesAskForOneToBeNamed) {
     if (Host::is_sanitized()) {
-        GTEST_SKIP() << "a sanitized plug-in loads into the sanitized host alone";
+        GTEST_SKIP() << "by design: a sanitized plug-in loads into the sanitized host alone";
     }
     // Another process with the plug-in in it.
     const support::Process second(

@@ -19,8 +19,8 @@
 #include <vector>
 
 using support::Datastore;
-using support::Host;
 using support::element;
+using support::Host;
 using support::Process;
 using support::router_bgp;
 using testing::ContainsRegex;
@@ -83,7 +83,7 @@ class EndToEndTest : public testing::Test {
         daemon.emplace(BGP_CONFIGD, std::vector<std::string>{
                                         "--backend", "frr", "--vty-socket", ours->vty_socket(),
                                         "--frr-line", "bgp allow-martian-nexthop", "--frr-line",
-                                        "coalesce-time 0", "--frr-line", "timers bgp 1 3"});
+                                        "coalesce-time 0", "--frr-line", "timers bgp 3 30"});
         ASSERT_THAT(daemon->read_line(), HasSubstr("listening"));
         host.emplace(*datastore);
     }
@@ -93,7 +93,7 @@ class EndToEndTest : public testing::Test {
         peer->configure(
             {"router bgp 65002", "bgp router-id 192.0.2.2", "no bgp ebgp-requires-policy",
              "no bgp network import-check", "bgp allow-martian-nexthop", "coalesce-time 0",
-             "timers bgp 1 3", "neighbor 127.0.0.1 remote-as 65001",
+             "timers bgp 3 30", "neighbor 127.0.0.1 remote-as 65001",
              fmt::format("neighbor 127.0.0.1 port {}", Speaker::port),
              "neighbor 127.0.0.1 update-source 127.0.0.2", "neighbor 127.0.0.1 timers connect 1",
              "address-family ipv4 unicast", "network 198.51.100.0/24", "exit-address-family",

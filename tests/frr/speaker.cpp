@@ -67,8 +67,11 @@ void Speaker::stop() {
     // No child of this process: its end shows on a descriptor.
     const configd::FileDescriptor handle{static_cast<int>(syscall(SYS_pidfd_open, pid_, 0))};
     kill(pid_, SIGKILL);
-    pollfd end{handle.get(), POLLIN, 0};
-    poll(&end, 1, -1);
+    // None is to be had for a process that has ended already.
+    if (handle.get() >= 0) {
+        pollfd end{handle.get(), POLLIN, 0};
+        poll(&end, 1, -1);
+    }
     pid_ = 0;
 }
 

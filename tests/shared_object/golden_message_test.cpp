@@ -93,6 +93,22 @@ class SharedObject {
     void *handle_;
 };
 
+// What the variables are that the host may see, before anything else of this program has loaded
+// the plug-in: it stays in memory, and its variables with it.
+const std::vector<int> variables_at_load = [] {
+    const SharedObject plugin;
+    std::vector<int> values{
+        static_cast<int>(*static_cast<std::uint32_t *>(plugin.find("g_bgp_id")))};
+    for (const char *name : {"debug_bgp", "com_printf_flag", "bgp_nc", "netconf_plugin_context"}) {
+        values.push_back(*static_cast<int *>(plugin.find(name)));
+    }
+    return values;
+}();
+
+TEST(SharedObject, SwitchesAndVariablesAreZeroAtLoad) {
+    EXPECT_EQ(variables_at_load, std::vector<int>(5, 0));
+}
+
 // One daemon for all tests: the plug-in connects for its configuration once.
 class GoldenMessage : public testing::Test {
   protected:

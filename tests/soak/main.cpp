@@ -4,7 +4,7 @@
 #include "configuration.h"
 #include "datastore.h"
 #include "edits.h"
-#include "private_network.h"
+#include "namespaces.h"
 #include "process.h"
 #include "session.h"
 
@@ -381,8 +381,8 @@ int main(int argc, char **argv) try {
     Options options;
     add_options(app, options);
     CLI11_PARSE(app, argc, argv);
+    support::enter_namespaces();
     end_on_signals();
-    support::enter_private_network();
     fmt::print("seed {}\n", options.seed);
     return Soak(options).run() ? EXIT_SUCCESS : EXIT_FAILURE;
 } catch (const std::exception &error) {

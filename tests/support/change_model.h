@@ -590,6 +590,8 @@ struct ModelledCallback {
     std::vector<const char *> keys;
     int (*model)(ChangeModel &model);
     std::vector<int> codes; // that it sends
+
+    friend void PrintTo(const ModelledCallback &row, std::ostream *out) { *out << row.name; }
 };
 
 // The callbacks whose settings need an AS number.

@@ -11,11 +11,6 @@
 #include <stdexcept>
 #include <system_error>
 
-// The sanitizers' library, when the plug-in is built with them.
-#ifndef SANITIZER_RUNTIME
-#define SANITIZER_RUNTIME ""
-#endif
-
 namespace support {
 
 namespace fs = std::filesystem;
@@ -23,6 +18,17 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char *module_name = "orv_bgp";
+
+// The environment may name another build of the plug-in, and the sanitizers' library, when that one
+// is built with them.
+const char *from_environment(const char *name, const char *otherwise) {
+    const char *value = std::getenv(name);
+    return value == nullptr ? otherwise : value;
+}
+
+const char *sanitizer_runtime() {
+    return from_environment("SANITIZER_RUNTIME", "");
+}
 
 // The last registration: once sysrepo lists it, all are made.
 constexpr const char *last_registration = "clear-ip-bgp";
@@ -43,13 +49,12 @@ fs::path reports_of(const Datastore &datastore) {
 // all else, and write what they find to files of their own.
 std::vector<std::string> host_variables(const std::vector<std::string> &preloads,
                                         const fs::path &reports) {
-    std::string libraries = SANITIZER_RUNTIME;
+    std::string libraries = sanitizer_runtime();
     for (const std::string &library : preloads) {
         libraries += " " + library;
     }
-    const char *given = std::getenv("ASAN_OPTIONS");
     const std::string log = "log_path=" + reports.string();
-    std::string options = (given == nullptr ? "" : given) + (":" + log);
+    std::string options = from_environment("ASAN_OPTIONS", "") + (":" + log);
     if (!preloads.empty()) {
         // What is preloaded may stand in for a variable of the plug-in's.
         options += ":detect_odr_violation=0";
@@ -70,7 +75,7 @@ std::string element(const std::string &name, const std::string &content) {
     return "<" + name + ">" + content + "</" + name + ">";
 }
 
-Datastore::Datastore() : Datastore(ORV_BGP_PLUGIN) {}
+Datastore::Datastore() : Datastore(from_environment("ORV_BGP_PLUGIN", ORV_BGP_PLUGIN)) {}
 
 Datastore::Datastore(const fs::path &plugin) {
     std::string name = (fs::temp_directory_path() / "orv_bgp_XXXXXX").string();
@@ -92,7 +97,7 @@ Datastore::~Datastore() {
     std::error_code ignored;
     fs::remove_all(directory_, ignored);
     for (const auto &file : fs::directory_iterator("/dev/shm", ignored)) {
-        if (file.path().filename().string().rfind(prefix_, 0) == 0) {
+        if (file.path().filename().string().rfind(prefix_ + "_", 0) == 0) {
             fs::remove(file.path(), ignored);
         }
     }
@@ -159,7 +164,7 @@ std::unique_ptr<Process> Host::start(const Datastore &datastore,
 }
 
 bool Host::is_sanitized() {
-    return *SANITIZER_RUNTIME != '\0';
+    return *sanitizer_runtime() != '\0';
 }
 
 Host::~Host() {

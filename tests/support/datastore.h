@@ -34,7 +34,7 @@ class Datastore {
     Outcome edit(const std::string &xml) const;
 
     // The same without waiting for the client's end. It gives up after `seconds`.
-    std::unique_ptr<Process> start_edit(const std::string &xml, int seconds = 5) const;
+    std::unique_ptr<Process> start_edit(const std::string &xml, int seconds = 60) const;
 
     // Calls an RPC with sysrepocfg; the output is the RPC's, as XML.
     Outcome call(const std::string &xml, int seconds = 60) const;

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <ostream>
 #include <vector>
 
 namespace {
@@ -90,6 +91,8 @@ class GlobleChange : public support::ChangeCallbackTest {
 struct Setting {
     const Leaf *leaf;
     const char *address; // of the neighbour; nullptr: a setting of the instance
+
+    friend void PrintTo(const Setting &setting, std::ostream *out) { *out << setting.leaf->node; }
 };
 
 std::string setting_name(const testing::TestParamInfo<Setting> &test) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <climits>
 #include <functional>
+#include <ostream>
 #include <random>
 #include <string_view>
 
@@ -629,6 +630,8 @@ struct Source {
     const Parser *parser;
     std::string (*any)(Chance &chance);
     const char *name;
+
+    friend void PrintTo(const Source &source, std::ostream *out) { *out << source.name; }
 };
 
 class RandomReply : public HostileReply, public testing::WithParamInterface<Source> {

@@ -110,11 +110,4 @@ TEST_F(Lifecycle, CleanUpUnsubscribesWhatTheHostPasses) {
     EXPECT_EQ(sysrepo().unsubscribed, std::vector<void *>{nullptr});
 }
 
-TEST_F(Lifecycle, SwitchesAndVariablesAreZeroAtLoad) {
-    EXPECT_EQ(debug_bgp, 0);
-    EXPECT_EQ(com_printf_flag, 0);
-    EXPECT_EQ(bgp_nc, 0);
-    EXPECT_EQ(g_bgp_id, 0U);
-}
-
 } // namespace

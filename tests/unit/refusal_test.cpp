@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -271,6 +272,8 @@ struct Call {
     const char *path;
     sr_rpc_cb callback;
     int sub_mod;
+
+    friend void PrintTo(const Call &call, std::ostream *out) { *out << call.path; }
 };
 constexpr Call calls[] = {
     {"/orv_bgp:ip-bgp-evpn", ip_bgp_evpn_cb, 18},

@@ -15,6 +15,7 @@ namespace {
 class ScriptedSysrepo : public testing::Test {
   protected:
     void SetUp() override {
+        scripted::reset();
         library_ = dlopen("libsysrepo.so.5", RTLD_NOW | RTLD_LOCAL);
         if (library_ == nullptr) {
             GTEST_SKIP() << "no sysrepo library for this architecture: " << dlerror();

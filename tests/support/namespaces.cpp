@@ -1,0 +1,113 @@
+#include "namespaces.h"
+
+#include <fcntl.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <system_error>
+
+namespace support {
+
+namespace {
+
+constexpr int own = CLONE_NEWNET | CLONE_NEWNS | CLONE_NEWPID;
+
+void must(bool is_done, const char *what) {
+    if (!is_done) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+}
+
+// Becomes root of a user namespace, which may create the others.
+bool unshare_as_root_of_a_user_namespace() {
+    const auto uid = std::to_string(geteuid());
+    const auto gid = std::to_string(getegid());
+    if (unshare(CLONE_NEWUSER | own) != 0) {
+        return false;
+    }
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1";
+    std::ofstream("/proc/self/gid_map") << "0 " << gid << " 1";
+    return true;
+}
+
+void bring_up_loopback() {
+    const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
+    ifreq request{};
+    std::strcpy(request.ifr_name, "lo");
+    request.ifr_flags = IFF_UP | IFF_RUNNING;
+    const int result = ioctl(descriptor, SIOCSIFFLAGS, &request);
+    close(descriptor);
+    must(result == 0, "bringing up loopback");
+}
+
+void make_own_files() {
+    must(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "keeping mounts private");
+    // Whoever builds below /tmp is to find it there.
+    const bool is_built_in_tmp =
+        std::filesystem::read_symlink("/proc/self/exe").string().rfind("/tmp/", 0) == 0;
+    const char *temporary_files = is_built_in_tmp ? "/var/tmp" : "/tmp";
+    for (const char *directory : {"/dev/shm", temporary_files}) {
+        must(mount("tmpfs", directory, "tmpfs", 0, "mode=1777") == 0, directory);
+    }
+    setenv("TMPDIR", temporary_files, 1);
+}
+
+pid_t child;
+
+// Forks. Returns in the child, which is killed when its parent ends. The parent stays until the
+// child has ended, takes in whatever other processes it inherits, and ends as the child did.
+void go_on_in_child() {
+    child = fork();
+    must(child >= 0, "fork");
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        return;
+    }
+    // Who asks for an end means the child, which an interrupt from the terminal reaches anyway.
+    signal(SIGINT, SIG_IGN);
+    signal(SIGTERM, [](int number) { kill(child, number); });
+    int status = 0;
+    while (wait(&status) != child) {
+    }
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+}
+
+// The descriptor stays open: the lock ends with the process.
+void take_port_lock() {
+    const auto path = std::filesystem::temp_directory_path() / "orv_bgp_port_8888.lock";
+    const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    must(descriptor >= 0 && flock(descriptor, LOCK_EX) == 0, "taking the lock for port 8888");
+}
+
+} // namespace
+
+void enter_namespaces() {
+    if (unshare(own) != 0 && !unshare_as_root_of_a_user_namespace()) {
+        take_port_lock();
+        return;
+    }
+    bring_up_loopback();
+    make_own_files();
+    // The first child is the namespace's init, which the kernel spares signals that others end by;
+    // the second one is an ordinary process.
+    go_on_in_child();
+    must(mount("proc", "/proc", "proc", 0, nullptr) == 0, "mounting /proc");
+    go_on_in_child();
+}
+
+} // namespace support
