@@ -1,6 +1,6 @@
 # Each of these sets up the machine first (scripts/install-dependencies).
 
-.PHONY: build run test faults bench fuzz soak coverage package figures format clean
+.PHONY: build run check test proof faults bench fuzz soak coverage package figures format clean
 
 # Builds everything with g++.
 build: setup
@@ -9,22 +9,26 @@ build: setup
 
 # Shows the plug-in at work on a private datastore; KEEP=1 leaves it running,
 # BACKEND=frr manages a real BGP speaker.
-run: build
-	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/release $(if $(KEEP),--keep)
+run:
+	scripts/install-dependencies --for-demo $(if $(filter frr,$(BACKEND)),--for-frr)
+	cmake --preset demo
+	cmake --build --preset demo
+	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/demo $(if $(KEEP),--keep)
 
-# Builds with g++ and, under its sanitizers, with clang, then runs every test; the
-# unit tests also under the sanitizers of g++, on emulated big-endian targets and
-# under valgrind.
-test: build
-	cmake --preset sanitize
-	cmake --build --preset sanitize
-	ctest --preset sanitize
-	cmake --preset sanitize-gcc
-	cmake --build --preset sanitize-gcc
-	ctest --preset sanitize-gcc
+# The inner loop: unit, shared-object and daemon tests, format, links, module, exports.
+check: setup
+	scripts/run-tests check
+
+# All that shows behaviour, the plug-in under sanitizers, and a big-endian machine.
+test:
 	scripts/install-dependencies --for-tests
-	scripts/test-big-endian s390x powerpc
-	ctest --preset release
+	scripts/run-tests test
+
+# What takes longer: second machines, valgrind, threads, static analysis, packages, a soak, fuzzing.
+# REQUIRE_ALL=1 takes for a failure what this machine lacks the means to run, here and in `test`.
+proof:
+	scripts/install-dependencies --for-proof
+	scripts/run-tests proof
 
 # Lets things go wrong outside the plug-in and prints for each what the client saw
 # of it and what survived.
@@ -42,12 +46,12 @@ fuzz: setup
 
 # Builds the Debian packages into build/packages.
 package: setup
-	scripts/install-dependencies --for-tests
+	scripts/install-dependencies --for-proof
 	scripts/build-package build/packages
 
 # Which lines and branches of the plug-in the unit tests reach.
 coverage: setup
-	scripts/install-dependencies --for-tests
+	scripts/install-dependencies --for-coverage
 	scripts/coverage
 
 # Random edits and calls for MINUTES, 30 without it; SEED=n repeats the edits of a run.
