@@ -5,7 +5,7 @@
 # headers that are wanted are linked into a directory of their own.
 set(staged ${PROJECT_BINARY_DIR}/include)
 file(MAKE_DIRECTORY ${staged})
-foreach(header sysrepo.h sysrepo libyang nlohmann fmt CLI)
+foreach(header sysrepo.h sysrepo libyang nlohmann fmt CLI asio)
   file(CREATE_LINK /usr/include/${header} ${staged}/${header} SYMBOLIC)
 endforeach()
 

@@ -51,6 +51,8 @@ Process::Process(const std::string &program, std::vector<std::string> arguments,
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    // What else the test has open, a daemon's sockets for one, is not for the program to keep open.
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     const int error = posix_spawnp(&pid_, program.c_str(), &actions, nullptr,
                                    pointers_to(arguments).data(), pointers_to(variables).data());
     posix_spawn_file_actions_destroy(&actions);
