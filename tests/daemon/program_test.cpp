@@ -68,7 +68,8 @@ TEST(Program, PrintsEachMessageAsItComes) {
 // What it prints may be lost: it goes on.
 TEST(Program, GoesOnWhenItsOutputIsFullOrClosed) {
     for (const char *output : {">/dev/full", ">&-", "| true"}) {
-        support::Process shell("sh", {"-c", "exec " BGP_CONFIGD " --port 8899 " + std::string(output)});
+        support::Process shell("sh",
+                               {"-c", "exec " BGP_CONFIGD " --port 8899 " + std::string(output)});
         std::optional<Client> client;
         while (!client) {
             try {
