@@ -198,6 +198,33 @@ TEST(Program, EndsBeforeItListensWhenAFileIsMissing) {
     }
 }
 
+TEST(Program, KeepsTheLimitsThatItIsTold) {
+    const std::string begun = message_with(1, std::array<char, 16>{}).bytes.substr(0, 20);
+    const std::string most = Bytes{}.u32(1).u32(1).u32(0).u32(BUF_SIZE_MAX).str() +
+                             std::string(1024 * 1024, 'x');
+    struct Row {
+        std::vector<std::string> options;
+        std::string sent;
+        std::string said;
+    };
+    for (const Row &row : {Row{{"--max-connections", "1"}, "", "2 refused: 1 connections are open"},
+                           Row{{"--message-time", "1"}, begun, "did not come in time"},
+                           Row{{"--message-memory", "1"}, most, "take too much memory"}}) {
+        std::vector<std::string> arguments{"--port", "0"};
+        arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+        Program program{arguments};
+        const std::uint16_t port = program.port();
+        Client first{port};
+        EXPECT_EQ(first.ask(as_message(1, 100)), 0);
+        Client second{port};
+        second.send(row.sent);
+        EXPECT_TRUE(second.is_closed()) << row.options[0];
+        EXPECT_EQ(first.ask(as_message(0, 100)), 0) << row.options[0];
+        program.signal(SIGTERM);
+        EXPECT_THAT(program.read_all(), HasSubstr(row.said));
+    }
+}
+
 TEST(Program, FailsAsItIsTold) {
     Program program{{"--port", "0", "--fail", "bgp_as=18", "--fail", "2=17", "--fault",
                      "network=close", "--fault", "8=short"}};
@@ -242,6 +269,7 @@ TEST_P(BadOptionTest, IsNamedAndEndsTheProgram) {
 INSTANTIATE_TEST_SUITE_P(Options, BadOptionTest,
                          testing::Values(std::vector<std::string>{"--log", "xml"},
                                          std::vector<std::string>{"--port", "65536"},
+                                         std::vector<std::string>{"--max-connections", "0"},
                                          std::vector<std::string>{"--fail", "23=1"},
                                          std::vector<std::string>{"--fail", "1=no"},
                                          std::vector<std::string>{"--fault", "1=burn"},

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <chrono>
+#include <cstddef>
 #include <functional>
 #include <utility>
 
@@ -54,11 +56,18 @@ Take any_text(std::string &target) {
     };
 }
 
-Take whole_number(std::uint16_t &target) {
-    return [&target](const std::string &text) {
+// Reads a whole number of at least `least`, and gives it to `set`.
+template <typename Number>
+Take whole_number(Number least, std::function<void(Number)> set) {
+    return [least, set = std::move(set)](const std::string &text) {
+        Number number = 0;
         const char *end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, target);
-        return error == std::errc{} && stop == end;
+        const auto [stop, error] = std::from_chars(text.data(), end, number);
+        if (error != std::errc{} || stop != end || number < least) {
+            return false;
+        }
+        set(number);
+        return true;
     };
 }
 
@@ -69,7 +78,22 @@ std::vector<Row> rows_of(Options &options) {
              options.log,
              {{"text", LogFormat::Text}, {"json", LogFormat::Json}, {"none", LogFormat::None}})},
         {"--port", "0-65535", false, "Port to listen on, 0 for any free one; default 8888",
-         whole_number(options.port)},
+         whole_number<std::uint16_t>(0, [&](std::uint16_t port) { options.port = port; })},
+        {"--max-connections", "1-65535", false, "Connections at once; default 1024",
+         whole_number<std::uint16_t>(
+             1, [&](std::uint16_t number) { options.limits.connections = number; })},
+        {"--message-time", "SECONDS", false,
+         "How long a message may take from its first byte to its last; default 30",
+         whole_number<std::uint16_t>(
+             1,
+             [&](std::uint16_t time) { options.limits.message = std::chrono::seconds{time}; })},
+        {"--message-memory", "MIB", false,
+         "Memory for the unfinished messages of all connections together; default 64",
+         whole_number<std::uint16_t>(
+             1,
+             [&](std::uint16_t size) {
+                 options.limits.unfinished = std::size_t{size} * 1024 * 1024;
+             })},
         {"--fail", "SUBMOD=CODE", true, "Answer this result code to a sub-module and apply nothing",
          into_table(options.overrides.codes, parse_failure)},
         {"--fault", "SUBMOD=close|short|silent", true,
