@@ -10,6 +10,7 @@ import argparse
 import json
 import math
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -24,9 +25,7 @@ def read(files):
         for run in json.loads(pathlib.Path(file).read_text())["benchmarks"]:
             if run.get("error_occurred"):
                 sys.exit(f"{run['name']}: {run['error_message']}")
-            name = run["run_name"]
-            for ending in ("/manual_time", "/iterations:1", "/repeats:1"):
-                name = name.replace(ending, "")
+            name = re.sub("/(manual_time|iterations:1|repeats:[0-9]+)", "", run["run_name"])
             if run["run_type"] == "iteration" or run["aggregate_name"] == "median":
                 rows[name] = run
     return rows
@@ -138,6 +137,9 @@ def print_memory(rows):
         if name.startswith("memory/"):
             print(f"Memory of {name.split('/', 1)[1]}: "
                   f"{run['bytes'] / 1024:.1f} KiB (target: < 64 KiB)")
+        elif "plugin_memory" in run:
+            print(f"Memory of {name}: {run['plugin_memory'] / 2**20:.1f} MiB, "
+                  f"the datastore's own share {run['floor_memory'] / 2**20:.1f} MiB")
 
 
 def draw(rows, svg):
