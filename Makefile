@@ -1,6 +1,6 @@
 # Each of these sets up the machine first (scripts/install-dependencies).
 
-.PHONY: build run check test proof faults bench fuzz soak coverage package figures format clean
+.PHONY: build run check test proof faults bench fuzz soak coverage mutants package figures format clean
 
 # Builds everything with g++.
 build: setup
@@ -53,6 +53,10 @@ package: setup
 coverage: setup
 	scripts/install-dependencies --for-coverage
 	scripts/coverage
+
+# Breaks the plug-in, one place at a time, and says which breaks no unit test notices.
+mutants: build
+	scripts/mutants build/release $(MUTANTS_OPTIONS)
 
 # Random edits and calls for MINUTES, 30 without it; SEED=n repeats the edits of a run.
 soak: build

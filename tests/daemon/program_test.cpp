@@ -200,8 +200,8 @@ TEST(Program, EndsBeforeItListensWhenAFileIsMissing) {
 
 TEST(Program, KeepsTheLimitsThatItIsTold) {
     const std::string begun = message_with(1, std::array<char, 16>{}).bytes.substr(0, 20);
-    const std::string most = Bytes{}.u32(1).u32(1).u32(0).u32(BUF_SIZE_MAX).str() +
-                             std::string(1024 * 1024, 'x');
+    const std::string most =
+        Bytes{}.u32(1).u32(1).u32(0).u32(BUF_SIZE_MAX).str() + std::string(1024 * 1024, 'x');
     struct Row {
         std::vector<std::string> options;
         std::string sent;

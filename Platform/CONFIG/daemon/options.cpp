@@ -85,15 +85,14 @@ std::vector<Row> rows_of(Options &options) {
         {"--message-time", "SECONDS", false,
          "How long a message may take from its first byte to its last; default 30",
          whole_number<std::uint16_t>(
-             1,
-             [&](std::uint16_t time) { options.limits.message = std::chrono::seconds{time}; })},
+             1, [&](std::uint16_t time) { options.limits.message = std::chrono::seconds{time}; })},
         {"--message-memory", "MIB", false,
          "Memory for the unfinished messages of all connections together; default 64",
-         whole_number<std::uint16_t>(
-             1,
-             [&](std::uint16_t size) {
-                 options.limits.unfinished = std::size_t{size} * 1024 * 1024;
-             })},
+         whole_number<std::uint16_t>(1,
+                                     [&](std::uint16_t size) {
+                                         options.limits.unfinished =
+                                             std::size_t{size} * 1024 * 1024;
+                                     })},
         {"--fail", "SUBMOD=CODE", true, "Answer this result code to a sub-module and apply nothing",
          into_table(options.overrides.codes, parse_failure)},
         {"--fault", "SUBMOD=close|short|silent", true,
