@@ -82,6 +82,21 @@ TEST_F(MemoryBackendTest, RefusesAnUnknownOperation) {
     EXPECT_EQ(backend.configuration(), only_the_as());
 }
 
+TEST_F(MemoryBackendTest, DoesNotSupportCodesWithoutARow) {
+    const auto message = [](std::int32_t sub_mod) {
+        return configd::make_message(MODULE_ID_BGP, sub_mod, std::string(BUF_SIZE_MAX / 2, '\1'));
+    };
+    for (const std::int32_t code : {-1, 0, +BGP_SUB_MAX}) {
+        EXPECT_EQ(backend.apply(message(code)).code, SR_ERR_NOT_SUPPORT) << code;
+        EXPECT_EQ(backend.query(message(code)).res_value, SR_ERR_NOT_SUPPORT) << code;
+    }
+    for (std::int32_t code = 1; code < BGP_SUB_MAX; ++code) {
+        const bool is_query = configd::is_query(code);
+        EXPECT_EQ(backend.apply(message(code)).code == SR_ERR_NOT_SUPPORT, is_query) << code;
+        EXPECT_EQ(backend.query(message(code)).res_value == SR_ERR_NOT_SUPPORT, !is_query) << code;
+    }
+}
+
 // What a switch would not take is refused with a reason, and deleted all the same.
 TEST_F(MemoryBackendTest, RefusesValuesThatNoSwitchTakes) {
     const std::string longest(47, '1');

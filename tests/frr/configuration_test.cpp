@@ -1,6 +1,8 @@
 // What the lines for bgpd are, and what its answers make of a message. No bgpd is needed here.
 #include "frr/configuration.h"
 
+#include "frr/commands.h"
+#include "frr/refusal.h"
 #include "frr/running_config.h"
 #include "settings.h"
 
@@ -167,6 +169,9 @@ std::vector<RefusedMessage> refused_messages() {
     constexpr std::int32_t invalid = SR_ERR_INVALID_VALUE;
     constexpr std::int32_t unknown = SR_ERR_NOT_SUPPORT;
     return {
+        {"code_none", configd::make_message(MODULE_ID_BGP, BGP_SUB_MAX, ""), unknown},
+        {"code_of_a_query",
+         message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}), unknown},
         {"operation", as_message(2, as), invalid},
         {"router_id_blank", router_id_message(set, as, "1.1.1.1 x"), invalid},
         {"router_id_line", router_id_message(set, as, "1.1.1.1\nno router bgp"), invalid},
@@ -231,6 +236,17 @@ TEST_P(RefusedMessageTest, SendsNothing) {
 
 INSTANTIATE_TEST_SUITE_P(Messages, RefusedMessageTest, testing::ValuesIn(refused_messages()),
                          [](const auto &row) { return row.param.name; });
+
+TEST(SettingOf, RefusesCodesWithoutARow) {
+    for (const std::int32_t code : {+BGP_SUB_BGP_AS, +BGP_SUB_NETWORK, +BGP_SUB_MAX}) {
+        try {
+            configd::frr::setting_of(code, true, {});
+            ADD_FAILURE() << code;
+        } catch (const configd::frr::Refusal &refusal) {
+            EXPECT_EQ(refusal.code(), SR_ERR_NOT_SUPPORT) << code;
+        }
+    }
+}
 
 constexpr const char *two_instances = R"(frr version 8.4.4
 !

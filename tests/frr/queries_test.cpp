@@ -409,6 +409,13 @@ TEST_F(FrrQueryTest, NothingIsAskedForATextThatIsNoWord) {
     }
 }
 
+TEST_F(FrrQueryTest, NothingIsAskedForCodesWithoutARow) {
+    for (const std::int32_t code : {0, +BGP_SUB_BGP_AS, +BGP_SUB_MAX}) {
+        EXPECT_EQ(ask(code, bgp_as_val{}).res_value, SR_ERR_NOT_SUPPORT) << code;
+    }
+    EXPECT_THAT(commands, IsEmpty());
+}
+
 TEST_F(FrrQueryTest, AnAwayBgpdIsAskedOnceAndAnsweredForWithoutEntries) {
     for (auto &[command, answer] : answers) {
         answer = {"nobody there", VtyAnswer::unreachable};

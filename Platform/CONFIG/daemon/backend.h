@@ -26,7 +26,8 @@ struct ApplyResult {
     std::string note = {};
 };
 
-// Every message that a backend sees has a known sub-module code and a record of its size.
+// Every message that a backend sees has a record of its size. A sub-module code that it has nothing
+// for it answers with SR_ERR_NOT_SUPPORT.
 class Backend {
   public:
     Backend() = default;
@@ -34,7 +35,7 @@ class Backend {
     Backend &operator=(const Backend &) = delete;
     virtual ~Backend() = default;
 
-    // Applies a configuration message (sub-module codes 1 to 17).
+    // Applies a configuration message.
     virtual ApplyResult apply(const Message &message) = 0;
 
     // Whether apply() and query() may take so long that other messages are not to wait for them.
@@ -45,7 +46,7 @@ class Backend {
     // Ends what is at work, from any thread: the daemon ends.
     virtual void give_up() {}
 
-    // Answers a query (sub-module codes 18 to 22).
+    // Answers a query.
     virtual QueryResult query(const Message &message) = 0;
 
     // The configuration held, as nested objects: a node's key is its step in an XPath below

@@ -49,15 +49,14 @@ std::optional<std::pair<std::int32_t, std::string_view>> parse_assignment(std::s
 
 // What one of the tables of overrides has for this kind of message; nullptr: nothing.
 template <typename T>
-const T *find(const std::map<std::int32_t, T> &table, const RecordKind &kind) {
-    const auto row = table.find(kind.sub_mod);
+const T *find(const std::map<std::int32_t, T> &table, const Message &message) {
+    const auto row = table.find(message.sub_mod);
     return row == table.end() ? nullptr : &row->second;
 }
 
 // The answer that is nothing but a result: a query takes it in a reply without content.
 Answer answer_with(const Message &message, std::int32_t code) {
-    const RecordKind *kind = find_record_kind(message.sub_mod);
-    if (kind != nullptr && kind->is_query()) {
+    if (is_query(message.sub_mod)) {
         return Reply{message.module, message.sub_mod, code, {}};
     }
     return ResultCode{code};
@@ -101,7 +100,7 @@ std::optional<std::pair<std::int32_t, Fault>> parse_fault(std::string_view text)
 std::optional<std::pair<std::int32_t, std::string>> parse_reply(std::string_view text) {
     constexpr std::size_t longest = std::numeric_limits<std::int32_t>::max() - header_size;
     const auto assignment = parse_assignment(text);
-    if (!assignment || !find_record_kind(assignment->first)->is_query()) {
+    if (!assignment || !is_query(assignment->first)) {
         return std::nullopt;
     }
     std::string payload = read_file(std::string{assignment->second});
@@ -137,10 +136,9 @@ Answer Daemon::answer(const Message &message) {
         log_.message(message, refusal->why, answer);
         return answer;
     }
-    const RecordKind &kind = *find_record_kind(message.sub_mod);
     std::string note;
-    Answer answer = answer_to(kind, message, note);
-    log_answer(kind, message, answer, note);
+    Answer answer = answer_to(message, note);
+    log_answer(message, answer, note);
     return answer;
 }
 
@@ -148,8 +146,7 @@ std::optional<Job> Daemon::job_for(const Message &message) {
     if (!backend_.is_slow() || check(message)) {
         return std::nullopt;
     }
-    const RecordKind &kind = *find_record_kind(message.sub_mod);
-    if (is_overridden(kind)) {
+    if (is_overridden(message)) {
         return std::nullopt;
     }
     // What the work finds, for the answer that follows it.
@@ -158,13 +155,12 @@ std::optional<Job> Daemon::job_for(const Message &message) {
         std::string note;
     };
     const auto found = std::make_shared<Found>();
-    return Job{
-        [this, message, found, &kind] { found->answer = answer_to(kind, message, found->note); },
-        [this, message, found, &kind] {
-            log_answer(kind, message, found->answer, found->note);
-            return std::move(found->answer);
-        },
-        /*in_order=*/!kind.is_query()};
+    return Job{[this, message, found] { found->answer = answer_to(message, found->note); },
+               [this, message, found] {
+                   log_answer(message, found->answer, found->note);
+                   return std::move(found->answer);
+               },
+               /*in_order=*/!is_query(message.sub_mod)};
 }
 
 Answer Daemon::failed(const Message &message, const std::string &why) {
@@ -173,29 +169,30 @@ Answer Daemon::failed(const Message &message, const std::string &why) {
     return answer;
 }
 
-void Daemon::log_answer(const RecordKind &kind, const Message &message, const Answer &answer,
-                        const std::string &note) {
+void Daemon::log_answer(const Message &message, const Answer &answer, const std::string &note) {
     log_.message(message, {}, answer);
-    if (!note.empty()) {
-        log_.note(kind, note);
+    const RecordKind *kind = find_record_kind(message.sub_mod);
+    if (kind != nullptr && !note.empty()) {
+        log_.note(*kind, note);
     }
 }
 
-bool Daemon::is_overridden(const RecordKind &kind) const {
-    return find(overrides_.faults, kind) != nullptr || find(overrides_.codes, kind) != nullptr ||
-           find(overrides_.replies, kind) != nullptr;
+bool Daemon::is_overridden(const Message &message) const {
+    return find(overrides_.faults, message) != nullptr ||
+           find(overrides_.codes, message) != nullptr ||
+           find(overrides_.replies, message) != nullptr;
 }
 
-Answer Daemon::answer_to(const RecordKind &kind, const Message &message, std::string &note) {
-    if (const auto *fault = find(overrides_.faults, kind); fault != nullptr) {
+Answer Daemon::answer_to(const Message &message, std::string &note) {
+    if (const auto *fault = find(overrides_.faults, message); fault != nullptr) {
         return faulty_answer(*fault);
     }
-    if (kind.is_query()) {
-        QueryResult result = query(kind, message);
+    if (is_query(message.sub_mod)) {
+        QueryResult result = query(message);
         note = result.note;
         return reply_to(message, std::move(result));
     }
-    if (const auto *code = find(overrides_.codes, kind); code != nullptr) {
+    if (const auto *code = find(overrides_.codes, message); code != nullptr) {
         return ResultCode{*code};
     }
     ApplyResult result = backend_.apply(message);
@@ -203,11 +200,11 @@ Answer Daemon::answer_to(const RecordKind &kind, const Message &message, std::st
     return ResultCode{result.code};
 }
 
-QueryResult Daemon::query(const RecordKind &kind, const Message &message) {
-    if (const auto *code = find(overrides_.codes, kind); code != nullptr) {
+QueryResult Daemon::query(const Message &message) {
+    if (const auto *code = find(overrides_.codes, message); code != nullptr) {
         return {*code, {}};
     }
-    if (const auto *payload = find(overrides_.replies, kind); payload != nullptr) {
+    if (const auto *payload = find(overrides_.replies, message); payload != nullptr) {
         return {SR_ERR_OK, *payload};
     }
     return backend_.query(message);

@@ -69,11 +69,10 @@ class Daemon : public Handler {
     Answer failed(const Message &message, const std::string &why) override;
 
   private:
-    Answer answer_to(const RecordKind &kind, const Message &message, std::string &note);
-    void log_answer(const RecordKind &kind, const Message &message, const Answer &answer,
-                    const std::string &note);
-    bool is_overridden(const RecordKind &kind) const;
-    QueryResult query(const RecordKind &kind, const Message &message);
+    Answer answer_to(const Message &message, std::string &note);
+    void log_answer(const Message &message, const Answer &answer, const std::string &note);
+    bool is_overridden(const Message &message) const;
+    QueryResult query(const Message &message);
 
     Backend &backend_;
     Log &log_;

@@ -10,8 +10,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,7 +21,7 @@ using nlohmann::json;
 using nlohmann::ordered_json;
 
 // Where in the tree the nodes of a record are.
-enum class Place { Instance, GlobleNeighbor, Family, Network, Redistribute, Neighbor };
+enum class Place { Root, Instance, GlobleNeighbor, Family, Network, Redistribute, Neighbor };
 
 // A leaf and the field that holds its value. Of a flag the protocol tells only that it changed.
 struct Leaf {
@@ -39,13 +37,6 @@ enum class Scope {
     NamedLeaves // those of the leaves that the record has values for
 };
 
-struct Setting {
-    std::int32_t sub_mod;
-    Place place;
-    Scope scope;
-    std::vector<Leaf> leaves;
-};
-
 constexpr Leaf router_id{"router-id", "router_id"};
 constexpr Leaf remote_as{"remote-as", "remote_as"};
 constexpr Leaf description{"description", "description"};
@@ -57,32 +48,37 @@ constexpr Leaf activate{"activate", "active", true};
 constexpr Leaf next_hop_self{"next-hop-self", "next_hop_self", true};
 constexpr Leaf reflector_client{"route-reflector-client", "route_reflector_client", true};
 
-// The setting of a sub-module code from BGP_SUB_ROUTER_ID to BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE.
-const Setting &setting_of(std::int32_t sub_mod) {
-    static const Setting settings[] = {
-        {BGP_SUB_ROUTER_ID, Place::Instance, Scope::Leaf, {router_id}},
-        {BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, Place::GlobleNeighbor, Scope::Entry, {remote_as}},
-        {BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, Place::GlobleNeighbor, Scope::Leaf, {description}},
-        {BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, Place::GlobleNeighbor, Scope::Leaf, {multihop}},
-        {BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE,
-         Place::GlobleNeighbor,
-         Scope::Leaf,
-         {update_source}},
-        {BGP_SUB_NETWORK, Place::Network, Scope::NamedLeaves, {route_map, backdoor}},
-        {BGP_SUB_REDISTRIBUTE, Place::Redistribute, Scope::NamedLeaves, {route_map}},
-        {BGP_SUB_NEIGHBOR_ACTIVATE, Place::Neighbor, Scope::Entry, {activate}},
-        {BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, Place::Neighbor, Scope::Leaf, {next_hop_self}},
-        {BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, Place::Neighbor, Scope::Leaf, {reflector_client}},
-        {BGP_SUB_ADDRESS_FAMILY_VRF, Place::Family, Scope::Entry, {}},
-        {BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, Place::Neighbor, Scope::Entry, {remote_as}},
-        {BGP_SUB_NEIGHBOR_VRF_ACTIVATE, Place::Neighbor, Scope::Leaf, {activate}},
-        {BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, Place::Neighbor, Scope::Leaf, {description}},
-        {BGP_SUB_NEIGHBOR_VRF_MULTIHOP, Place::Neighbor, Scope::Leaf, {multihop}},
-        {BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, Place::Neighbor, Scope::Leaf, {update_source}},
-    };
-    return *std::find_if(std::begin(settings), std::end(settings),
-                         [=](const Setting &row) { return row.sub_mod == sub_mod; });
-}
+} // namespace
+
+struct Setting {
+    std::int32_t sub_mod;
+    Place place;
+    Scope scope;
+    Leaf leaves[2]; // one without a name is none
+};
+
+namespace {
+
+constexpr Setting settings[] = {
+    {BGP_SUB_BGP_AS, Place::Root, Scope::Leaf, {{"as", "as"}}},
+    {BGP_SUB_ROUTER_ID, Place::Instance, Scope::Leaf, {router_id}},
+    {BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, Place::GlobleNeighbor, Scope::Entry, {remote_as}},
+    {BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, Place::GlobleNeighbor, Scope::Leaf, {description}},
+    {BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, Place::GlobleNeighbor, Scope::Leaf, {multihop}},
+    {BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, Place::GlobleNeighbor, Scope::Leaf, {update_source}},
+    {BGP_SUB_NETWORK, Place::Network, Scope::NamedLeaves, {route_map, backdoor}},
+    {BGP_SUB_REDISTRIBUTE, Place::Redistribute, Scope::NamedLeaves, {route_map}},
+    {BGP_SUB_NEIGHBOR_ACTIVATE, Place::Neighbor, Scope::Entry, {activate}},
+    {BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, Place::Neighbor, Scope::Leaf, {next_hop_self}},
+    {BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, Place::Neighbor, Scope::Leaf, {reflector_client}},
+    {BGP_SUB_ADDRESS_FAMILY_VRF, Place::Family, Scope::Entry, {}},
+    {BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, Place::Neighbor, Scope::Entry, {remote_as}},
+    {BGP_SUB_NEIGHBOR_VRF_ACTIVATE, Place::Neighbor, Scope::Leaf, {activate}},
+    {BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, Place::Neighbor, Scope::Leaf, {description}},
+    {BGP_SUB_NEIGHBOR_VRF_MULTIHOP, Place::Neighbor, Scope::Leaf, {multihop}},
+    {BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, Place::Neighbor, Scope::Leaf, {update_source}},
+};
+static_assert(has_one_row_each(settings, is_setting), "one row for each setting");
 
 // The way down to a node: one key of the tree after the other.
 struct Path {
@@ -111,6 +107,9 @@ std::optional<Path> family_path(const ordered_json &family) {
 
 // The node that holds the leaves; std::nullopt for an address family there is not.
 std::optional<Path> path_of(Place place, const ordered_json &fields) {
+    if (place == Place::Root) {
+        return Path{};
+    }
     if (place == Place::Instance) {
         return Path{{"bgp"}};
     }
@@ -177,10 +176,12 @@ void remove(json &node, const Path &path, std::size_t depth = 0) {
 
 // The leaves that the record sets or deletes; none stands for the entry itself.
 std::vector<Leaf> named_leaves(const Setting &setting, const ordered_json &fields) {
-    std::vector<Leaf> leaves = setting.leaves;
-    if (setting.scope == Scope::NamedLeaves) {
-        const auto is_unnamed = [&](const Leaf &leaf) { return !is_given(fields[leaf.field]); };
-        leaves.erase(std::remove_if(leaves.begin(), leaves.end(), is_unnamed), leaves.end());
+    std::vector<Leaf> leaves;
+    for (const Leaf &leaf : setting.leaves) {
+        const bool is_leaf = leaf.name != nullptr;
+        if (is_leaf && (setting.scope != Scope::NamedLeaves || is_given(fields[leaf.field]))) {
+            leaves.push_back(leaf);
+        }
     }
     return leaves;
 }
@@ -240,8 +241,12 @@ void remove_leaves(json &tree, const Path &path, const std::vector<Leaf> &leaves
 } // namespace
 
 ApplyResult MemoryBackend::apply(const Message &message) {
-    const RecordKind &kind = *find_record_kind(message.sub_mod);
-    const ordered_json fields = decode_record(*kind.record, message.payload());
+    const RecordKind *kind = find_record_kind(message.sub_mod);
+    const Setting *setting = row_of(settings, message.sub_mod);
+    if (kind == nullptr || setting == nullptr) {
+        return {SR_ERR_NOT_SUPPORT};
+    }
+    const ordered_json fields = decode_record(*kind->record, message.payload());
     const auto op = fields["op"].get<std::int32_t>();
     if (op == BGP_OP_OTHER) {
         return {SR_ERR_OK};
@@ -250,8 +255,8 @@ ApplyResult MemoryBackend::apply(const Message &message) {
         return {SR_ERR_INVALID_VALUE};
     }
     const bool is_set = op == BGP_OP_SET;
-    return message.sub_mod == BGP_SUB_BGP_AS ? apply_as(is_set, fields["as"])
-                                             : apply_setting(message.sub_mod, is_set, fields);
+    return setting->place == Place::Root ? apply_as(is_set, fields["as"])
+                                         : apply_setting(*setting, is_set, fields);
 }
 
 ApplyResult MemoryBackend::apply_as(bool is_set, const ordered_json &as) {
@@ -266,9 +271,8 @@ ApplyResult MemoryBackend::apply_as(bool is_set, const ordered_json &as) {
     return {SR_ERR_OK};
 }
 
-ApplyResult MemoryBackend::apply_setting(std::int32_t sub_mod, bool is_set,
+ApplyResult MemoryBackend::apply_setting(const Setting &setting, bool is_set,
                                          const ordered_json &fields) {
-    const Setting &setting = setting_of(sub_mod);
     const std::optional<Path> path = path_of(setting.place, fields);
     if (!path) {
         return {SR_ERR_INVALID_VALUE, "there is no such address family"};
@@ -300,21 +304,19 @@ ordered_json MemoryBackend::configuration() const {
 
 std::string xpath_of(const Message &message) {
     const RecordKind *kind = find_record_kind(message.sub_mod);
-    if (kind == nullptr || kind->is_query() || message.payload().size() != kind->record->size) {
+    const Setting *setting = row_of(settings, message.sub_mod);
+    if (kind == nullptr || setting == nullptr || message.payload().size() != kind->record->size) {
         return {};
     }
-    const std::string root = "/orv_bgp:router-bgp";
-    if (message.sub_mod == BGP_SUB_BGP_AS) {
-        return root + "/as";
-    }
-    const Setting &setting = setting_of(message.sub_mod);
-    const auto path = path_of(setting.place, decode_record(*kind->record, message.payload()));
+    auto path = path_of(setting->place, decode_record(*kind->record, message.payload()));
     if (!path) {
         return {};
     }
-    return fmt::format("{}/{}{}", root, fmt::join(path->steps, "/"),
-                       setting.leaves.size() == 1 ? fmt::format("/{}", setting.leaves[0].name)
-                                                  : "");
+    if (const auto &[leaf, other] = setting->leaves;
+        leaf.name != nullptr && other.name == nullptr) {
+        path->steps.emplace_back(leaf.name);
+    }
+    return fmt::format("/orv_bgp:router-bgp/{}", fmt::join(path->steps, "/"));
 }
 
 } // namespace configd

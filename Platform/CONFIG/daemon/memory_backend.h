@@ -12,6 +12,9 @@
 
 namespace configd {
 
+// What a sub-module code is about.
+struct Setting;
+
 // Holds what the configuration messages say as the tree of the YANG model, to be compared with
 // the datastore they came from.
 //
@@ -25,7 +28,8 @@ class MemoryBackend : public Backend {
 
     // The codes: 0; SR_ERR_INVALID_VALUE for an operation, AFI or SAFI there is not, and for an AS
     // number, router identifier, prefix or hop count that no switch takes; SR_ERR_CONFIG_FAILED for
-    // setting something with no AS held, or another one than bgp_id.
+    // setting something with no AS held, or another one than bgp_id; SR_ERR_NOT_SUPPORT for what is
+    // no setting.
     ApplyResult apply(const Message &message) override;
 
     // Answers from the configuration held and the state, as answer_query() describes.
@@ -35,7 +39,7 @@ class MemoryBackend : public Backend {
 
   private:
     ApplyResult apply_as(bool is_set, const nlohmann::ordered_json &as);
-    ApplyResult apply_setting(std::int32_t sub_mod, bool is_set,
+    ApplyResult apply_setting(const Setting &setting, bool is_set,
                               const nlohmann::ordered_json &fields);
 
     nlohmann::json tree_ = nlohmann::json::object();

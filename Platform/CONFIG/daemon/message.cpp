@@ -178,7 +178,7 @@ constexpr RecordKind record_kinds[] = {
 #undef LAYOUT
 #undef FIELD
 
-static_assert(std::size(record_kinds) == BGP_SUB_MAX - 1, "one row for each sub-module code");
+static_assert(has_one_row_each(record_kinds, is_sub_module), "one row for each sub-module code");
 
 // A number as it lies in the bytes, which may be anywhere in memory.
 template <typename Number>
@@ -226,9 +226,7 @@ std::string assignments(const nlohmann::ordered_json &fields) {
 } // namespace
 
 const RecordKind *find_record_kind(std::int32_t sub_mod) {
-    const auto *kind = std::find_if(std::begin(record_kinds), std::end(record_kinds),
-                                    [=](const RecordKind &row) { return row.sub_mod == sub_mod; });
-    return kind == std::end(record_kinds) ? nullptr : kind;
+    return row_of(record_kinds, sub_mod);
 }
 
 std::optional<std::int32_t> sub_mod_from_text(std::string_view text) {

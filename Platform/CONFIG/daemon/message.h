@@ -3,6 +3,7 @@
 #define CONFIGD_MESSAGE_H
 
 #include "netconf_bgp_public.h"
+#include "sub_modules.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -53,10 +54,10 @@ struct RecordKind {
     const RecordLayout *record;
 
     // A query is answered by a message, a configuration message by a bare result code.
-    bool is_query() const { return sub_mod >= BGP_SUB_RPC_IP_BGP_EVPN; }
+    bool is_query() const { return configd::is_query(sub_mod); }
 };
 
-// The record kind of a sub-module code, or nullptr for a code outside 1 to 22. Static storage.
+// The record kind of a sub-module code, or nullptr for a code that is none. Static storage.
 const RecordKind *find_record_kind(std::int32_t sub_mod);
 
 // The sub-module code that a person means by `text`: a number from 1 to 22, or the enumerator's

@@ -321,13 +321,14 @@ constexpr Answerer answerers[] = {
     {BGP_SUB_RPC_IP_BGP_NEIGHBOR, answer_neighbor}, {BGP_SUB_RPC_IP_BGP_SUMMARY, answer_summary},
     {BGP_SUB_RPC_CLEAR_IP_BGP, answer_clear},
 };
+static_assert(has_one_row_each(answerers, is_query), "one row for each query");
 
 } // namespace
 
 QueryResult answer_query(const Message &message, const json &configuration, State &state) {
-    const auto *row = std::find_if(std::begin(answerers), std::end(answerers),
-                                   [&](const Answerer &a) { return a.sub_mod == message.sub_mod; });
-    return row->answer(message, configuration, state);
+    const Answerer *row = row_of(answerers, message.sub_mod);
+    return row == nullptr ? QueryResult{SR_ERR_NOT_SUPPORT, {}}
+                          : row->answer(message, configuration, state);
 }
 
 } // namespace configd

@@ -10,7 +10,7 @@
 
 namespace configd {
 
-// The answer to a query (sub-module codes 18 to 22) with a record of its size.
+// The answer to a query with a record of its size; SR_ERR_NOT_SUPPORT for what is no query.
 //
 // configuration: as Backend::configuration describes it. Neighbours and networks come from it
 // alone; `state` adds what the configuration cannot say, and has the EVPN routes.

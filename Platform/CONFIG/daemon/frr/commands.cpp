@@ -4,6 +4,7 @@
 #include "frr/refusal.h"
 #include "netconf_bgp_public.h"
 #include "operation.h"
+#include "sub_modules.h"
 
 #include <fmt/format.h>
 
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <iterator>
 #include <sstream>
 #include <string_view>
 
@@ -116,6 +116,21 @@ constexpr NeighborSetting neighbor_settings[] = {
     {BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, Place::Session, "update-source", "update_source"},
 };
 
+constexpr bool is_neighbor_setting(std::int32_t sub_mod) {
+    switch (sub_mod) {
+    case BGP_SUB_BGP_AS:
+    case BGP_SUB_ROUTER_ID:
+    case BGP_SUB_NETWORK:
+    case BGP_SUB_REDISTRIBUTE:
+    case BGP_SUB_ADDRESS_FAMILY_VRF:
+        return false;
+    default:
+        return is_setting(sub_mod);
+    }
+}
+static_assert(has_one_row_each(neighbor_settings, is_neighbor_setting),
+              "one row for each setting of a neighbor");
+
 // The value behind the words. A description alone has blanks.
 std::string value_in(const ordered_json &fields, std::string_view field) {
     const std::string name{field};
@@ -145,20 +160,22 @@ Setting router_id_of(bool is_set, const ordered_json &fields) {
 }
 
 Setting neighbor_setting_of(std::int32_t sub_mod, bool is_set, const ordered_json &fields) {
-    const NeighborSetting &row =
-        *std::find_if(std::begin(neighbor_settings), std::end(neighbor_settings),
-                      [=](const NeighborSetting &known) { return known.sub_mod == sub_mod; });
+    const NeighborSetting *row = row_of(neighbor_settings, sub_mod);
+    if (row == nullptr) {
+        throw Refusal{SR_ERR_NOT_SUPPORT,
+                      fmt::format("sub-module {} is no setting of a neighbor", sub_mod)};
+    }
     Setting setting = setting_in(fields);
-    if (row.place == Place::Session) {
+    if (row->place == Place::Session) {
         setting.family = nullptr;
     }
     const std::string neighbor = neighbor_in(fields);
-    setting.key = fmt::format("neighbor {} {}", neighbor, row.words);
+    setting.key = fmt::format("neighbor {} {}", neighbor, row->words);
     // The neighbour is there as long as its AS.
-    const bool is_neighbor = std::string_view{row.words} == "remote-as";
+    const bool is_neighbor = std::string_view{row->words} == "remote-as";
     setting.removal = is_neighbor ? "no neighbor " + neighbor : "no " + setting.key;
-    if (is_set && row.field != nullptr) {
-        setting.value = value_in(fields, row.field);
+    if (is_set && row->field != nullptr) {
+        setting.value = value_in(fields, row->field);
     }
     return setting;
 }

@@ -31,9 +31,8 @@ struct Setting {
 const Family &family_of(const nlohmann::ordered_json &address_family);
 std::string vrf_of(const nlohmann::ordered_json &address_family);
 
-// The setting of a record with a sub-module code from BGP_SUB_ROUTER_ID to
-// BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, without BGP_SUB_NETWORK and BGP_SUB_ADDRESS_FAMILY_VRF. A
-// deletion needs no value.
+// The setting of a record; SR_ERR_NOT_SUPPORT for BGP_SUB_BGP_AS, BGP_SUB_NETWORK and
+// BGP_SUB_ADDRESS_FAMILY_VRF, and for a code that is no setting. A deletion needs no value.
 Setting setting_of(std::int32_t sub_mod, bool is_set, const nlohmann::ordered_json &fields);
 
 // A network: its line has options, which a record may name one at a time.

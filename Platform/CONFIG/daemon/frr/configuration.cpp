@@ -108,8 +108,11 @@ Configuration::Configuration(AskVty ask, std::vector<std::string> lines)
     : ask_{std::move(ask)}, lines_{std::move(lines)} {}
 
 ApplyResult Configuration::apply(const Message &message) {
-    const RecordKind &kind = *find_record_kind(message.sub_mod);
-    const ordered_json fields = decode_record(*kind.record, message.payload());
+    const RecordKind *kind = find_record_kind(message.sub_mod);
+    if (kind == nullptr || kind->is_query()) {
+        return {SR_ERR_NOT_SUPPORT, fmt::format("sub-module {} is no setting", message.sub_mod)};
+    }
+    const ordered_json fields = decode_record(*kind->record, message.payload());
     const auto op = fields["op"].get<std::int32_t>();
     if (op == BGP_OP_OTHER) {
         return {SR_ERR_OK};

@@ -529,6 +529,7 @@ constexpr Answerer answerers[] = {
     {BGP_SUB_RPC_IP_BGP_NEIGHBOR, answer_neighbor}, {BGP_SUB_RPC_IP_BGP_SUMMARY, answer_summary},
     {BGP_SUB_RPC_CLEAR_IP_BGP, answer_clear},
 };
+static_assert(has_one_row_each(answerers, is_query), "one row for each query");
 
 // Whether each text of the record is a word of a command line, or empty.
 bool has_only_words(const nlohmann::ordered_json &fields) {
@@ -544,14 +545,15 @@ bool has_only_words(const nlohmann::ordered_json &fields) {
 } // namespace
 
 QueryResult answer_query(const Message &message, const AskVty &ask) {
-    const auto *row = std::find_if(std::begin(answerers), std::end(answerers),
-                                   [&](const Answerer &a) { return a.sub_mod == message.sub_mod; });
-    const auto fields =
-        decode_record(*find_record_kind(message.sub_mod)->record, message.payload());
+    const RecordKind *kind = find_record_kind(message.sub_mod);
+    const Answerer *row = row_of(answerers, message.sub_mod);
+    if (kind == nullptr || row == nullptr) {
+        return {SR_ERR_NOT_SUPPORT, {}};
+    }
     const AskVty refuse = [](const std::string & /*command*/) {
         return VtyAnswer{"", VtyAnswer::unreachable};
     };
-    if (!has_only_words(fields)) {
+    if (!has_only_words(decode_record(*kind->record, message.payload()))) {
         Exchange nothing{refuse};
         return {SR_ERR_INVALID_VALUE, row->answer(message, nothing).payload,
                 "a text in it is no word of a command line"};
