@@ -32,6 +32,12 @@ Outcome trace(pid_t host, std::vector<std::string> arguments) {
 
 class TraceOnHost : public testing::Test {
   protected:
+    void SetUp() override {
+        if (Host::is_sanitized()) {
+            GTEST_SKIP() << "by design: a sanitized plug-in loads into the sanitized host alone";
+        }
+    }
+
     void edit(int as) const {
         ASSERT_EQ(datastore
                       .edit("<router-bgp xmlns=\"urn:orv:params:xml:ns:yang:orv_bgp\"><as>" +
@@ -107,9 +113,6 @@ TEST_F(TraceOnHost, ErrorsSayWhatIsWrong) {
 }
 
 TEST_F(TraceOnHost, SeveralProcessesAskForOneToBeNamed) {
-    if (Host::is_sanitized()) {
-        GTEST_SKIP() << "by design: a sanitized plug-in loads into the sanitized host alone";
-    }
     // Another process with the plug-in in it.
     const support::Process second(
         "env", {"LD_PRELOAD=" + (datastore.directory() / "plugins/orv_bgp_plugin.so").string(),

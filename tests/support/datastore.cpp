@@ -152,7 +152,7 @@ Host::Host(const Datastore &datastore, const std::vector<std::string> &preloads)
     while (Datastore::operational("sysrepo-monitoring").find(last_registration) ==
            std::string::npos) {
         if (!is_alive()) {
-            throw std::runtime_error("sysrepo-plugind: " + process_->read_all());
+            throw std::runtime_error("sysrepo-plugind: " + process_->read_all() + reports());
         }
     }
 }
