@@ -1,6 +1,7 @@
 #include "log.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <utility>
 

@@ -9,6 +9,7 @@
 #include "values.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <optional>
 #include <string>

@@ -74,7 +74,8 @@ struct Server::State {
     }
 
     void accept();
-    void report(ConnectionEvent::Kind kind, std::uint64_t connection, std::string detail = {}) {
+    void report(ConnectionEvent::Kind kind, std::uint64_t connection,
+                std::string detail = {}) const {
         if (sink) {
             sink({kind, connection, std::move(detail)});
         }

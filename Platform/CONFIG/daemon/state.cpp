@@ -5,6 +5,7 @@
 #include "file_bytes.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstddef>

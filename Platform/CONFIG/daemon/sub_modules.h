@@ -19,6 +19,7 @@ constexpr bool is_sub_module(std::int32_t sub_mod) {
 }
 
 constexpr bool is_query(std::int32_t sub_mod) {
+    // NOLINTNEXTLINE(readability-use-anyofallof): std::any_of is no constant expression yet
     for (const std::int32_t query : query_codes) {
         if (query == sub_mod) {
             return true;

@@ -7,6 +7,7 @@
 #include "sub_modules.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <arpa/inet.h>
 

@@ -3,6 +3,8 @@
 #include "frr/queries.h"
 #include "frr/running_config.h"
 
+#include <nlohmann/json.hpp>
+
 #include <utility>
 
 namespace configd::frr {

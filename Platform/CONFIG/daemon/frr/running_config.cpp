@@ -4,6 +4,8 @@
 #include "frr/families.h"
 #include "list_keys.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
