@@ -56,7 +56,7 @@ void bring_up_loopback() {
 }
 
 void make_own_files() {
-    must(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "keeping mounts private");
+    must(mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0, "keeping mounts private");
     // Whoever builds below /tmp is to find it there.
     const bool is_built_in_tmp =
         std::filesystem::read_symlink("/proc/self/exe").string().rfind("/tmp/", 0) == 0;

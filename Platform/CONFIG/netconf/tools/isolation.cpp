@@ -56,7 +56,7 @@ bool isolate(bool own_memory) {
     }
     bring_up_loopback();
     if (own_memory) {
-        check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "keeping mounts private");
+        check(mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr), "keeping mounts private");
         check(mount("none", "/dev/shm", "tmpfs", 0, nullptr), "mounting memory");
     }
     return true;
