@@ -615,7 +615,7 @@ TEST(ServerLimits, UnfinishedMessagesTakeNoMoreMemoryThanTheyMay) {
     first.send(half);
     // Each of these answers is a turn of the server, which reads what is there.
     Client other = server.connect();
-    for (std::uint32_t i = 1; i <= 10; ++i) {
+    for (std::int32_t i = 1; i <= 10; ++i) {
         EXPECT_EQ(other.ask(numbered(i)), i);
     }
     Client second = server.connect();
