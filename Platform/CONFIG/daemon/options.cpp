@@ -73,7 +73,7 @@ Take whole_number(Number least, std::function<void(Number)> set) {
 
 std::vector<Row> rows_of(Options &options) {
     return {
-        {"--log", "text|json|none", false, "How messages are printed; default text",
+        {"--log", "text|json|none", false, "How to print messages; default text",
          one_of<LogFormat>(
              options.log,
              {{"text", LogFormat::Text}, {"json", LogFormat::Json}, {"none", LogFormat::None}})},
@@ -103,8 +103,8 @@ std::vector<Row> rows_of(Options &options) {
          "Answer a query with the bytes of a file as the reply's payload",
          into_table(options.overrides.replies, parse_reply)},
         {"--backend", "memory|frr", false,
-         "What holds the configuration: memory (default), or frr, FRRouting's bgpd, which is "
-         "running already",
+         "What holds the configuration: memory (default), or frr, FRRouting's bgpd, which must be "
+         "running",
          one_of<BackendKind>(options.backend,
                              {{"memory", BackendKind::Memory}, {"frr", BackendKind::Frr}})},
         {"--vty-socket", "PATH", false,
@@ -117,8 +117,7 @@ std::vector<Row> rows_of(Options &options) {
              return true;
          }},
         {"--state", "FILE", false,
-         "Backend memory: JSON file with what a BGP speaker knows beside its configuration; "
-         "default: nothing is known",
+         "Backend memory: JSON file with the operational state of a BGP speaker; default: none",
          any_text(options.state_file)},
     };
 }
@@ -141,13 +140,12 @@ void add(CLI::App &app, const Row &row) {
 
 constexpr const char *footer =
     "SUBMOD is a number from 1 to 22 or a name such as BGP_SUB_ROUTER_ID or router_id.\n"
-    "--fail, --fault, --reply and --frr-line may be given several times.\n"
-    "SIGUSR1 prints the configuration held as one JSON object; SIGINT and SIGTERM end "
+    "--fail, --fault, --reply and --frr-line are repeatable.\n"
+    "SIGUSR1 prints the configuration as one JSON object; SIGINT and SIGTERM end "
     "the daemon.\n"
     "\n"
-    "A state file is one JSON object. Every member may be left out but those marked "
-    "with *;\n"
-    "leaves are named and written as in the output of the model's calls:\n"
+    "A state file is one JSON object. Members marked with * are required, all others are\n"
+    "optional. Leaves have the names and formats of the output of the module's RPCs:\n"
     "  table-version, as-path-number, community-number\n"
     "  neighbors: a list of neighbor-addr*, vrf-name, up-down, state-pfxrcd, tblver,\n"
     "    the counters and timers of ip-bgp-neighbor (messages-in, hold-time ...) and\n"

@@ -31,11 +31,11 @@ void check(int code, const std::string &what) {
 Datastore::Datastore() {
     ly_log_options(LY_LOSTORE_LAST); // said where it matters, with the reason
     check(sr_connect(SR_CONN_DEFAULT, &connection_),
-          "sysrepo cannot be reached; is it installed, and may this user use it?");
+          "cannot connect to sysrepo; check that it is installed and that this user may use it");
     const int code = sr_session_start(connection_, SR_DS_RUNNING, &session_);
     if (code != SR_ERR_OK) {
         sr_disconnect(connection_);
-        check(code, "sysrepo starts no session");
+        check(code, "cannot start a session with sysrepo");
     }
 }
 
@@ -49,11 +49,12 @@ std::string Datastore::revision() const {
 }
 
 Tree Datastore::data(sr_datastore_t datastore, const std::string &path) const {
-    check(sr_session_switch_ds(session_, datastore), "sysrepo switches to no other datastore");
+    check(sr_session_switch_ds(session_, datastore),
+          "cannot switch to another datastore of sysrepo");
     lyd_node *tree = nullptr;
     const int code = sr_get_data(session_, path.c_str(), 0, 0, 0, &tree);
     sr_session_switch_ds(session_, SR_DS_RUNNING);
-    check(code, fmt::format("sysrepo does not show {}", path));
+    check(code, fmt::format("cannot read {} from sysrepo", path));
     return Tree(tree);
 }
 
@@ -83,14 +84,14 @@ std::string Datastore::write_module(const std::string &directory) const {
     std::string path = fmt::format("{}/{}@{}.yang", directory, module_name, revision());
     if (lys_print_path(path.c_str(), &installed_module(context()), LYS_OUT_YANG, nullptr, 0, 0) !=
         0) {
-        throw std::runtime_error("the module cannot be written to " + path);
+        throw std::runtime_error("cannot write the module to " + path);
     }
     return path;
 }
 
 void Datastore::install(const std::string &file) const {
     check(sr_install_module(connection_, file.c_str(), nullptr, nullptr, 0),
-          "sysrepo does not install " + file);
+          "sysrepo cannot install " + file);
 }
 
 int Datastore::edit(const std::string &text) const {

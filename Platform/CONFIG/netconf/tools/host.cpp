@@ -99,8 +99,9 @@ Host host(pid_t pid) {
             throw std::runtime_error(fmt::format("there is no process {}", pid));
         }
         if (!found) {
-            throw std::runtime_error(fmt::format(
-                "process {} has not loaded {}, or may not be looked at by you", pid, plugin_file));
+            throw std::runtime_error(
+                fmt::format("process {} has not loaded {}, or you may not read its memory map", pid,
+                            plugin_file));
         }
         return *found;
     }
@@ -111,8 +112,8 @@ Host host(pid_t pid) {
                 found.end());
     if (found.empty()) {
         throw std::runtime_error(
-            fmt::format("no process in this network that may be looked at has loaded {}; is "
-                        "sysrepo-plugind running, and are you root?",
+            fmt::format("no process that you may read has loaded {} in this network; start "
+                        "sysrepo-plugind, and run this as root",
                         plugin_file));
     }
     if (found.size() > 1) {
@@ -153,7 +154,7 @@ int Switches::value(const char *symbol) const {
     const Memory memory(host_.pid, O_RDONLY);
     if (pread(memory.descriptor(), &value, sizeof value, address_of(symbol)) != sizeof value) {
         throw std::runtime_error(
-            fmt::format("the memory of process {} may not be read; run this as root", host_.pid));
+            fmt::format("cannot read the memory of process {}; run this as root", host_.pid));
     }
     return value;
 }
@@ -161,8 +162,8 @@ int Switches::value(const char *symbol) const {
 void Switches::set(const char *symbol, int value) const {
     const Memory memory(host_.pid, O_WRONLY);
     if (pwrite(memory.descriptor(), &value, sizeof value, address_of(symbol)) != sizeof value) {
-        throw std::runtime_error(fmt::format(
-            "the memory of process {} may not be written; run this as root", host_.pid));
+        throw std::runtime_error(
+            fmt::format("cannot write to the memory of process {}; run this as root", host_.pid));
     }
 }
 

@@ -28,14 +28,14 @@ int main(int argc, char **argv) try {
         "Send the running configuration to the daemon, through the plug-in's own callbacks");
     replaying->add_flag(
         "--replace", replay.replace,
-        "Let the daemon drop the BGP instance first: what the datastore does not have "
-        "goes too, and all BGP sessions go down");
+        "Make the daemon drop the BGP instance first, which also removes what the datastore "
+        "does not have; all BGP sessions go down");
     replaying->add_flag("--yes", replay.yes, "Do not ask before --replace");
     add_plugin(replaying);
 
     bgpctl::PreviewOptions preview;
     CLI::App *previewing = app.add_subcommand(
-        "preview", "Show the records of the running configuration or of an edit, and send nothing");
+        "preview", "Show the records of the running configuration or of an edit; send nothing");
     previewing->add_option("FILE", preview.edit, "An edit as XML or JSON")
         ->check(CLI::ExistingFile);
     previewing->add_flag("--json", preview.json, "One JSON object for each record");
@@ -43,14 +43,14 @@ int main(int argc, char **argv) try {
 
     bgpctl::StatusOptions status;
     CLI::App *asking =
-        app.add_subcommand("status", "Show what is well and what to do about the rest");
+        app.add_subcommand("status", "Show what works and what to do about the rest");
     asking->add_flag("--json", status.json, "One JSON object");
-    asking->add_option("--wait", status.wait, "Wait at most so many seconds until all is well")
+    asking->add_option("--wait", status.wait, "Wait until all is well, at most this many seconds")
         ->check(CLI::NonNegativeNumber);
     add_plugin(asking);
 
     bgpctl::TraceOptions trace;
-    CLI::App *tracing = app.add_subcommand("trace", "Turn the plug-in's traces on and off");
+    CLI::App *tracing = app.add_subcommand("trace", "Switch the plug-in's traces on and off");
     tracing->require_subcommand(1);
     const std::pair<const char *, bgpctl::TraceAction> actions[] = {
         {"on", bgpctl::TraceAction::on},
@@ -59,8 +59,8 @@ int main(int argc, char **argv) try {
     for (const auto &[name, action] : actions) {
         CLI::App *command = tracing->add_subcommand(name);
         command->callback([&trace, action = action] { trace.action = action; });
-        command->add_flag("--transport", trace.transport, "The exchanges with the daemon too");
-        command->add_option("--pid", trace.pid, "The host, when several have loaded the plug-in");
+        command->add_flag("--transport", trace.transport, "Also the exchanges with the daemon");
+        command->add_option("--pid", trace.pid, "The host, if several have loaded the plug-in");
     }
 
     CLI11_PARSE(app, argc, argv);

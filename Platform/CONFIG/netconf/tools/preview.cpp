@@ -32,7 +32,7 @@ namespace fs = std::filesystem;
 std::string content_of(const std::string &file) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        throw std::runtime_error(fmt::format("the edit {} cannot be read", file));
+        throw std::runtime_error(fmt::format("cannot read the edit {}", file));
     }
     return {std::istreambuf_iterator<char>(stream), {}};
 }
@@ -49,15 +49,14 @@ std::string leave_datastore() {
         configuration = real.configuration();
         char name[] = "/tmp/orv_bgpctl.XXXXXX";
         if (mkdtemp(name) == nullptr) {
-            throw std::runtime_error("no directory can be made in /tmp");
+            throw std::runtime_error("cannot create a directory in /tmp");
         }
         module = content_of(real.write_module(name));
         fs::remove_all(name);
     }
     if (!isolate(/*own_memory=*/true)) {
         throw std::runtime_error(
-            "namespaces are needed, which neither this user nor this kernel allows; run orv_bgpctl "
-            "as root");
+            "this user cannot create namespaces on this kernel; run orv_bgpctl as root");
     }
     for (const char *name : {"repository", "plugins"}) {
         fs::create_directories(fmt::format("{}/{}", directory, name));

@@ -19,9 +19,8 @@
 namespace bgpctl {
 namespace {
 
-constexpr const char *warning = "--replace lets the daemon drop the BGP instance before the "
-                                "configuration is sent anew: all BGP "
-                                "sessions go down.";
+constexpr const char *warning = "--replace makes the daemon drop the BGP instance first: "
+                                "all BGP sessions go down.";
 
 // Whether the operator agrees that the sessions go down.
 void ask_before_replacing(const ReplayOptions &options) {
@@ -29,9 +28,10 @@ void ask_before_replacing(const ReplayOptions &options) {
         return;
     }
     if (isatty(STDIN_FILENO) == 0) {
-        throw std::runtime_error(fmt::format("{} Say --yes where there is no terminal.", warning));
+        throw std::runtime_error(
+            fmt::format("{} Without a terminal, confirm with --yes.", warning));
     }
-    fmt::print(stderr, "{} Go on? [y/N] ", warning);
+    fmt::print(stderr, "{} Continue? [y/N] ", warning);
     std::string answer;
     std::getline(std::cin, answer);
     if (answer != "y" && answer != "Y" && answer != "yes") {
@@ -47,7 +47,7 @@ void drop_instance(const Datastore &datastore, const Upstream &daemon) {
         daemon.ask(configd::make_message(MODULE_ID_BGP, BGP_SUB_BGP_AS, payload));
     if (code != SR_ERR_OK) {
         throw std::runtime_error(fmt::format(
-            "the configuration daemon does not drop the instance, it answers {}", code));
+            "the configuration daemon refused to drop the BGP instance with code {}", code));
     }
 }
 
@@ -88,11 +88,11 @@ int report(std::FILE *file, int code, const Relay &relay) {
     if (relay.refused()) {
         fmt::print(stderr, "orv_bgpctl: {}\n", *relay.refused());
     } else if (failed) {
-        fmt::print(stderr, "orv_bgpctl: the plug-in does not take the configuration: {}\n",
+        fmt::print(stderr, "orv_bgpctl: the plug-in refused the configuration: {}\n",
                    sr_strerror(code));
     }
     if (failed) {
-        fmt::print(stderr, "orv_bgpctl: what follows had been sent before:\n");
+        fmt::print(stderr, "orv_bgpctl: records sent before the failure:\n");
     }
     print_counts(file, relay);
     return failed ? EXIT_FAILURE : EXIT_SUCCESS;
@@ -106,13 +106,13 @@ int replay(const ReplayOptions &options) {
     const Upstream daemon;
     if (!isolate()) {
         throw std::runtime_error(
-            "a network namespace is needed, which neither this user nor this kernel allows; "
-            "run orv_bgpctl as root");
+            "this user cannot create a network namespace on this kernel; run orv_bgpctl as root");
     }
     const Datastore datastore;
     if (datastore.revision().empty()) {
-        throw std::runtime_error(
-            fmt::format("the module {} is not installed in sysrepo", module_name));
+        throw std::runtime_error(fmt::format(
+            "the module {} is not installed in sysrepo; install it with sysrepoctl --install",
+            module_name));
     }
     const Plugin plugin(options.plugin, datastore.session());
     Progress progress;

@@ -52,7 +52,7 @@ Finding plugin_version(Look &look) {
         return {
             "plug-in", false,
             fmt::format("{} of version {}", look.plugin, found ? found->version : "0.1 or unknown"),
-            fmt::format("install version {} of it, or use the orv_bgpctl that came with it",
+            fmt::format("install version {} of the plug-in, or use the orv_bgpctl of its package",
                         own_version().version)};
     }
     return {"plug-in", true, fmt::format("version {}", found->version), {}};
@@ -66,7 +66,7 @@ Finding module_revision(Look & /*look*/) {
     }
     if (revision != expected) {
         return {"module", false,
-                fmt::format("revision {}, the plug-in's is {}", revision, expected),
+                fmt::format("revision {}, the plug-in needs {}", revision, expected),
                 "sysrepoctl --update orv_bgp.yang"};
     }
     return {"module", true, fmt::format("revision {}", revision), {}};
@@ -77,7 +77,7 @@ Finding running_host(Look &look) {
         look.host = host();
     } catch (const std::exception &error) {
         return {"host", false, error.what(),
-                "let one sysrepo-plugind run: systemctl start sysrepo-plugind"};
+                "run exactly one sysrepo-plugind: systemctl start sysrepo-plugind"};
     }
     return {"host", true, fmt::format("{} ({})", look.host->name, look.host->pid), {}};
 }
@@ -126,8 +126,8 @@ Finding registrations(Look & /*look*/) {
     look_for(change_paths, changes);
     look_for(rpc_paths, rpcs);
     if (!missing.empty()) {
-        return {"registrations", false, fmt::format("{} of 9, without{}", count, missing),
-                "systemctl restart sysrepo-plugind, and see its journal"};
+        return {"registrations", false, fmt::format("{} of 9, missing:{}", count, missing),
+                "systemctl restart sysrepo-plugind, then read its journal"};
     }
     return {"registrations", true, "9 of 9", {}};
 }
@@ -149,7 +149,7 @@ Finding daemon_listens(Look &look) {
                     {}};
         }
     }
-    return {"daemon", false, fmt::format("nobody listens on port {}", NETCONF_DAEMON_PORT),
+    return {"daemon", false, fmt::format("no process listens on port {}", NETCONF_DAEMON_PORT),
             "start the configuration daemon"};
 }
 
@@ -206,7 +206,7 @@ std::vector<Finding> look_at_all(const std::string &plugin) {
         try {
             findings.push_back(row.check(look));
         } catch (const std::exception &error) {
-            findings.push_back({row.what, false, "cannot be looked at", error.what()});
+            findings.push_back({row.what, false, "cannot be checked", error.what()});
         }
     }
     return findings;
