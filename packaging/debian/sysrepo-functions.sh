@@ -7,8 +7,8 @@ say() { echo "sysrepo-plugin-orv-bgp: $*"; }
 
 # What sysrepo knows of the module: its revision; "new", "updated" or "removed"
 # while such a change is scheduled; nothing when it does not know the module.
-# sysrepo makes scheduled changes when a client connects and no other one is
-# connected, so this question alone makes them where they can be made.
+# sysrepo makes scheduled changes when a client connects while no other is
+# connected, so calling this makes them if that is the case.
 module_state() {
     modules=$(sysrepoctl --list) || return 1
     echo "$modules" | awk -F '|' -v name="$module" '
@@ -27,8 +27,8 @@ is_scheduled() {
     esac
 }
 
-# sysrepo starts over from the startup configuration of every module when it
-# makes a change to any module. What is only in the running one is kept aside.
+# When sysrepo changes any module, it loads the startup configuration of every
+# module again. Saves a running configuration that differs.
 keep_running_configuration() {
     startup=$(mktemp) || return 1
     running=$(mktemp) || return 1
@@ -45,13 +45,13 @@ keep_running_configuration() {
     kept_configuration=$(mktemp "$backups/sysrepo-running.XXXXXX.xml") &&
         cat "$running" >"$kept_configuration" || return 1
     rm -f "$running"
-    say "the running configuration is not saved as startup configuration, from which" \
-        "sysrepo starts over when a module changes; it is kept as $kept_configuration," \
-        "to be put back with: sysrepocfg --import=$kept_configuration -d running -f xml"
+    say "the running configuration differs from the startup configuration, which sysrepo" \
+        "loads when a module changes; it is kept as $kept_configuration," \
+        "restore it with: sysrepocfg --import=$kept_configuration -d running -f xml"
 }
 
-# The plug-in host when it is enabled or runs; one that gave up without the
-# module is given another chance.
+# Restarts the plug-in host if it is enabled or runs, also after it failed
+# because the module was missing.
 restart_host() {
     [ -d /run/systemd/system ] || return 0
     systemctl reset-failed sysrepo-plugind.service 2>/dev/null || true
