@@ -30,8 +30,8 @@ int debug_bgp = 0;
 
 namespace {
 
-// A number that a line is given for its brackets, such as 169, is part of the
-// line's text and stays; it is no line of this file.
+// A literal number in the brackets of a line, such as 169, is part of the line's
+// text. It is not a line number of this file: do not change it.
 constexpr Diagnostics debug{debug_bgp};
 
 bool equal(const char *left, const char *right) {
@@ -159,14 +159,14 @@ bool contains(const char *text, const char *part) {
     return std::strstr(text, part) != nullptr;
 }
 
-// One change, as the callbacks look at it.
+// One change, as the callbacks use it.
 struct Change {
     sr_change_oper_t operation;
     sr_val_t *value;
     const char *node;
 };
 
-// Sends the pending record on the way through the changes: `change` calls for it.
+// Sends the pending record because of `change`.
 int send_for(const Change &change, PendingRecord &pending) {
     const int rc = pending.send(change.operation);
     if (rc != SR_ERR_OK) {
@@ -176,13 +176,12 @@ int send_for(const Change &change, PendingRecord &pending) {
     return rc;
 }
 
-// What a callback's lines say of itself: its name and the numbers that they
-// carry.
+// The texts in a callback's lines: its name and the numbers in their brackets.
 struct CallbackLines {
     const char *function;
     int event;
     int iterator;
-    const char *closing; // the walk ended with "not found"
+    const char *closing; // line when the walk ended with "not found"
 };
 
 template <typename Work>
@@ -218,10 +217,10 @@ int handle_event(const CallbackLines &lines, sr_session_ctx_t *session, const ch
     return rc;
 }
 
-// Runs `work` on the changes of an edit when the event asks for it: done and
-// abort come after the daemon has been told. `work` returns the callback's
-// result; "not found", which is the end of the changes (or a daemon's answer
-// with the same number), is success. The client is told of a failure.
+// Runs `work` on the changes of an edit. Does nothing on done and abort, which
+// come after the daemon has the records. `work` returns the callback's result;
+// "not found" is the end of the changes (or a daemon's answer with the same
+// number) and counts as success. Tells the client of a failure.
 template <typename Work>
 int run_callback(const CallbackLines &lines, sr_session_ctx_t *session, const char *p_xpath,
                  sr_event_t event, Work work) {
@@ -229,14 +228,14 @@ int run_callback(const CallbackLines &lines, sr_session_ctx_t *session, const ch
     return refusal.tell(session, handle_event(lines, session, p_xpath, event, work));
 }
 
-// Says that a change has no value to work on.
+// Prints that a change has no value, and notes it for the client.
 void report_no_value(const ChangeWalk &walk) {
     always.print("choose value for oper %d failed. old_value:%p, new_value:%p\n", walk.operation(),
                  static_cast<void *>(walk.old_value()), static_cast<void *>(walk.new_value()));
     refusal.because("a change carries no value");
 }
 
-// The last node of a value's path, or nullptr after saying so.
+// The last node of a value's path. Prints an error and returns nullptr without one.
 const char *node_name(const sr_val_t &value) {
     const char *name = value.xpath == nullptr ? nullptr : sr_xpath_node_name(value.xpath);
     if (name == nullptr) {
@@ -256,9 +255,9 @@ namespace {
 constexpr CallbackLines as_lines = {"bgp_config_as_change_cb", 1369, 1378,
                                     "bgp-id change config over"};
 
-// Sends the AS number as changed; g_bgp_id follows once the daemon has agreed.
+// Sends the changed AS number; sets g_bgp_id after the daemon has accepted it.
 int send_as(const Change &change) {
-    // Nothing is ever pending here: each change goes out by itself.
+    // Each change is sent at once, so nothing stays pending.
     PendingRecord pending;
     debug.print("[%s][%d] need_send:%d sub_mod:%d\n", as_lines.function, 1412, 0, 0);
 
@@ -280,8 +279,8 @@ int send_as(const Change &change) {
     return SR_ERR_OK;
 }
 
-// Sends every change of the AS leaf. A change without a value ends the walk as
-// if nothing were left.
+// Sends every change of the AS leaf. A change without a value ends the walk like
+// the last change.
 int walk_as(ChangeWalk &walk) {
     for (;;) {
         int rc = walk.next();
@@ -326,14 +325,14 @@ int bgp_config_as_change_cb(sr_session_ctx_t *session, const char * /*module*/, 
 
 namespace {
 
-// The lines of a callback whose settings belong to the instance.
+// The texts in the lines of a callback whose settings belong to the instance.
 struct InstanceLines : CallbackLines {
     int not_found;
-    int pending; // of the record pending at the end; 0: not traced
+    int pending; // number for the record pending at the end; 0: not traced
     int as_missing;
     int as_error;
     int node;
-    int no_value_result; // of the callback when a change has no value
+    int no_value_result; // the callback's result when a change has no value
 };
 
 // Reads the configured AS number into g_bgp_id, 0 when there is none.
@@ -343,8 +342,8 @@ void refresh_bgp_id(sr_session_ctx_t *session) {
     g_bgp_id = rc == SR_ERR_OK ? bgp_as : 0;
 }
 
-// At the end of the changes: sends what is pending. A record that never got a
-// sub-module code (a neighbour with no setting of its own) is an error.
+// Sends the pending record at the end of the changes. A record without a
+// sub-module code (a neighbor with no setting of its own) is an error.
 int send_last(PendingRecord &pending, sr_change_oper_t last_operation) {
     if (pending.length == 0) {
         return SR_ERR_NOT_FOUND;
@@ -362,9 +361,9 @@ int send_last(PendingRecord &pending, sr_change_oper_t last_operation) {
     return rc;
 }
 
-// Steps to the next change that is to be looked at, passing over deletions
-// while no AS is configured. Returns nothing when *change holds it, otherwise
-// the result to leave the walk with.
+// Steps to the next change, skipping deletions while no AS is configured.
+// Returns nothing when *change holds the change, otherwise the result of the
+// walk.
 std::optional<int> next_change(const InstanceLines &lines, const char *p_xpath, ChangeWalk &walk,
                                PendingRecord &pending, Change *change) {
     for (;;) {
@@ -404,8 +403,8 @@ std::optional<int> next_change(const InstanceLines &lines, const char *p_xpath, 
     return std::nullopt;
 }
 
-// Walks the changes of an edit: each that is to be looked at goes to `work`,
-// whose result ends the walk when it is not SR_ERR_OK.
+// Walks the changes of an edit and passes each to `work`. A result of `work`
+// other than SR_ERR_OK ends the walk.
 template <typename Work>
 int walk_changes(const InstanceLines &lines, const char *p_xpath, ChangeWalk &walk,
                  PendingRecord &pending, Work work) {
@@ -422,7 +421,7 @@ int walk_changes(const InstanceLines &lines, const char *p_xpath, ChangeWalk &wa
     }
 }
 
-// Lets `parser` work on the pending record's bytes as a record of its type.
+// Runs `parser` on the bytes of the pending record as a record of its type.
 template <typename Record, typename Parser>
 int parse_pending(PendingRecord &pending, Parser parser) {
     static_assert(sizeof(Record) <= sizeof pending.data, "every record fits the send buffer");
@@ -435,7 +434,7 @@ int parse_pending(PendingRecord &pending, Parser parser) {
 
 } // namespace
 
-// --- Change callback: router identifier and global neighbours ----------------
+// --- Change callback: router identifier and global neighbors -----------------
 
 namespace {
 
@@ -454,7 +453,7 @@ struct GlobleState {
     int remote_as_delete_fg = 0;
 };
 
-// The settings that go with a neighbour when its remote AS is deleted.
+// Whether the deletion of a neighbor's remote AS includes this setting.
 bool goes_with_remote_as(uint32_t sub_mod) {
     const auto &leaves = globle_neighbor_record.leaves;
     return sub_mod != BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS &&
@@ -468,9 +467,9 @@ void trace_globle_send(int line, const Change &change, const GlobleState &state)
                 change.operation, state.remote_as_delete_fg);
 }
 
-// Sends the record. Deleting a neighbour's remote AS removes the neighbour in
-// the daemon, so deletions of its other settings are not sent, up to the next
-// record that is.
+// Sends the record. The deletion of a neighbor's remote AS removes the neighbor in
+// the daemon, so this skips deletions of other settings that follow it, until it
+// sends another record.
 int send_globle(const Change &change, GlobleState &state) {
     const char *function = globle_lines.function;
     PendingRecord &pending = state.pending;
@@ -595,8 +594,8 @@ void trace_leaf(const Leaf &leaf, const char *function, const sr_val_t &value) {
     }
 }
 
-// Puts one change into the record of a list's entry; what the six parsers share.
-// `function` is the parser's name.
+// Writes one change into the record of a list entry; shared by the six parsers.
+// `function` is the name of the parser.
 int parse_family(const EntryRecord &layout, const char *list, const char *function,
                  sr_session_ctx_t *session, sr_change_oper_t changeOp, sr_val_t *use_val,
                  const address_family_val *family_data, const char *pNodeName, void *buff,
@@ -634,7 +633,7 @@ int parse_family(const EntryRecord &layout, const char *list, const char *functi
 
 } // namespace
 
-// The parsers of the six lists differ in record and list name alone.
+// The parsers of the six lists differ only in record and list name.
 #define FAMILY_PARSER(parser, record, layout, list)                                                \
     int parser(sr_session_ctx_t *session, sr_change_oper_t changeOp, sr_val_t *use_val,            \
                const address_family_val *family_data, const char *pNodeName, record *buff,         \
@@ -660,7 +659,7 @@ FAMILY_PARSER(container_address_family_vrf_redistribute_plugin_change_parse,
 
 namespace {
 
-// What becomes of the pending record when a change arrives.
+// What to do with the pending record, or with the change, when a change arrives.
 enum class Decision { keep, send, drop_change };
 
 // Parses a change into the pending record.
@@ -682,8 +681,8 @@ int parse_into_pending(sr_session_ctx_t *session, const Change &change,
 struct FamilyKind {
     InstanceLines lines;
     const char *list;
-    bool has_vrf;     // the list has the third key "vrf-name", and its entries are sent themselves
-    uint32_t carrier; // deleting this leaf of a neighbour carries the deletion of its others
+    bool has_vrf;     // the list has the third key "vrf-name", and each entry has a record
+    uint32_t carrier; // the deletion of this leaf of a neighbor includes that of its others
     struct Container {
         const char *name;
         const EntryRecord &record;
@@ -691,7 +690,7 @@ struct FamilyKind {
     } containers[3];
 };
 
-// Their lines carry no numbers that anybody relies on.
+// Nobody relies on the numbers in these lines.
 constexpr InstanceLines family_lines(const char *function, const char *closing) {
     return {{function, __LINE__, __LINE__, closing},
             /*not_found=*/__LINE__,
@@ -740,8 +739,9 @@ struct FamilyState {
     char path[path_size] = {}; // working copy for the key look-ups
 };
 
-// The value of one of the entry's keys in the change's path. It lies in
-// state.path; nullptr, with *rc set, when the path does not fit or lacks it.
+// The value of one of the entry's keys in the change's path. The result points
+// into state.path. nullptr, with *rc set, when the path does not fit or lacks
+// the key.
 const char *family_key(const FamilyKind &kind, const Change &change, const char *key,
                        const char *missing, FamilyState &state, int *rc) {
     *rc = copy_path(state.path, change.value->xpath);
@@ -756,7 +756,7 @@ const char *family_key(const FamilyKind &kind, const Change &change, const char 
     return text;
 }
 
-// The keys that are numbers for the daemon, in the order of their look-up.
+// The keys that the daemon gets as numbers, in the order of their look-up.
 struct NumberKey {
     const char *node;
     uint32_t (*number)(const char *);
@@ -812,7 +812,7 @@ bool is_below_container(const FamilyKind &kind, const Change &change) {
                        });
 }
 
-// Whether the pending record gathers its entry's changes, and `node` is one of its own.
+// Whether the pending record gathers the changes of its entry and has a field for `node`.
 bool is_gathered(const FamilyKind &kind, const PendingRecord &pending, const char *node) {
     return std::any_of(std::begin(kind.containers), std::end(kind.containers),
                        [&](const FamilyKind::Container &container) {
@@ -823,8 +823,8 @@ bool is_gathered(const FamilyKind &kind, const PendingRecord &pending, const cha
                        });
 }
 
-// Whether the pending record is the deletion of its entry's carrier, and `node` another leaf of a
-// record that is sent leaf by leaf.
+// Whether the pending record is a deletion, and the change another leaf of a record that is sent
+// leaf by leaf.
 bool is_carried(const FamilyKind &kind, const PendingRecord &pending, const Change &change) {
     int32_t op = 0;
     std::memcpy(&op, pending.data, sizeof op);
@@ -839,7 +839,7 @@ bool is_carried(const FamilyKind &kind, const PendingRecord &pending, const Chan
                        });
 }
 
-// Decides what becomes of the pending record, and of the change itself.
+// Decides whether to keep or send the pending record, or to drop the change.
 Decision decide(const FamilyKind &kind, const Change &change, const PendingRecord &pending) {
     if (pending.sub_mod == 0 || is_gathered(kind, pending, change.node)) {
         return Decision::keep;
@@ -862,8 +862,8 @@ int send_pending(const FamilyKind &kind, const Change &change, PendingRecord &pe
     return rc;
 }
 
-// A VRF's address family is a setting of its own: its last key leaf stands for
-// the entry.
+// A VRF's address family is a setting of its own; the change of its last key
+// leaf is the change of the entry.
 bool is_vrf_entry(const FamilyKind &kind, const Change &change, const address_family_val &family) {
     return kind.has_vrf && equal(change.node, "vrf-name") && family.safi == BGP_SAFI_VRF;
 }
@@ -881,9 +881,9 @@ void put_vrf_entry(const Change &change, const address_family_val &family, Pendi
                 static_cast<int>(sizeof entry.vrf_name), entry.vrf_name, pending.sub_mod);
 }
 
-// Gives the change to the parser of the container that it lies in; the entry
-// and its key leaves lie in none. A missing list key does not end the walk, a
-// text that does not fit does.
+// Passes the change to the parser of its container. The entry and its key leaves
+// are in no container. A missing list key does not end the walk; a text that
+// does not fit does.
 int parse_change(const FamilyKind &kind, sr_session_ctx_t *session, const Change &change,
                  FamilyState &state) {
     for (const FamilyKind::Container &container : kind.containers) {
@@ -961,20 +961,20 @@ int bgp_config_address_family_vrf_change_cb(sr_session_ctx_t *session, const cha
 
 namespace {
 
-// What may be read of a payload: replies lie in the transport's buffer.
+// The readable bytes of a payload: a reply is in the transport's buffer.
 constexpr std::size_t payload_room = BUF_SIZE_MAX - sizeof(netconf_data_struc);
 
-// How often `size` bytes find room in a payload from `offset` on.
+// How many times `size` bytes fit into a payload from `offset` on.
 constexpr std::size_t room_for(std::size_t size, std::size_t offset) {
     return offset > payload_room ? 0 : (payload_room - offset) / size;
 }
 
-// Whose reply a parser takes, and what it prints of it.
+// The query whose reply a parser accepts, and what the parser prints.
 struct ReplyKind {
     const char *function;
     const char *trace; // the name in the header's trace
     int sub_mod;
-    const char *other; // line when it is another query's
+    const char *other; // line for the reply to another query
 };
 
 bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output_cnt,
@@ -992,15 +992,15 @@ bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output
     return true;
 }
 
-// Notes for the client why a reply is refused.
+// Notes for the client why the plug-in refuses a reply.
 void note_refused_reply(const char *why) {
     refusal.because("the configuration daemon's reply is refused: %s; see its log", why);
 }
 constexpr const char *counts_lead_outside_reply = "its counts lead outside the reply";
 constexpr const char *counts_lead_outside_array = "it describes more values than it announces";
 
-// Sizes sysrepo's array for what the reply announces. More than a reply can hold is more than
-// there is an array for, and sysrepo is not asked. Returns whether there is one.
+// Resizes sysrepo's array for the values that the reply announces, unless they are more than a
+// reply can hold. Returns whether the array has the new size.
 bool size_array(bool plausible, size_t old_count, size_t new_count, sr_val_t **output) {
     if (!plausible) {
         note_refused_reply(counts_lead_outside_reply);
@@ -1009,11 +1009,11 @@ bool size_array(bool plausible, size_t old_count, size_t new_count, sr_val_t **o
     return sr_realloc_values(old_count, new_count, output) == SR_ERR_OK;
 }
 
-// The result of a body that finds a count to lead outside the reply, or outside the array.
+// The result of a body for counts that exceed the reply or the array.
 constexpr int refused = -1;
 
-// Has `body` publish a reply into the values, and counts them. A reply that it refuses leaves none
-// behind. Returns its result.
+// Lets `body` publish a reply into the values, and counts them. Removes all values of a reply that
+// `body` refuses. Returns the result of `body`.
 template <typename Body>
 int publish_reply(const ReplyKind &kind, OutputValues &values, size_t *output_cnt, Body body) {
     const int rc = body();
@@ -1039,13 +1039,13 @@ constexpr ReplyKind evpn_reply = {"ip_bgp_evpn_output_parse", "ip_bgp_evpn_outpu
                                   BGP_SUB_RPC_IP_BGP_EVPN,
                                   "output data is not bgp and ip bgp evpn data!"};
 
-// No 12 bytes of a reply make more than 5 values (a route with two empty texts
-// and no next hop does): more values cannot be meant.
+// 12 bytes of a reply make at most 5 values (a route with two empty texts and no
+// next hop), so a larger count is invalid.
 constexpr std::size_t evpn_values_limit = payload_room / 12 * 5 + 5;
 
-// The walk through an EVPN reply: the stream, the values and the XPath of the
-// entry at hand. Each step returns false when the stream ends too early, or
-// when the array has no room for a value.
+// The state of the walk through an EVPN reply: the stream, the values and the
+// XPath of the current entry. Each step returns false when the stream ends too
+// early or the array is full.
 struct EvpnWalk {
     PackedReader stream;
     OutputValues &values;
@@ -1087,7 +1087,7 @@ bool walk_next_hop(EvpnWalk &walk) {
     return walk.add_text("path", as_path);
 }
 
-// A text that stands in the stream when the flag before it is not zero.
+// A text that follows its flag in the stream if the flag is not 0.
 bool walk_optional_text(EvpnWalk &walk, const char *trace, std::string_view leaf) {
     signed char present = 0;
     if (!walk.stream.flag(&present)) {
@@ -1191,8 +1191,8 @@ int ip_bgp_evpn_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
     PackedReader stream(reply_buf->transferData, payload_room);
     uint32_t get_count = 0;
     stream.number(&get_count);
-    // Without an array of its own the walk goes on with the one that there is: an array without a
-    // count is taken to be as large as was asked for.
+    // If the array was not resized, the walk uses it as it is. An array with count 0 is assumed to
+    // have the size that the reply announces.
     std::size_t capacity = get_count;
     OutputValues::Excess excess = OutputValues::Excess::refuse;
     if (!size_array(get_count <= evpn_values_limit, *output_cnt, get_count, output)) {
@@ -1221,24 +1221,24 @@ static_assert(info_table.leaves() == 3 && info_network.leaves() == 1 &&
               info_next_hop.leaves() == 5);
 constexpr std::size_t info_networks_offset = sizeof(uint32_t) + sizeof(InfoTable);
 
-// Whether so many networks and next hops have room in a reply.
+// Whether this many networks and next hops fit into a reply.
 bool info_fits(std::size_t networks, std::size_t next_hops) {
     const std::size_t offset = info_networks_offset;
     return networks <= room_for(sizeof(InfoNetwork), offset) &&
            next_hops <= room_for(sizeof(InfoNextHop), offset + networks * sizeof(InfoNetwork));
 }
 
-// The walk through the networks of a reply. Each step returns false when a
-// count leads outside the reply, or when the array has no room for a value.
+// The state of the walk through the networks of a reply. Each step returns false
+// when a count exceeds the reply or the array is full.
 struct InfoWalk {
     const char *payload;
     OutputValues &values;
     OutputXPath entry{};
-    std::size_t next_hop_cnt_all = 0; // next hops of the networks passed
+    std::size_t next_hop_cnt_all = 0; // next hops of the networks so far
 };
 
-// Publishes the next hops of a network, whose XPath and record end where the
-// walk's entry and `offset` stand.
+// Publishes the next hops of a network. walk.entry holds the network's XPath;
+// `offset` is the end of its record.
 bool publish_next_hops(InfoWalk &walk, std::size_t offset, uint32_t network, uint32_t count) {
     const std::size_t network_length = walk.entry.length();
     for (uint32_t j = 0; j < count; ++j, offset += sizeof(InfoNextHop)) {
@@ -1332,7 +1332,7 @@ int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data
                          [&] { return publish_info(walk, table) ? int{SR_ERR_OK} : refused; });
 }
 
-// --- Reply parser: neighbour detail ------------------------------------------
+// --- Reply parser: neighbor detail -------------------------------------------
 
 namespace {
 
@@ -1344,9 +1344,9 @@ using Peer = bgp_rpc_ip_bgp_neighbor_output_neighbor;
 using PeerFamily = bgp_rpc_ip_bgp_neighbor_output_addrsss_family;
 static_assert(neighbor_peer.leaves() == 20 && neighbor_family.leaves() == 9);
 
-// Publishes the address families of a peer. All of them are published from the
-// peer's first record, under the same keys: the position in the reply moves on
-// with the next peer only.
+// Publishes the address families of a peer. It publishes each of them from the
+// peer's first record, under the same keys: only the next peer advances the
+// position in the reply.
 int publish_families(OutputValues &values, OutputXPath &entry, const char *first, uint32_t count) {
     const std::size_t peer_length = entry.length();
     for (uint32_t j = 0; j < count; ++j) {
@@ -1372,7 +1372,7 @@ int publish_families(OutputValues &values, OutputXPath &entry, const char *first
     return SR_ERR_OK;
 }
 
-// Publishes the peers of a payload, which stand behind their count.
+// Publishes the peers of a payload, which follow their count.
 int publish_peers(OutputValues &values, const char *payload, uint32_t count) {
     OutputXPath entry;
     std::size_t offset = sizeof count;
@@ -1410,8 +1410,8 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
     }
     const char *payload = reply_buf->transferData;
     const auto peer_cnt = record_at<uint32_t>(payload, 0);
-    // The count's own four bytes vanish in the division. A length below that of
-    // the peers wraps to a number that no reply has room for.
+    // The division absorbs the four bytes of the count. A length below that of the
+    // peers wraps to a number that exceeds every reply.
     const uint32_t peers_length = static_cast<uint32_t>(sizeof(Peer)) * peer_cnt;
     const uint32_t entry_cnt = (static_cast<uint32_t>(reply_buf->dataLen) - peers_length) /
                                static_cast<uint32_t>(sizeof(PeerFamily));
@@ -1442,7 +1442,7 @@ using SummaryBlock = bgp_rpc_ip_bgp_summary_output_neighbors;
 using SummaryEntry = bgp_rpc_ip_bgp_summary_output_entry;
 static_assert(summary_block.leaves() == 6 && summary_entry.leaves() == 9);
 
-// Publishes the block at the payload's start and its entries.
+// Publishes the block at the start of the payload and its entries.
 int publish_summary(OutputValues &values, const char *payload, const SummaryBlock &block) {
     OutputXPath entry;
     entry.append("/ip-bgp-summary/neighbors/");
@@ -1530,8 +1530,8 @@ bool input_is(const sr_val_t &value, const char *part) {
     return value.xpath != nullptr && contains(value.xpath, part);
 }
 
-// Copies a text input into its field of the query, which is zero: an input comes
-// once.
+// Copies a text input into its field of the query. The field is zero, because
+// each input comes once.
 template <std::size_t size>
 int put_input(char (&field)[size], const sr_val_t &value) {
     const char *text = text_of(value);
@@ -1548,7 +1548,7 @@ bool starts_with(const sr_val_t &value, const char *start) {
     return text != nullptr && std::strncmp(text, start, std::strlen(start)) == 0;
 }
 
-// The inputs that the two queries about the table have in common.
+// Writes the inputs that the two queries about the table share.
 template <typename Query>
 int put_table_input(Query &query, const sr_val_t &value, bool *taken) {
     *taken = true;
@@ -1584,7 +1584,7 @@ int put_query_input(bgp_rpc_ip_bgp_summary_input &query, const sr_val_t &value) 
     return put_table_input(query, value, &taken);
 }
 
-// Puts as many inputs into the query as it says that there are.
+// Writes the inputs into the query, as many as its count says.
 template <typename Query>
 int put_query_inputs(Query &query, const sr_val_t *input) {
     for (uint32_t i = 0; i < query.input_cnt; ++i) {
@@ -1596,7 +1596,7 @@ int put_query_inputs(Query &query, const sr_val_t *input) {
     return SR_ERR_OK;
 }
 
-// A field of a query for a trace: it may have no terminator.
+// A text field of a query as printf arguments: it may have no terminator.
 #define QUERY_TEXT(field) static_cast<int>(sizeof(field)), field
 
 int parse_info_input(const sr_val_t *input, bgp_rpc_ip_bgp_info_input &query) {
@@ -1636,7 +1636,7 @@ int bgp_input_parse(const sr_val_t *input, void *inData, int subMod) {
 
 namespace {
 
-// A call of an RPC, as sysrepo makes it.
+// The arguments of an RPC callback.
 struct RpcCall {
     sr_session_ctx_t *session;
     const char *path;
@@ -1650,16 +1650,16 @@ struct RpcCall {
 // What differs between the RPCs.
 template <typename Query>
 struct Rpc {
-    const char *function; // the callback's name, and the numbers that its lines carry
+    const char *function; // the callback's name, and the numbers in its lines
     int trace;
     int event;
     int sub_mod;
     int (*parse)(sr_val_t **, size_t *, netconf_data_struc *); // nullptr: any reply is success
-    // Makes the query of a call. Returns nothing, or the result to end the call with.
+    // Fills the query from the arguments. Returns nothing, or the result of the callback.
     std::optional<int> (*ask)(const Rpc &rpc, const RpcCall &call, Query &query);
 };
 
-// Sends the query and gives the reply to its parser.
+// Sends the query and passes the reply to its parser.
 template <typename Query>
 int answer_query(const Rpc<Query> &rpc, const RpcCall &call, Query &query) {
     netconf_data_struc *reply = bgp_plugin_get(&query, sizeof query, rpc.sub_mod);
@@ -1671,8 +1671,8 @@ int answer_query(const Rpc<Query> &rpc, const RpcCall &call, Query &query) {
     const int rc =
         rpc.parse == nullptr ? int{SR_ERR_OK} : rpc.parse(call.output, call.output_cnt, reply);
     debug.print("[%s]rc = %d\n", rpc.function, rc);
-    // sysrepo frees as many values as it is told of: an array for none would stay. The library's
-    // arrays hold at least one value, and those that were not written are zero.
+    // sysrepo frees only as many values as *output_cnt says, so it would leak an array with count
+    // 0. The library's arrays hold at least one value, and values that were not written are zero.
     if (host.is_sysrepo() && rpc.parse != nullptr && rc == SR_ERR_OK && *call.output_cnt == 0 &&
         *call.output != nullptr) {
         sr_free_values(*call.output, 1);
@@ -1681,7 +1681,7 @@ int answer_query(const Rpc<Query> &rpc, const RpcCall &call, Query &query) {
     return rc;
 }
 
-// Does the work of a call. The client is told of a failure.
+// Runs an RPC callback and tells the client of a failure.
 template <typename Query>
 int run_call(const Rpc<Query> &rpc, const RpcCall &call) {
     refusal.begin(call.path);
@@ -1690,7 +1690,7 @@ int run_call(const Rpc<Query> &rpc, const RpcCall &call) {
     return refusal.tell(call.session, end ? *end : answer_query(rpc, call, query));
 }
 
-// Each check returns nothing, or the result to end the call with.
+// Each check returns nothing, or the result of the callback.
 using Check = std::optional<int>;
 
 Check check_arguments(const RpcCall &call) {
@@ -1715,7 +1715,7 @@ Check check_event(const Rpc<Query> &rpc, const RpcCall &call) {
     return SR_ERR_OPERATION_FAILED;
 }
 
-// What three of the RPCs begin with.
+// The checks at the start of three of the RPCs.
 template <typename Query>
 Check check_call(const Rpc<Query> &rpc, const RpcCall &call) {
     const Check end = check_arguments(call);
@@ -1727,7 +1727,7 @@ Check check_call(const Rpc<Query> &rpc, const RpcCall &call) {
     return check_event(rpc, call);
 }
 
-// An input that does not fit ends the call.
+// An input that does not fit ends the callback.
 Check check_input(int rc) {
     return rc == SR_ERR_INVALID_VALUE ? Check(rc) : std::nullopt;
 }
@@ -1782,7 +1782,7 @@ Check ask_info(const Rpc<bgp_rpc_ip_bgp_info_input> &rpc, const RpcCall &call,
     return std::nullopt;
 }
 
-// Only a single input is decoded; several ask for nothing in particular.
+// Uses a single input only; with several the query selects nothing.
 int put_neighbor_input(bgp_rpc_ip_bgp_neighbor_input &query, const RpcCall &call) {
     if (call.input_cnt == 0) {
         query.all = 1;
@@ -1852,7 +1852,7 @@ int put_clear_input(bgp_rpc_clear_ip_bgp_input &query, const sr_val_t &value) {
     return SR_ERR_OK;
 }
 
-// While no AS is configured there is nothing to clear: success, whatever the event.
+// Without an AS there is nothing to clear: success, whatever the event.
 Check ask_clear(const Rpc<bgp_rpc_clear_ip_bgp_input> &rpc, const RpcCall &call,
                 bgp_rpc_clear_ip_bgp_input &query) {
     Check end = check_arguments(call);
@@ -1897,7 +1897,7 @@ constexpr Rpc<bgp_rpc_clear_ip_bgp_input> clear_rpc = {
 
 } // namespace
 
-// The callbacks of the RPCs differ in these descriptions alone.
+// The callbacks of the RPCs differ only in these descriptions.
 #define RPC_CALLBACK(callback, rpc)                                                                \
     int callback(sr_session_ctx_t *session, const char *path, const sr_val_t *input,               \
                  const size_t input_cnt, sr_event_t event, uint32_t /*request_id*/,                \
@@ -1926,8 +1926,8 @@ struct Registration {
     uint32_t options;
 };
 
-// The first creates the subscription with sysrepo's handler thread, the others
-// join it: one thread calls all callbacks, one at a time.
+// The first registration creates the subscription with sysrepo's handler thread,
+// the others join it: one thread runs all callbacks, one at a time.
 constexpr Registration registrations[] = {
     {"/orv_bgp:router-bgp/as", bgp_config_as_change_cb, nullptr, SR_SUBSCR_DEFAULT},
     {"/orv_bgp:router-bgp/bgp", bgp_config_globle_bgp_change_cb, nullptr, SR_SUBSCR_CTX_REUSE},

@@ -1,6 +1,6 @@
-// What bgp_plugin.cpp offers: the two entry points and the callbacks to
-// sysrepo, the helpers and parsers to tests and benchmarks as well. All of it
-// has C linkage, so that a function's symbol is its name.
+// The functions of bgp_plugin.cpp. sysrepo uses the two entry points and the
+// callbacks; tests and benchmarks also use the helpers and parsers. All have C
+// linkage: the symbol of a function is its name.
 #ifndef BGP_PLUGIN_H
 #define BGP_PLUGIN_H
 
@@ -11,13 +11,14 @@ extern "C" {
 
 // --- Process-wide variables, 0 at load ---------------------------------------
 
-// AS number of the configured BGP instance as the plug-in knows it; 0: none.
+// AS number of the BGP instance: as last read from the datastore, or accepted
+// by the daemon; 0: none.
 extern uint32_t g_bgp_id;
 
-// Kept for what links against it; nothing reads or writes it.
+// Exported for programs that link against it; the plug-in does not use it.
 extern int bgp_nc;
 
-// Non-zero: the plug-in's logic traces what it does; set from outside.
+// Non-zero: the callbacks and parsers trace what they do. Set from outside.
 extern int debug_bgp;
 
 // --- Change-processing helpers -----------------------------------------------
@@ -32,11 +33,11 @@ int changeOp_switch_config_set(sr_change_oper_t changeOp);
 uint32_t bgp_key_afi_str_to_int(const char *key_str);
 uint32_t bgp_key_safi_str_to_int(const char *key_str);
 
-// The way back: a constant name, or NULL for any other number.
+// The opposite: a constant name, or NULL for any other number.
 const char *bgp_key_afi_int_to_str(uint32_t afi);
 const char *bgp_key_safi_int_to_str(uint32_t safi);
 
-// 1 when the node is one of the containers around a list, which carry no
+// 1 when the node is one of the containers around a list, which hold no
 // setting of their own, otherwise 0.
 int is_continue_by_node_name(const char *node_name);
 
@@ -47,17 +48,17 @@ int ip_bgp_check_bgp_as_config_exist(sr_session_ctx_t *session, uint32_t *bgp_as
 
 // --- Change parsers ----------------------------------------------------------
 //
-// Each puts one change into the record `buff`, which keeps what earlier changes
-// put there: only the change of a list entry's first key leaf clears it.
-// use_val is the chosen value; taking a key out of its path may cut the path
+// Each writes one change into the record `buff`. The record keeps what earlier
+// changes wrote; only the change of a list entry's first key leaf clears it.
+// use_val is the chosen value; reading a key from its path may cut the path
 // with a NUL. *buff_len receives the record's size in bytes, *sub_mod the
-// sub-module code of a leaf that has one. Nothing is kept or freed.
+// sub-module code of a leaf that has one. They keep and free nothing.
 //
-// All return SR_ERR_INTERNAL without an argument they need or without the list
-// key, and SR_ERR_INVALID_VALUE, after saying why, for a text that does not
-// fit its field.
+// All return SR_ERR_INTERNAL when a required argument or the list key is
+// missing. They print why and return SR_ERR_INVALID_VALUE for a text that does
+// not fit its field.
 
-// A global neighbour. Returns 1 when the record is ready to be sent, 0 when
+// A global neighbor. Returns 1 when the record is ready to be sent, 0 when
 // there is nothing to send yet, or one of the two codes above.
 int container_bgp_globle_neighbor_plugin_change_parse(sr_session_ctx_t *session,
                                                       sr_change_oper_t changeOp, sr_val_t *use_val,
@@ -65,8 +66,8 @@ int container_bgp_globle_neighbor_plugin_change_parse(sr_session_ctx_t *session,
                                                       bgp_globle_neighbor_config *buff,
                                                       uint32_t *buff_len, uint32_t *sub_mod);
 
-// The lists of an address family; family_data is the family's key and is only
-// read. They return SR_ERR_OK or one of the two codes above.
+// The lists of an address family. family_data is the family's key; they only
+// read it. They return SR_ERR_OK or one of the two codes above.
 int container_address_family_network_plugin_change_parse(
     sr_session_ctx_t *session, sr_change_oper_t changeOp, sr_val_t *use_val,
     const address_family_val *family_data, const char *pNodeName,
@@ -80,7 +81,7 @@ int container_address_family_redistribute_plugin_change_parse(
     const address_family_val *family_data, const char *pNodeName,
     bgp_address_family_redistribute_universal_val *buff, uint32_t *buff_len, uint32_t *sub_mod);
 
-// The lists of a VRF's address family, in the same way.
+// The same for the lists of a VRF's address family.
 int container_address_family_vrf_network_plugin_change_parse(
     sr_session_ctx_t *session, sr_change_oper_t changeOp, sr_val_t *use_val,
     const address_family_val *family_data, const char *pNodeName,
@@ -98,83 +99,83 @@ int container_address_family_vrf_redistribute_plugin_change_parse(
 //
 // Each sends what changed below its path to the daemon during the change event
 // and does nothing on done and abort. A result other than SR_ERR_OK refuses
-// the edit: the daemon's own code, the transport's, or one of the plug-in's.
-// All but the first refresh g_bgp_id from the datastore on every event, and
-// refuse everything but deletions while no AS is configured. module,
-// request_id and priv are not used.
+// the edit: a code of the daemon, of the transport or of the plug-in.
+// All except the first read g_bgp_id from the datastore on every event. While
+// no AS is configured, they refuse every change except deletions. They do not
+// use module, request_id and priv.
 
 // The AS number of the instance.
 int bgp_config_as_change_cb(sr_session_ctx_t *session, const char *module, const char *p_xpath,
                             sr_event_t event, uint32_t request_id, void *priv);
 
-// The router identifier and the global neighbours.
+// The router identifier and the global neighbors.
 int bgp_config_globle_bgp_change_cb(sr_session_ctx_t *session, const char *module,
                                     const char *p_xpath, sr_event_t event, uint32_t request_id,
                                     void *priv);
 
-// Networks, neighbours and redistribution of the address families.
+// Networks, neighbors and redistribution of the address families.
 int bgp_config_address_family_change_cb(sr_session_ctx_t *session, const char *module,
                                         const char *p_xpath, sr_event_t event, uint32_t request_id,
                                         void *priv);
 
-// The same for the address families of VRFs, and these families themselves.
+// The same for the address families of VRFs, and the entries of these families.
 int bgp_config_address_family_vrf_change_cb(sr_session_ctx_t *session, const char *module,
                                             const char *p_xpath, sr_event_t event,
                                             uint32_t request_id, void *priv);
 
 // --- Reply parsers -----------------------------------------------------------
 //
-// Each sizes the array *output once, from *output_cnt values to what the reply
-// announces, writes one value per leaf from the array's start and sets
-// *output_cnt. XPaths and texts are copies that belong to sysrepo with the
-// array. reply_buf is only read; BUF_SIZE_MAX bytes may be read from it, as of
-// a reply in the transport's buffer.
+// Each resizes the array *output once, from *output_cnt values to the number
+// that the reply announces, writes one value per leaf from the start of the
+// array and sets *output_cnt. XPaths and texts are copies; sysrepo owns them and
+// the array. They only read reply_buf, of which BUF_SIZE_MAX bytes must be
+// readable, as in the transport's buffer.
 //
-// They return 0, or -1 for a NULL argument, for another query's reply, without
-// memory for the array, and, after saying why, for counts that lead outside
-// reply or array; *output_cnt is then left as it was.
+// They return 0. They return -1 and leave *output_cnt as it was for a NULL
+// argument, for the reply to another query, without memory for the array, and
+// for counts that exceed the reply or the array; in that case they print why.
 
-// Without memory for the array it goes on with the room that there is.
+// Without memory for the array it uses the array as it is.
 int ip_bgp_evpn_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data_struc *reply_buf);
 
-// An empty table writes nothing and leaves *output_cnt as it was.
+// For an empty table it writes nothing and leaves *output_cnt as it was.
 int ip_bgp_info_output_parse(sr_val_t **output, size_t *output_cnt, netconf_data_struc *reply_buf);
 
-// Returns 1 for an address family that has no name: the values written so far
-// stay in the array, *output_cnt is left as it was.
+// Returns 1 for an AFI or SAFI without a name. The values written so far then
+// stay in the array, and *output_cnt stays as it was.
 int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
                                  netconf_data_struc *reply_buf);
 
-// No neighbours: writes nothing and leaves *output_cnt as it was.
+// Without neighbors it writes nothing and leaves *output_cnt as it was.
 int ip_bgp_summary_output_parse(sr_val_t **output, size_t *output_cnt,
                                 netconf_data_struc *reply_buf);
 
 // --- Query requests ----------------------------------------------------------
 
 // Sends the query record `input` (inDataLen bytes) over the connected socket
-// `context` and returns the reply, or NULL. The reply lies in the transport's
-// buffer: nobody frees it, and the next query overwrites it.
+// `context` and returns the reply, or NULL. The reply is in the transport's
+// buffer: do not free it. The next query overwrites it.
 netconf_data_struc *bgp_plugin_send_and_receive(int context, void *input, int inDataLen,
                                                 int sub_mod);
 
-// The same on a connection opened and closed for the one query.
+// The same on a new connection, which it closes after the query.
 netconf_data_struc *bgp_plugin_get(void *input, int inDataLen, int sub_mod);
 
-// Puts the RPC's inputs into a query record: a bgp_rpc_ip_bgp_info_input for
-// subMod 19, a bgp_rpc_ip_bgp_summary_input for 21. The number of inputs is
-// read from the record's first field. Returns 0, 1 for another subMod, 14 for
-// a NULL argument, or SR_ERR_INVALID_VALUE, after saying why, for an input
-// that does not fit its field.
+// Writes the RPC's inputs into a query record: a bgp_rpc_ip_bgp_info_input for
+// subMod 19, a bgp_rpc_ip_bgp_summary_input for 21. The record's first field
+// must hold the number of inputs. Returns 0, 1 for another subMod or 14 for a
+// NULL argument. Prints why and returns SR_ERR_INVALID_VALUE for an input that
+// does not fit its field.
 int bgp_input_parse(const sr_val_t *input, void *inData, int subMod);
 
 // --- RPC callbacks -----------------------------------------------------------
 //
-// Each turns its input into a query to the daemon, on a connection of its own,
-// and the reply into output values, which belong to sysrepo. They return
-// SR_ERR_OK, SR_ERR_INVAL_ARG without an argument they need,
-// SR_ERR_OPERATION_FAILED for any event but SR_EV_RPC, SR_ERR_INVALID_VALUE for
-// an input that does not fit its field in the query, SR_ERR_CALLBACK_FAILED
-// without a reply, or what the reply's parser returns.
+// Each sends its input to the daemon as a query, on a connection of its own,
+// and returns the reply as output values, which sysrepo owns. They return
+// SR_ERR_OK, SR_ERR_INVAL_ARG when a required argument is missing,
+// SR_ERR_OPERATION_FAILED for any event other than SR_EV_RPC,
+// SR_ERR_INVALID_VALUE for an input that does not fit its field in the query,
+// SR_ERR_CALLBACK_FAILED without a reply, or the result of the reply's parser.
 
 int ip_bgp_evpn_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
                    size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
@@ -189,20 +190,20 @@ int ip_bgp_summary_cb(sr_session_ctx_t *session, const char *path, const sr_val_
                       size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
                       size_t *output_cnt, void *private_data);
 
-// Has no output: any reply is success. Does nothing while no AS is configured.
+// Has no output: any reply is success. Without an AS it does nothing.
 int clear_ip_bgp_cb(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
                     size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
                     size_t *output_cnt, void *private_data);
 
 // --- Life cycle --------------------------------------------------------------
 
-// Registers every callback on one subscription, which stays with sysrepo:
-// private_ctx is left untouched. Returns SR_ERR_OK, or the code of the first
-// registration that failed, after undoing those before it.
+// Registers every callback on one subscription, which sysrepo keeps; does not
+// set private_ctx. If a registration fails, it undoes those before it and
+// returns the code of the failure, otherwise SR_ERR_OK.
 int sr_plugin_init_cb(sr_session_ctx_t *session, void **private_ctx);
 
-// Unsubscribes the host's private_ctx, which initialisation never set. The
-// daemon connection stays open.
+// Unsubscribes the host's private_ctx, which initialization never set. The
+// connection to the daemon stays open.
 void sr_plugin_cleanup_cb(sr_session_ctx_t *session, void *private_ctx);
 
 } // extern "C"

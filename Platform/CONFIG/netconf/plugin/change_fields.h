@@ -7,10 +7,10 @@
 #include <cstring>
 #include <type_traits>
 
-// What a change of a leaf puts into its field.
+// What a change of a leaf writes into its field.
 enum class Puts {
-    value, // the leaf's text or number, as the field's type is
-    flag,  // 1: the leaf was concerned, whatever its value
+    value, // the leaf's text or number, by the field's type
+    flag,  // 1: the leaf changed, whatever its value
 };
 
 // A leaf of a record.
@@ -18,8 +18,8 @@ struct Leaf {
     const char *node;
     std::size_t offset; // of its field in the record
     std::size_t size;   // of its field
-    bool is_text;       // its field takes a text, otherwise a number
-    uint32_t sub_mod;   // 0: the record's
+    bool is_text;       // its field holds a text, otherwise a number
+    uint32_t sub_mod;   // 0: the record's sub-module code
     Puts puts = Puts::value;
     const char *trace = nullptr; // line of the leaf; nullptr: none
     bool traces_text = false;    // the line ends with the leaf's text
@@ -30,17 +30,17 @@ struct Key {
     const char *node;
     std::size_t offset;          // of its field in the record
     std::size_t size;            // of its field
-    const char *missing;         // line when a path lacks it
+    const char *missing;         // line when it is missing in a path
     const char *trace = nullptr; // line of the key, before its text; nullptr: none
 };
 
-// A record of a list's entry. In a VRF the list has another name; the
-// neighbour's leaves differ as well.
+// The record of a list entry. In a VRF the list has another name, and a
+// neighbor has other leaves.
 struct EntryRecord {
     std::size_t size;
-    Key keys[2]; // the leaf of the first starts a new record and clears it
+    Key keys[2]; // a change of the first one's leaf clears the record
     Leaf leaves[5];
-    uint32_t sub_mod; // of every change, which the record gathers; 0: the leaf's, one by one
+    uint32_t sub_mod; // of the record, which gathers all changes; 0: each leaf has its own
 };
 
 // The row of a node's name, or nullptr.

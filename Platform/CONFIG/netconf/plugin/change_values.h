@@ -1,4 +1,4 @@
-// Change values: what a change's value puts into a record, by its table.
+// Change values: write a change's keys and value into a record, by its table.
 #ifndef CHANGE_VALUES_H
 #define CHANGE_VALUES_H
 
@@ -12,8 +12,8 @@
 
 inline constexpr std::size_t path_size = 1000; // bytes, terminator included
 
-// Refuses, with SR_ERR_INVALID_VALUE, a path that is longer than its working
-// buffer has room for. Its end says which node it is.
+// Refuses, with SR_ERR_INVALID_VALUE, a path that does not fit its working
+// buffer. The line shows the end of the path, which names the node.
 inline int refuse_path(const char *path, std::size_t limit) {
     const std::size_t length = std::strlen(path);
     always.print("path ...%s is %zu bytes long, the limit is %zu\n",
@@ -24,8 +24,8 @@ inline int refuse_path(const char *path, std::size_t limit) {
 }
 
 // Copies the characters of `path` into a working buffer, without a terminator:
-// what an earlier, longer path left behind it stays. The buffer's last byte
-// stays zero. A path that does not fit is refused.
+// the end of an earlier, longer path stays behind them. The last byte of the
+// buffer stays zero. Refuses a path that does not fit.
 inline int copy_path(char (&buffer)[path_size], const char *path) {
     const std::size_t length = std::strlen(path);
     if (length >= path_size) {
@@ -35,16 +35,16 @@ inline int copy_path(char (&buffer)[path_size], const char *path) {
     return SR_ERR_OK;
 }
 
-// The value of a list's key in `path`, or nullptr. It lies in `path`, which is
-// cut behind it.
+// The value of a list's key in `path`, or nullptr. The result points into
+// `path`, which the look-up cuts after it.
 inline const char *key_value(char *path, const char *list, const char *key) {
     sr_xpath_ctx_t state{};
     return path == nullptr ? nullptr : sr_xpath_key_value(path, list, key, &state);
 }
 
 // The text of a value, or nullptr when a value of its type has none: the data
-// is a union, and a number read as a pointer would lead anywhere. Of a type that
-// sysrepo does not know it sets no data at all.
+// is a union, and a number is not a pointer. sysrepo sets no data for a type
+// that it does not know.
 inline const char *text_of(const sr_val_t &value) {
     switch (value.type) {
     case SR_BOOL_T:
@@ -70,8 +70,8 @@ inline const char *text_of(const sr_val_t &value) {
     }
 }
 
-// Writes what a change says of a leaf into its field of `record`. Returns SR_ERR_OK, or
-// SR_ERR_INVALID_VALUE, after saying why, for a text that does not fit.
+// Writes the changed value of a leaf into its field of `record`. Returns SR_ERR_OK. Prints why and
+// returns SR_ERR_INVALID_VALUE for a text that does not fit.
 inline int write_leaf(char *record, const Leaf &leaf, const sr_val_t &value) {
     char *field = record + leaf.offset;
     if (leaf.is_text) {
@@ -83,12 +83,12 @@ inline int write_leaf(char *record, const Leaf &leaf, const sr_val_t &value) {
     return SR_ERR_OK;
 }
 
-// Takes the list's keys out of the value's path, which may be cut, and puts them into the record.
-// Returns SR_ERR_OK, SR_ERR_INTERNAL when a key is missing, or SR_ERR_INVALID_VALUE when a text
-// does not fit; both say why. `function` is named in the traces.
+// Writes the list's keys from the value's path, which this may cut, into the record. Returns
+// SR_ERR_OK, SR_ERR_INTERNAL when a key is missing, or SR_ERR_INVALID_VALUE when a text does not
+// fit; in both cases it prints why. The traces name `function`.
 inline int put_keys(const Diagnostics &debug, const EntryRecord &layout, const char *list,
                     const char *function, char *record, sr_val_t &value) {
-    // A look-up cuts the text that it is given, so the second needs a copy.
+    // A look-up cuts its text, so a second look-up needs a copy.
     char copy[path_size];
     const bool several = layout.keys[1].node != nullptr;
     if (several) {

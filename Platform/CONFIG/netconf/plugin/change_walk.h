@@ -4,8 +4,8 @@
 
 #include "plugin_public.h"
 
-// Owns a change iterator and the values of the change at hand, and frees them
-// on every way out. A change's values live until the next call of next().
+// Owns a change iterator and the values of the current change, and frees them
+// on every return. The values of a change live until the next call of next().
 class ChangeWalk {
   public:
     ChangeWalk() = default;
@@ -25,14 +25,14 @@ class ChangeWalk {
     }
 
     // Steps to the next change. Returns sysrepo's code, SR_ERR_NOT_FOUND after
-    // the last change; operation() then still tells the last change's.
+    // the last change; operation() then still returns that of the last change.
     int next() {
         free_values();
         return sr_get_change_next(session_, iterator_, &operation_, &old_value_, &new_value_);
     }
 
-    // Chooses the value that the change is about (plugin_value_choose) and
-    // returns its result; on SR_ERR_OK value() may be used.
+    // Chooses the old or the new value with plugin_value_choose and returns its
+    // result. After SR_ERR_OK, value() returns the chosen one.
     int choose() { return plugin_value_choose(operation_, old_value_, new_value_, &chosen_value_); }
 
     sr_change_oper_t operation() const { return operation_; }

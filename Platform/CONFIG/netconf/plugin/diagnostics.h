@@ -1,16 +1,15 @@
-// Diagnostics: lines on standard output, always or under a switch.
+// Diagnostics: lines on standard output, always or while a switch is on.
 #ifndef DIAGNOSTICS_H
 #define DIAGNOSTICS_H
 
 #include <cstdarg>
 #include <cstdio>
 
-// Prints when its switch is non-zero. The switch is a variable that a debugger
-// may set in a running host, so it is looked at anew for every line.
+// Prints when its switch is non-zero. orv_bgpctl or a debugger sets the switch
+// in a running host, so each line reads it again.
 //
-// Whatever is printed has left the process when a function returns: the host's
-// standard output is usually a pipe, and a line that waits in its buffer is
-// lost when the host is killed.
+// Each function flushes what it prints: the host's standard output is usually a
+// pipe, and a line in its buffer would be lost when the host is killed.
 class Diagnostics {
   public:
     explicit constexpr Diagnostics(const int &enabled) : enabled_(enabled) {}
@@ -25,7 +24,7 @@ class Diagnostics {
         }
     }
 
-    // Prints as printf does: no line end is added.
+    // Prints like printf, without adding a line end.
     [[gnu::format(printf, 2, 3)]] void print(const char *format, ...) const {
         if (enabled_ == 0) {
             return;
@@ -41,7 +40,7 @@ class Diagnostics {
     const int &enabled_;
 };
 
-// The diagnostics that no switch turns off: they say why a callback failed.
+// The diagnostics without a switch: they say why a callback failed.
 inline constexpr int diagnostics_always_on = 1;
 inline constexpr Diagnostics always{diagnostics_always_on};
 

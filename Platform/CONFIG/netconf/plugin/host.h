@@ -1,4 +1,4 @@
-// Host: whether it is sysrepo's own plug-in host that the plug-in runs in.
+// Host: whether the plug-in runs in sysrepo's own plug-in host.
 #ifndef HOST_H
 #define HOST_H
 
@@ -10,30 +10,31 @@
 #include <atomic>
 #include <initializer_list>
 
-// In its host the plug-in tells clients why an edit or a call failed, and releases arrays that the
-// library would forget. Both hand the library what it must have made itself: a session, an array.
-// Under anything else that calls the callbacks these may be of another make, and both are left out.
+// In sysrepo's host the plug-in tells clients why an edit or an RPC failed, and releases arrays
+// that the library would not free. Both pass the library a session or an array, which it must have
+// created itself. Another program that calls the callbacks may pass its own, so there the plug-in
+// does neither.
 class Host {
   public:
-    // Initialisation has succeeded: the library calls the callbacks from now on, unless somebody
-    // stands in for it.
+    // Call after a successful initialization: from now on the library calls the callbacks, unless
+    // another program replaces its functions.
     void registered() { is_sysrepo_ = functions_are_sysrepos(); }
 
-    // The plug-in is cleaned up.
+    // Call when the host cleans up the plug-in.
     void left() { is_sysrepo_ = false; }
 
-    // Whether sessions and arrays are the library's. Any thread may ask.
+    // Whether sessions and arrays belong to the library. Any thread may call it.
     bool is_sysrepo() const { return is_sysrepo_; }
 
   private:
-    // The loaded object that `address` lies in; NULL: none.
+    // The loaded object that contains `address`; NULL: none.
     static const void *object_of(const void *address) {
         Dl_info info{};
         return address != nullptr && dladdr(address, &info) != 0 ? info.dli_fbase : nullptr;
     }
 
-    // The functions that the plug-in hands sessions and arrays to, and those that it has them from,
-    // are one library's. The program itself is none.
+    // Whether the functions that take and return sessions and arrays belong to one library, and not
+    // to the program itself.
     static bool functions_are_sysrepos() {
         const void *library =
             object_of(reinterpret_cast<const void *>(&sr_module_change_subscribe));

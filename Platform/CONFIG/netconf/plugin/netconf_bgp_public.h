@@ -1,19 +1,19 @@
 /*
- * The BGP records of the daemon protocol: what the payload of a message with
- * module MODULE_ID_BGP is, by its sub-module code. Plain C11 and C++17: the
- * daemon includes this file too.
+ * The BGP records of the daemon protocol: the payload of a message with module
+ * MODULE_ID_BGP, by its sub-module code. Plain C11 and C++17: the daemon
+ * includes this file too.
  *
- * Numbers are in host byte order. A text fills the start of its field and is
- * followed by zeros; one that fills its field has no terminator.
+ * Numbers are in host byte order. A text fills the start of its field, followed by
+ * zeros. A text as long as its field has no terminator.
  *
- * A configuration record is about one setting, which its sub-module code names
- * (a network or redistribution: its keys and the leaves that changed). It is
- * built over what the records before it in the same edit left behind, and is
- * cleared only where a list entry's first key leaf changed. So what the code does
- * not name, padding included, may hold anything; a flag is set when it is not 0.
+ * A configuration record sets or deletes one setting, which its sub-module code
+ * names; for a network or a redistribution, the keys and the leaves that changed.
+ * The record keeps the bytes of the records before it in the same edit; only a
+ * change of a list entry's first key leaf clears it. Fields that the code does not
+ * name, and padding, may therefore hold anything. A flag is set if it is not 0.
  *
- * The EVPN reply is no record but a packed stream of counts, flags and
- * NUL-terminated texts; it is drawn beside its query.
+ * The EVPN reply is a packed stream of counts, flags and NUL-terminated texts, not
+ * a record. Its layout stands after its query.
  */
 #ifndef NETCONF_BGP_PUBLIC_H
 #define NETCONF_BGP_PUBLIC_H
@@ -47,7 +47,7 @@ enum {
     BGP_SUB_MAX = 23 /* bound, never sent */
 };
 
-/* What a configuration record's `op` asks for. */
+/* Operations: `op` of a configuration record. */
 enum { BGP_OP_SET = 1, BGP_OP_DELETE = 0, BGP_OP_OTHER = -1 };
 
 /* Address families and sub-address families. */
@@ -97,16 +97,16 @@ NETCONF_FIELD(bgp_globle_config, reserved, 41);
 NETCONF_RECORD(bgp_globle_config, 44);
 
 /*
- * BGP_SUB_GLOBLE_NEIGHBOR_*: one setting of a global neighbour; the sub-module
- * code says which.
+ * BGP_SUB_GLOBLE_NEIGHBOR_*: one setting of a global neighbor, named by the
+ * sub-module code.
  *
  * bgp_globle_neighbor_config: 412 bytes
  *
  *   offset size  field
  *        0    4  op                      1 set, 0 delete, -1 anything else
  *        4    4  bgp_id                  AS number of the instance
- *        8   47  neighbor_ip_or_tag      address of the neighbour
- *       55   13  remote_as               AS number of the neighbour
+ *        8   47  neighbor_ip_or_tag      address of the neighbor
+ *       55   13  remote_as               AS number of the neighbor
  *       68   81  description
  *      149  257  update_source           interface or address that the session starts from
  *      406    2  reserved
@@ -228,8 +228,8 @@ NETCONF_FIELD(bgp_address_family_redistribute_universal_val, route_map, 119);
 NETCONF_RECORD(bgp_address_family_redistribute_universal_val, 376);
 
 /*
- * BGP_SUB_NEIGHBOR_*: one setting of a neighbour in an address family; the
- * sub-module code says which.
+ * BGP_SUB_NEIGHBOR_*: one setting of a neighbor in an address family,
+ * named by the sub-module code.
  *
  * bgp_address_family_neighbor_universal_val: 508 bytes
  *
@@ -299,7 +299,7 @@ NETCONF_RECORD(bgp_rpc_ip_bgp_evpn, 84);
 
 /*
  * BGP_SUB_RPC_IP_BGP_EVPN, reply: numbers of 4 bytes, flags of 1 byte and texts
- * that end with a NUL, one behind the other. Nothing is aligned.
+ * that end with a NUL, one after the other, without alignment.
  *
  *   +-----------+-----------+----------------------------
  *   | get_count | rd_number | route distinguishers
@@ -323,8 +323,8 @@ NETCONF_RECORD(bgp_rpc_ip_bgp_evpn, 84);
  *   | nexthop_str | metric | locPrf | weight | aspath_str |
  *   +---- ... ----+--------+--------+--------+---- ... ---+
  *
- * get_count is the number of values that it all becomes: three for a route, one
- * more for each text that is there, four for a next hop. The two lengths only say
+ * get_count is the number of output values of the whole reply: three for a route,
+ * one for each text that is present, four for a next hop. The two lengths only say
  * whether a text follows.
  */
 
@@ -367,7 +367,7 @@ NETCONF_RECORD(bgp_rpc_ip_bgp_info_input, 116);
  * bgp_rpc_ip_bgp_neighbor_input: 116 bytes
  *
  *   offset size  field
- *        0    4  all                     1 all neighbours
+ *        0    4  all                     1 all neighbors
  *        4   47  neighbor_addr
  *       51   65  vrf_name
  */
@@ -681,7 +681,7 @@ NETCONF_FIELD(bgp_rpc_ip_bgp_summary_output_neighbors, neighbor_number, 80);
 NETCONF_RECORD(bgp_rpc_ip_bgp_summary_output_neighbors, 84);
 
 /*
- * BGP_SUB_RPC_IP_BGP_SUMMARY, reply: a neighbour.
+ * BGP_SUB_RPC_IP_BGP_SUMMARY, reply: a neighbor.
  *
  * bgp_rpc_ip_bgp_summary_output_entry: 160 bytes
  *

@@ -8,26 +8,27 @@
 #include <cstring>
 #include <string_view>
 
-// The start of the XPaths of an entry's leaves: built once for the entry, and
-// cut back to be built on for the next one. An XPath ends after 999 characters.
+// The common start of the XPaths of an entry's leaves. It is built once for the
+// entry, then cut and extended for the next one. An XPath has at most 999
+// characters.
 class OutputXPath {
   public:
     static constexpr std::size_t limit = 999;
 
-    // Appends the parts one after the other, as far as there is room.
+    // Appends the parts, as many characters as fit.
     template <typename... Parts>
     void append(const Parts &...parts) {
         (append_part(parts), ...);
     }
     std::size_t length() const { return length_; }
-    // Back to the first `length` characters, at most as many as there are.
+    // Keeps the first `length` characters; `length` is at most length().
     void cut(std::size_t length) { length_ = length; }
     std::string_view text() const { return {text_, length_}; }
 
   private:
     void append_part(std::string_view part) {
         const std::size_t room = limit - length_;
-        if (part.size() <= room) { // of a literal the compiler knows the size
+        if (part.size() <= room) { // the compiler knows the size of a literal
             std::memcpy(text_ + length_, part.data(), part.size());
             length_ += part.size();
         } else {
@@ -40,21 +41,21 @@ class OutputXPath {
 };
 
 // Writes values into sysrepo's array, from its start and never past its end.
-// XPaths and texts are copies in the heap that go to sysrepo with the array; a
+// XPaths and texts are copies on the heap, which sysrepo frees with the array. A
 // copy that fails leaves a null pointer.
 class OutputValues {
   public:
     using Type = decltype(sr_val_t::type);
 
-    // What becomes of a value for which there is no room.
+    // What to do with a value that does not fit.
     enum class Excess { refuse, drop };
 
     // `values` has room for `capacity` values, or is NULL and has none.
     OutputValues(sr_val_t *values, std::size_t capacity, Excess excess = Excess::refuse)
         : values_(values), capacity_(values == nullptr ? 0 : capacity), excess_(excess) {}
 
-    // Adds a value with its data. Each returns false when there is no room for
-    // it and that is to be refused.
+    // Adds a value with its data. Each returns false when there is no room and
+    // the excess is refused.
     template <typename Member, typename Data>
     bool add(const OutputXPath &entry, std::string_view leaf, Type type, Member member, Data data) {
         sr_val_t *value = next(entry, leaf, type);
@@ -78,8 +79,8 @@ class OutputValues {
     // Whether a value was refused because there was no room for it.
     bool overflowed() const { return overflowed_; }
 
-    // Frees the copies of all values and starts again: for a reply that turns
-    // out to be refused on the way.
+    // Frees the copies of all values and starts again: for a reply that is
+    // refused after some values were written.
     void discard() {
         for (; count_ > 0; --count_) {
             sr_val_t &value = values_[count_ - 1];

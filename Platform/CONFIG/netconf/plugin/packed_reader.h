@@ -1,5 +1,5 @@
-// Packed reader: reads a stream of counts, flags and texts that stand at any
-// offset, and never past its end.
+// Packed reader: reads a stream of counts, flags and texts at any offset, and
+// never past its end.
 #ifndef PACKED_READER_H
 #define PACKED_READER_H
 
@@ -7,11 +7,11 @@
 #include <cstring>
 #include <string_view>
 
-// Each reader returns false, and reads nothing, when the item would pass the
+// Each function returns false and reads nothing when the item would exceed the
 // end of the stream.
 class PackedReader {
   public:
-    // The stream stays the caller's; what is read out of it are views into it.
+    // The caller keeps the stream; texts are views into it.
     PackedReader(const char *data, std::size_t size) : next_(data), left_(size) {}
 
     bool number(uint32_t *value) {
@@ -30,7 +30,7 @@ class PackedReader {
         skip(1);
         return true;
     }
-    // A text and the NUL that ends it; the view is without it.
+    // A text that ends with a NUL; the view excludes the NUL.
     bool text(std::string_view *value) {
         const void *end = left_ == 0 ? nullptr : std::memchr(next_, '\0', left_);
         if (end == nullptr) {

@@ -1,4 +1,4 @@
-// Pending record: the record in the making, and its way to the daemon.
+// Pending record: the record that is being filled, and how it is sent.
 #ifndef PENDING_RECORD_H
 #define PENDING_RECORD_H
 
@@ -10,7 +10,7 @@
 #include <cstring>
 #include <iterator>
 
-// The daemon's refusals, for the client.
+// The daemon's refusals, as the client is told.
 struct DaemonCode {
     int code;
     const char *meaning;
@@ -24,7 +24,7 @@ inline constexpr DaemonCode daemon_codes[] = {
     {SR_ERR_SOCKET_FAILED, "connection failed", "see the daemon's log"},
 };
 
-// Notes that the daemon refused, unless the transport has said why no answer came.
+// Notes the refusal of the daemon, unless the transport has noted why no answer came.
 inline void note_daemon_code(int code) {
     const auto *row = std::find_if(std::begin(daemon_codes), std::end(daemon_codes),
                                    [code](const DaemonCode &known) { return known.code == code; });
@@ -36,14 +36,14 @@ inline void note_daemon_code(int code) {
 
 inline constexpr std::size_t send_buffer_size = 1500; // bytes, no record is longer
 
-// The record in the making: what the next plugin_config sends. Its bytes stay
-// when it has been sent; a later record of the same edit is built over them.
+// The record that the next plugin_config sends. Its bytes stay after it has been
+// sent: a later record of the same edit overwrites only some of them.
 struct PendingRecord {
     alignas(std::max_align_t) char data[send_buffer_size] = {};
     uint32_t length = 0;  // bytes; 0: none
     uint32_t sub_mod = 0; // 0: none
 
-    // A record that is complete by itself takes the place of what was pending.
+    // Replaces the pending record with a complete one.
     template <typename Record>
     void hold(const Record &record, uint32_t code) {
         static_assert(sizeof record <= sizeof data, "every record fits the send buffer");
@@ -52,8 +52,8 @@ struct PendingRecord {
         sub_mod = code;
     }
 
-    // Sends the record; `operation` is that of the change at hand. Returns the daemon's code, or
-    // the transport's; a refusal is noted.
+    // Sends the record; `operation` is that of the current change. Returns the code of the daemon
+    // or of the transport, and notes a refusal for the client.
     int send(sr_change_oper_t operation) {
         const int rc = plugin_config(data, static_cast<int>(length), operation, MODULE_ID_BGP,
                                      static_cast<int>(sub_mod));

@@ -2,8 +2,8 @@
  * The transport: connections to the configuration daemon and the two kinds of
  * exchange over them. Plain C11 and C++17.
  *
- * Nothing here is locked: sysrepo calls a plug-in's callbacks one at a time,
- * and the persistent connection and the reply buffer rely on it.
+ * There are no locks: sysrepo calls a plug-in's callbacks one at a time, and
+ * the persistent connection and the reply buffer rely on it.
  */
 #ifndef PLUGIN_PUBLIC_H
 #define PLUGIN_PUBLIC_H
@@ -24,7 +24,7 @@ static_assert(SR_OP_CREATED == 0 && SR_OP_MODIFIED == 1 && SR_OP_DELETED == 2 &&
 extern "C" {
 #endif
 
-/* Non-zero: the transport traces what it does to standard output. 0 at load; set from outside. */
+/* Non-zero: the transport traces to standard output what it does. 0 at load; set from outside. */
 extern int com_printf_flag;
 
 /* Descriptor of the persistent configuration connection; below 1: not connected. */
@@ -34,14 +34,14 @@ extern int netconf_plugin_context;
  * Creates a socket and connects it to the daemon's address.
  *
  * domain, type, protocol: as for socket(2); port: in host byte order.
- * Returns the connected descriptor, which the caller owns (0 or more), or a
- * negative value. After a failed connect the descriptor stays open.
+ * Returns the connected descriptor (0 or more), which the caller owns, or a
+ * negative value. A failed connect leaves the descriptor open.
  */
 int sockCreateAndConnect(int domain, int type, int protocol, int port);
 
 /*
- * Opens a connection to the daemon and stores its descriptor, or the negative
- * value of a failure, in *context. The caller owns the descriptor.
+ * Opens a connection to the daemon and stores its descriptor in *context, or a
+ * negative value on failure. The caller owns the descriptor.
  * Returns 0, or -1 on failure.
  */
 int plugin_connect(int *context);
@@ -51,13 +51,13 @@ int plugin_close(int context);
 
 /*
  * Sends the message send_data (send_data->dataLen bytes) over fd with one
- * write and reads the daemon's 4-byte result code with one read, waiting for
- * it without limit. Sends and frees nothing else.
+ * write and reads the daemon's 4-byte result code with one read. Waits for the
+ * code without a limit. Does not free send_data.
  *
- * *res_code: the daemon's code, or SR_ERR_SOCKET_FAILED when the message could
- * not be written or the code not be read in full. It may hold any 32-bit
- * number, so read it as bytes, not as an enumerator.
- * Returns the byte count of the last write or read, -1 on its failure.
+ * *res_code: the daemon's code, or SR_ERR_SOCKET_FAILED when the write failed
+ * or the read did not return the whole code. It may hold any 32-bit number, so
+ * read it as bytes, not as an enumerator.
+ * Returns the byte count of the last write or read, -1 if it failed.
  */
 int sendAndGetResponseCode(int fd, netconf_data_struc *send_data, sr_error_t *res_code);
 
@@ -66,40 +66,39 @@ int sendAndGetResponseCode(int fd, netconf_data_struc *send_data, sr_error_t *re
  * waits at most 60 seconds for the first bytes of the reply and reads all of
  * it, at most BUF_SIZE_MAX bytes, into the transport's static buffer.
  *
- * Returns the reply, or NULL. It lies in that buffer: nobody frees it, and it is
- * valid until the next call. BUF_SIZE_MAX bytes may be read from it whatever
- * its dataLen says; what lies behind the reply's end is zero. A time-out
- * returns the previous reply once more, if there was one, even if it had been
- * refused or broken off.
+ * Returns the reply, or NULL. The reply is in that buffer: do not free it. It is
+ * valid until the next call. BUF_SIZE_MAX bytes are readable whatever its
+ * dataLen says; the bytes after the end of the reply are zero. After a time-out
+ * it returns the previous reply again, if there was one, even if that reply was
+ * refused or incomplete.
  */
 netconf_data_struc *sendAndGetReplyBuff(int fd, netconf_data_struc *send_data);
 
 /*
  * Builds the message for the record `data` (data_len bytes, not negative),
  * sends it over the connection `context` and waits for the daemon's result.
- * `option` is not used; the message's resValue is not written.
+ * Does not use `option` and does not write the message's resValue.
  *
  * Returns the daemon's result code, SR_ERR_NOMEM without memory for the
- * message, or SR_ERR_SOCKET_FAILED. `data` stays the caller's.
+ * message, or SR_ERR_SOCKET_FAILED. The caller keeps `data`.
  */
 int plugin_send_and_receive(int context, void *data, int data_len, int option, int module_id,
                             int sub_mod);
 
 /*
- * Sends one configuration record over the persistent connection, which the
- * first call opens and nothing closes: once it is broken, every call fails
- * until the process restarts.
+ * Sends one configuration record over the persistent connection. The first call
+ * opens the connection and nothing closes it: once it is broken, every call
+ * fails until the process restarts.
  *
- * Arguments as for plugin_send_and_receive. Returns its result,
+ * Takes the arguments of plugin_send_and_receive. Returns its result,
  * SR_ERR_OPERATION_FAILED for a NULL record, or SR_ERR_SOCKET_FAILED when the
- * daemon cannot be reached.
+ * daemon is not reachable.
  */
 int plugin_config(void *data, int data_len, int option, int module_id, int sub_mod);
 
 /*
- * Chooses the value that a change is about: new_val for a created or modified
- * node, old_val for any other operation. *use_val aliases one of them and owns
- * nothing.
+ * Chooses the value of a change: new_val for a created or modified node, old_val
+ * for any other operation. *use_val is one of the two; the caller keeps both.
  * Returns SR_ERR_OK, or SR_ERR_INTERNAL when the chosen value is NULL.
  */
 int plugin_value_choose(sr_change_oper_t changeOp, sr_val_t *old_val, sr_val_t *new_val,

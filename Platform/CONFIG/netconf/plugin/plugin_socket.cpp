@@ -19,17 +19,17 @@
 int com_printf_flag = 0;
 int netconf_plugin_context = 0;
 
-// The one receive buffer of query replies, and as much room again behind it:
-// every read asks for a whole buffer's worth, wherever in the buffer it lands.
-// The room behind the last reply is zero: a reply's bytes are cleared when the
-// next one arrives. Pages that no reply has reached cost nothing.
+// The one receive buffer of query replies, and the same size again after it: every
+// read asks for the size of the whole buffer, wherever in the buffer it starts.
+// The bytes after the last reply are zero: the next reply clears those of the
+// previous one. Pages that no reply has reached take no memory.
 extern "C" {
 alignas(netconf_data_struc)
     [[gnu::visibility("hidden"), gnu::used]] char reply_room[2 * BUF_SIZE_MAX];
 }
 
-// Its name to the outside is `buf`, without the room behind it. Protected: whoever
-// looks it up finds it, but nobody's variable of that name takes its place.
+// Exports the buffer as `buf`, without the room after it. Protected: other programs
+// find it, but a variable of that name in another program does not replace it.
 #define TEXT(number) #number
 #define TEXT_OF(macro) TEXT(macro)
 asm(".globl buf\n"
@@ -45,7 +45,7 @@ constexpr int header_length = sizeof(netconf_data_struc);
 
 constexpr Diagnostics trace{com_printf_flag};
 
-// What a client is told of a failed exchange.
+// What a client is told when an exchange fails.
 constexpr const char *not_reachable =
     "the configuration daemon is not reachable at " NETCONF_DAEMON_ADDRESS
     ":%d; start it and try again";
@@ -54,7 +54,7 @@ constexpr const char *connection_lost =
     "plug-in host, which connects anew";
 constexpr const char *no_reply = "the configuration daemon gave no reply (%s); see its log";
 
-// The header at the start of the reply buffer, as far as it has arrived.
+// The header at the start of the reply buffer, or the part that has arrived.
 netconf_data_struc reply_header() {
     netconf_data_struc header;
     std::memcpy(&header, reply_room, sizeof header);
@@ -63,7 +63,7 @@ netconf_data_struc reply_header() {
 
 // Waits until fd has something to read. Returns 0 on time-out, as select does.
 int wait_for_reply(int fd) {
-    // A descriptor set ends at FD_SETSIZE; a host with many plug-ins may not.
+    // A descriptor set ends at FD_SETSIZE; a host with many plug-ins may exceed it.
     if (fd >= FD_SETSIZE) {
         pollfd descriptor{fd, POLLIN, 0};
         return poll(&descriptor, 1, reply_wait_seconds * 1000);
@@ -75,9 +75,9 @@ int wait_for_reply(int fd) {
     return select(fd + 1, &readable, nullptr, nullptr, &limit);
 }
 
-// Reads once, behind the `total` bytes that are held (fewer than the buffer
-// takes), and counts what came. Returns read's result; `line` is the number
-// that the trace carries.
+// Reads once, after the `total` bytes in the buffer (fewer than its size), and
+// adds the new bytes to `total`. Returns read's result. `line` is the number in
+// the trace.
 int read_on(int fd, int &total, int line) {
     const int count = static_cast<int>(read(fd, reply_room + total, BUF_SIZE_MAX));
     trace.print("[%s:%d]readLen = %d\n", "sendAndGetReplyBuff", line, count);
@@ -92,9 +92,9 @@ int read_on(int fd, int &total, int line) {
     return count;
 }
 
-// Reads a reply into the buffer, whose header is zero, and counts its bytes. An
-// early end of the connection leaves what came. Returns false when the reply is
-// lost: a read failed, or the reply announces more than fits.
+// Reads a reply into the buffer, whose header is zero, and counts its bytes. If
+// the connection ends early, keeps what arrived. Returns false when a read failed
+// or the reply announces more than fits.
 bool receive_reply(int fd, int &total) {
     int count = read_on(fd, total, 158);
     if (count <= 0) {
@@ -106,17 +106,17 @@ bool receive_reply(int fd, int &total) {
                         BUF_SIZE_MAX);
         return false;
     }
-    // The announced length may itself still be on its way: look at it again in
-    // every round. A full buffer ends the reply like a closed connection.
+    // The announced length may not have arrived yet, so each round reads it again.
+    // A full buffer ends the reply like a closed connection.
     while (count > 0 && total < std::min(reply_header().dataLen, BUF_SIZE_MAX)) {
         count = read_on(fd, total, 187);
     }
     return count >= 0;
 }
 
-// Replaces the previous reply, of `total` bytes, by the one that fd delivers.
-// Returns receive_reply's result. Of the previous reply nothing stays: what the
-// new one has not overwritten is cleared.
+// Replaces the previous reply, of `total` bytes, with the next one from fd.
+// Returns receive_reply's result. Clears the bytes of the previous reply that the
+// new one has not overwritten.
 bool read_reply(int fd, int &total) {
     const int previous = total;
     total = 0;
@@ -172,8 +172,8 @@ int plugin_close(int context) {
 int sendAndGetResponseCode(int fd, netconf_data_struc *send_data, sr_error_t *res_code) {
     trace.line("\n in sendAndGetResponseCode");
 
-    // The code is stored as bytes: the enumeration has no room for the codes
-    // beyond sysrepo's own, nor for whatever else a daemon may answer.
+    // The code is stored as bytes: the enumeration does not include the codes beyond
+    // sysrepo's own, or other numbers that a daemon may answer.
     std::int32_t response = 0;
     static_assert(sizeof response == sizeof *res_code, "a result code is 32 bits wide");
     const auto answer = [res_code](std::int32_t code) {
@@ -218,8 +218,8 @@ netconf_data_struc *sendAndGetReplyBuff(int fd, netconf_data_struc *send_data) {
     trace.line("\nsendAndGetReplyBuff:##send data OK");
     trace.print("[%s:%d]begin readLen = %d\n", __func__, 150, 0);
 
-    // After a time-out the previous reply is still in place and counts again.
-    // A failed wait is treated like readiness: the read then tells what is wrong.
+    // After a time-out the previous reply is still in the buffer and is returned
+    // again. After a failed wait, read anyway: the read reports what is wrong.
     if (wait_for_reply(fd) != 0 && !read_reply(fd, total)) {
         return nullptr;
     }

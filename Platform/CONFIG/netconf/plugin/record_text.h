@@ -7,9 +7,9 @@
 
 #include <cstring>
 
-// Whether `text` fits a field of `size` bytes; it may fill the field, without a
-// terminator. A text that is too long, or none at all, is refused with a line
-// that names its `node`.
+// Whether `text` fits a field of `size` bytes. It may fill the field, without a
+// terminator. A text that is too long or NULL is refused with a line that names
+// its `node`.
 inline bool text_fits(std::size_t size, const char *text, const char *node) {
     if (text == nullptr) {
         always.print("value of %s has no text\n", node);
@@ -26,9 +26,9 @@ inline bool text_fits(std::size_t size, const char *text, const char *node) {
     return true;
 }
 
-// Puts `text` into the `size` bytes at `field`: zeros first, then exactly the
-// text's characters. Returns false, with the field left as it was, for a text
-// that does not fit.
+// Writes `text` into the `size` bytes at `field`: zeros first, then exactly the
+// text's characters. Returns false for a text that does not fit; the field then
+// stays as it was.
 inline bool put_text(char *field, std::size_t size, const char *text, const char *node) {
     if (!text_fits(size, text, node)) {
         return false;

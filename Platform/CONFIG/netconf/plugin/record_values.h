@@ -1,4 +1,4 @@
-// Record values: what a reply's record is traced and published as, by its table.
+// Record values: trace a reply's record and publish it as output values, by its table.
 #ifndef RECORD_VALUES_H
 #define RECORD_VALUES_H
 
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-// A copy of the record that starts at `offset`: records stand at any offset.
+// A copy of the record at `offset`, which may be misaligned.
 template <typename Record>
 Record record_at(const char *payload, std::size_t offset) {
     Record record;
@@ -18,7 +18,7 @@ Record record_at(const char *payload, std::size_t offset) {
     return record;
 }
 
-// A text ends at its first NUL or at its field's end.
+// A text ends at its first NUL or at the end of its field.
 inline std::string_view text_at(const char *field, std::size_t size) {
     return {field, strnlen(field, size)};
 }
@@ -37,7 +37,7 @@ inline uint32_t number_at(const char *field, FieldType type) {
     return record_at<uint32_t>(field, 0);
 }
 
-// Traces a record, a line for each field.
+// Traces a record, one line for each field.
 inline void trace_record(const Diagnostics &debug, const ReplyRecord &layout, const void *record) {
     if (!debug.enabled()) {
         return;
@@ -124,7 +124,7 @@ bool publish_field(OutputValues &values, const OutputXPath &entry, const char *r
     }
 }
 
-// Publishes a record's leaves, from its first on, below the entry's XPath.
+// Publishes the leaves of a record below the entry's XPath, in publishing order.
 template <const ReplyRecord &layout, std::size_t... indexes>
 bool publish_rows(OutputValues &values, const OutputXPath &entry, const char *record,
                   std::index_sequence<indexes...> /*rows*/) {

@@ -1,4 +1,4 @@
-// Refusals: what a client is told when its edit or its call fails.
+// Refusals: what a client is told when its edit or its RPC fails.
 #ifndef REFUSAL_H
 #define REFUSAL_H
 
@@ -9,20 +9,20 @@
 #include <cstdio>
 #include <cstring>
 
-// The reason in the making. A result code reaches the client as sysrepo's text for it, and for
-// the codes beyond sysrepo's own as "Unknown error": only a message says what was refused, by
-// whom and what helps. It is noted where the failure is met, which may be far below the callback,
-// and told when the callback ends. Callbacks run one at a time, so there is one.
+// The reason of a failure. For a result code alone the client gets sysrepo's text, and "Unknown
+// error" for the codes beyond sysrepo's own. The reason adds what was refused, by whom and what to
+// do. The function that detects the failure notes it, and the callback tells it to the client at
+// the end. Callbacks run one at a time, so one object is enough.
 class Refusal {
   public:
-    // A callback begins: whatever was noted before is void, the work is about `path`.
+    // Call when a callback begins: clears the reason and sets the path.
     void begin(const char *path) {
         text_[0] = '\0';
         about(path);
     }
 
-    // The work turns to the node at `path`, which is copied: a key look-up may cut it. A longer
-    // path than any that is worked on is left out.
+    // Sets the path of the node that is handled next. Copies it, because a key look-up may cut it.
+    // Leaves out a path that is longer than the callbacks accept.
     void about(const char *path) {
         path_[0] = '\0';
         const std::size_t size = path == nullptr ? 0 : std::strlen(path) + 1;
@@ -31,7 +31,7 @@ class Refusal {
         }
     }
 
-    // Notes why, and what helps. The first reason is the one at the root and stays.
+    // Notes the reason and what to do. Keeps the first reason, which is the cause.
     [[gnu::format(printf, 2, 3)]] void because(const char *format, ...) {
         if (text_[0] != '\0') {
             return;
@@ -42,8 +42,8 @@ class Refusal {
         va_end(arguments);
     }
 
-    // Tells the client of `session` when `rc` is a failure, and returns rc. The path goes beside
-    // the text: sysrepo and NETCONF carry it themselves.
+    // Tells the client of `session` the reason if `rc` is a failure, and returns rc. Passes the
+    // path separately: sysrepo and NETCONF have a field for it.
     int tell(sr_session_ctx_t *session, int rc) const {
         if (rc != SR_ERR_OK && session != nullptr && host.is_sysrepo()) {
             sr_set_error(session, path_[0] == '\0' ? nullptr : path_, "%s",

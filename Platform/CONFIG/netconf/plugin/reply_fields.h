@@ -1,5 +1,5 @@
-// Reply fields: what the records of the daemon's replies hold, and as which
-// leaves they are published.
+// Reply fields: the fields of the records in the daemon's replies, and the leaves
+// that they are published as.
 #ifndef REPLY_FIELDS_H
 #define REPLY_FIELDS_H
 
@@ -37,15 +37,15 @@ enum class Publish {
     as_number32, // a number of any size as SR_UINT32_T
     low_16_bits, // SR_UINT16_T, modulo 65536
     zero_byte,   // SR_UINT8_T of 0, whatever the field holds
-    boolean,     // SR_BOOL_T, non-zero is true
-    unless_zero, // as it is; a zero is not published at all
+    boolean,     // SR_BOOL_T: true if not 0
+    unless_zero, // as it is; 0 is not published
     valid,       // SR_ENUM_T: 1 "valid", else "other"
     best,        // SR_ENUM_T: 1 "best", else "other"
     source,      // SR_ENUM_T: 1 "internal", 2 "local", else "other"
 };
 
-// A field of a record. Records are traced in row order and published in row order, starting at the
-// record's first.
+// A field of a record. A record is traced in row order. It is published in row order too, starting
+// with the row `published_first`.
 struct ReplyField {
     const char *trace; // its name in the traces
     FieldType type;
@@ -62,9 +62,9 @@ struct ReplyRecord {
     int column; // width of the names
     const ReplyField *fields;
     std::size_t field_count;
-    std::size_t published_first; // the row that publishing starts with, to come round to it
+    std::size_t published_first; // publishing starts with this row and wraps around
 
-    // How many leaves a record is published as, at most.
+    // The largest number of leaves that a record is published as.
     constexpr std::size_t leaves() const {
         std::size_t count = 0;
         for (std::size_t i = 0; i < field_count; ++i) {
@@ -80,13 +80,13 @@ constexpr ReplyRecord reply_record(const char *begin, const char *end, int colum
                                    const ReplyField (&fields)[count], std::string_view first = {}) {
     std::size_t row = 0;
     while (!first.empty() && fields[row].leaf != first) {
-        ++row; // a leaf that there is not does not compile
+        ++row; // an unknown leaf does not compile
     }
     return {begin, end, column, fields, count, row};
 }
 
-// What a row begins with: the name in the traces, which may have a prefix, and what the compiler
-// knows of the field.
+// The start of a row: the name in the traces with its prefix, then the type, offset and size, which
+// the compiler takes from the field.
 #define REPLY_FIELD(prefix, record, field)                                                         \
     prefix #field, field_type<decltype(std::declval<record &>().field)>(),                         \
         offsetof(record, field), sizeof(std::declval<record &>().field)
@@ -127,9 +127,9 @@ inline constexpr ReplyRecord summary_entry = reply_record(
     "ip_bgp_summary_output_parse entry information begin---------------",
     "ip_bgp_summary_output_parse entry information end-----------------", 16, summary_entry_fields);
 
-// --- Neighbour detail --------------------------------------------------------
+// --- Neighbor detail ---------------------------------------------------------
 
-// remote-as carries 16 bits: clients of the module rely on it as it has always been.
+// The module's remote-as has 16 bits: a larger AS number is published modulo 65536.
 #define PEER(field) REPLY_FIELD("neighbor.", bgp_rpc_ip_bgp_neighbor_output_neighbor, field)
 inline constexpr ReplyField neighbor_peer_fields[] = {
     {PEER(neighbor_addr)},
@@ -158,7 +158,7 @@ inline constexpr ReplyField neighbor_peer_fields[] = {
 };
 #undef PEER
 
-// mask is always 0: clients of the module rely on it as it has always been.
+// The module publishes mask as 0, whatever the field holds.
 #define FAMILY(field) REPLY_FIELD("entry.", bgp_rpc_ip_bgp_neighbor_output_addrsss_family, field)
 inline constexpr ReplyField neighbor_family_fields[] = {
     {FAMILY(address_family.afi)},

@@ -11,13 +11,11 @@
 
 class RequestMessage {
   public:
-    // A message with the `length` bytes of a record; its resValue is left as it was allocated.
-    // Without memory for it there is none, and the reason is noted; so it is for a length that no
-    // message has.
+    // Makes a message with the `length` bytes of a record. Does not set its resValue. Without
+    // memory, or for a length that exceeds a message, get() returns NULL and the reason is noted.
     RequestMessage(const void *record, int length, int module_id, int sub_mod) {
         constexpr int header = sizeof(netconf_data_struc);
-        const auto record_size =
-            static_cast<std::size_t>(length); // of a negative length a huge one
+        const auto record_size = static_cast<std::size_t>(length); // a negative length becomes huge
         if (record_size <= BUF_SIZE_MAX - header) {
             message_ = static_cast<netconf_data_struc *>(std::malloc(header + record_size));
         }
@@ -34,7 +32,7 @@ class RequestMessage {
     RequestMessage &operator=(const RequestMessage &) = delete;
     ~RequestMessage() { std::free(message_); }
 
-    // The message, which stays this object's; NULL: there is none.
+    // The message, which this object owns; NULL: none.
     netconf_data_struc *get() const { return message_; }
 
   private:

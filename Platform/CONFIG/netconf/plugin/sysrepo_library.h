@@ -1,12 +1,12 @@
-// What the plug-in takes from sysrepo's library beyond <sysrepo.h>.
+// What the plug-in uses of sysrepo's library in addition to <sysrepo.h>.
 #ifndef SYSREPO_LIBRARY_H
 #define SYSREPO_LIBRARY_H
 
 #include <sysrepo.h>
 
-// The library declares some of its functions in headers beside its own sysrepo.h, which comes with
-// libyang. A sysrepo.h from elsewhere declares all that is needed by itself, and the library's
-// headers would then contradict it.
+// The library declares some of its functions in other headers than its sysrepo.h, which includes
+// libyang. Another sysrepo.h declares everything needed itself, and the library's other headers
+// would contradict it.
 #ifdef LY_LIBYANG_H_
 #define SYSREPO_HAS_ALL_TYPES // sr_type_t names every type
 #endif
@@ -19,8 +19,8 @@
 #endif
 #endif
 
-// Functions that a library may lack: the plug-in is loaded all the same and does without them.
-// NOLINTBEGIN(readability-redundant-declaration): the library's header may not have them either.
+// Functions that a library may lack: the plug-in then loads and works without them.
+// NOLINTBEGIN(readability-redundant-declaration): the library's header may lack them too.
 extern "C" {
 [[gnu::weak]] int sr_set_error(sr_session_ctx_t *session, const char *path, const char *format,
                                ...);
