@@ -112,7 +112,6 @@ struct Server::State {
     std::size_t unfinished = 0; // bytes that connections hold of unfinished messages
     std::map<std::uint64_t, std::shared_ptr<Connection>> connections;
     std::vector<std::unique_ptr<asio::signal_set>> signals;
-    std::array<char, 65536> chunk{};
     // These end first: what they do is for the others.
     std::optional<asio::thread_pool> workers;
     std::optional<asio::thread_pool> one_worker;
@@ -125,7 +124,6 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
         error_code ignored;
         // Answers are small: each goes out as it is written.
         socket_.set_option(tcp::no_delay(true), ignored);
-        socket_.non_blocking(true, ignored);
     }
 
     // Answers the messages received, until one has to be waited for.
@@ -166,22 +164,20 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
                 }
             });
         }
-        socket_.async_wait(tcp::socket::wait_read,
-                           [self = shared_from_this()](error_code error) { self->read(error); });
+        socket_.async_read_some(asio::buffer(chunk_),
+                                [self = shared_from_this()](error_code error, std::size_t count) {
+                                    self->received(error, count);
+                                });
     }
 
-    void read(error_code error) {
+    void received(error_code error, std::size_t count) {
         if (!socket_.is_open()) {
             return;
-        }
-        const std::size_t count = error ? 0 : socket_.read_some(asio::buffer(state_.chunk), error);
-        if (error == asio::error::would_block) {
-            return receive();
         }
         if (error) {
             return close(input_.empty() ? "" : "closed in the middle of a message");
         }
-        input_.append(state_.chunk.data(), count);
+        input_.append(chunk_.data(), count);
         state_.unfinished += count;
         if (state_.unfinished > state_.limits.unfinished) {
             return close("unfinished messages take too much memory");
@@ -262,8 +258,9 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
     asio::steady_timer timer_;
     bool is_timed_ = false; // while a message is unfinished
     std::uint64_t number_;
-    std::string input_;          // received and not answered yet
-    RawBytes output_{{}, false}; // the answer being sent
+    std::array<char, 4096> chunk_{}; // what one read took
+    std::string input_;              // received and not answered yet
+    RawBytes output_{{}, false};     // the answer being sent
 };
 
 void Server::State::accept() {
