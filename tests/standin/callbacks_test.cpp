@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -153,31 +154,18 @@ INSTANTIATE_TEST_SUITE_P(, StandIns, testing::Bool(),
 TEST_P(StandIns, AnswerIsWrittenIntoWhateverArrayThereIs) {
     for (const bool is_static : {true, false}) {
         for (const Call &row : calls()) {
-            Array array(is_static);
-            state().array = array.get();
-            sr_val_t *output = nullptr;
-            std::size_t count = 0;
-            const CapturedOutput printed;
-            EXPECT_EQ(call(row, row.one, &output, &count), 0) << row.path;
-            EXPECT_EQ(output, array.get());
-            EXPECT_EQ(count, row.values);
-            EXPECT_EQ(array.written(), row.values);
-        }
-    }
-}
-
-TEST_P(StandIns, EmptyAnswerLeavesTheArray) {
-    for (const bool is_static : {true, false}) {
-        for (const Call &row : calls()) {
-            Array array(is_static);
-            state().array = array.get();
-            sr_val_t *output = nullptr;
-            std::size_t count = 0;
-            const CapturedOutput printed;
-            EXPECT_EQ(call(row, row.none, &output, &count), 0) << row.path;
-            EXPECT_EQ(output, array.get());
-            EXPECT_EQ(count, 0U);
-            EXPECT_EQ(array.written(), 0U);
+            for (const auto &[payload, values] :
+                 {std::pair{&row.one, row.values}, std::pair{&row.none, std::size_t{0}}}) {
+                Array array(is_static);
+                state().array = array.get();
+                sr_val_t *output = nullptr;
+                std::size_t count = 0;
+                const CapturedOutput printed;
+                EXPECT_EQ(call(row, *payload, &output, &count), 0) << row.path;
+                EXPECT_EQ(output, array.get());
+                EXPECT_EQ(count, values);
+                EXPECT_EQ(array.written(), values);
+            }
         }
     }
 }

@@ -1,22 +1,19 @@
 #include "namespaces.h"
 
+#include "isolation.h"
+
 #include <fcntl.h>
-#include <net/if.h>
 #include <sched.h>
 #include <sys/file.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <system_error>
 
@@ -30,29 +27,6 @@ void must(bool is_done, const char *what) {
     if (!is_done) {
         throw std::system_error(errno, std::generic_category(), what);
     }
-}
-
-// Becomes root of a user namespace, which may create the others.
-bool unshare_as_root_of_a_user_namespace() {
-    const auto uid = std::to_string(geteuid());
-    const auto gid = std::to_string(getegid());
-    if (unshare(CLONE_NEWUSER | own) != 0) {
-        return false;
-    }
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1";
-    std::ofstream("/proc/self/gid_map") << "0 " << gid << " 1";
-    return true;
-}
-
-void bring_up_loopback() {
-    const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
-    ifreq request{};
-    std::strcpy(request.ifr_name, "lo");
-    request.ifr_flags = IFF_UP | IFF_RUNNING;
-    const int result = ioctl(descriptor, SIOCSIFFLAGS, &request);
-    close(descriptor);
-    must(result == 0, "bringing up loopback");
 }
 
 void make_own_files() {
@@ -97,11 +71,11 @@ void take_port_lock() {
 } // namespace
 
 void enter_namespaces() {
-    if (unshare(own) != 0 && !unshare_as_root_of_a_user_namespace()) {
+    if (!bgpctl::unshare_namespaces(own)) {
         take_port_lock();
         return;
     }
-    bring_up_loopback();
+    bgpctl::bring_up_loopback();
     make_own_files();
     // The first child is the namespace's init, which the kernel spares signals that others end by;
     // the second one is an ordinary process.

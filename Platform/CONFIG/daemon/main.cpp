@@ -8,7 +8,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>

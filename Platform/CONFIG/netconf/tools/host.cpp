@@ -27,10 +27,20 @@ bool ends_with(const std::string &text, const std::string &end) {
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
+// The names in a directory; what vanishes meanwhile is left out.
+std::vector<std::string> names_in(const fs::path &directory) {
+    std::vector<std::string> names;
+    std::error_code vanished;
+    for (fs::directory_iterator entry(directory, vanished), end; !vanished && entry != end;
+         entry.increment(vanished)) {
+        names.push_back(entry->path().filename());
+    }
+    return names;
+}
+
 std::vector<pid_t> processes() {
     std::vector<pid_t> found;
-    for (const auto &entry : fs::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename();
+    for (const std::string &name : names_in("/proc")) {
         if (std::all_of(name.begin(), name.end(),
                         [](unsigned char letter) { return std::isdigit(letter) != 0; })) {
             found.push_back(std::stoi(name));
@@ -195,15 +205,13 @@ std::vector<Socket> sockets_of_network(const std::string &pid) {
 }
 
 bool has_open(pid_t pid, std::uint64_t inode) {
+    const fs::path directory = fmt::format("/proc/{}/fd", pid);
     const std::string target = fmt::format("socket:[{}]", inode);
-    std::error_code unreadable;
-    for (const auto &entry : fs::directory_iterator(fmt::format("/proc/{}/fd", pid), unreadable)) {
+    const auto names = names_in(directory);
+    return std::any_of(names.begin(), names.end(), [&](const std::string &name) {
         std::error_code closed_meanwhile;
-        if (fs::read_symlink(entry.path(), closed_meanwhile) == target) {
-            return true;
-        }
-    }
-    return false;
+        return fs::read_symlink(directory / name, closed_meanwhile) == target;
+    });
 }
 
 std::string owner_of(std::uint64_t inode) {

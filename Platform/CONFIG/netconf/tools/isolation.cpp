@@ -22,8 +22,9 @@ void check(int result, const char *what) {
     }
 }
 
-// Becomes root of a user namespace, which may create the others.
-bool enter_namespaces(int wanted) {
+} // namespace
+
+bool unshare_namespaces(int wanted) {
     if (unshare(wanted) == 0) {
         return true;
     }
@@ -48,10 +49,8 @@ void bring_up_loopback() {
     check(result, "bringing up loopback");
 }
 
-} // namespace
-
 bool isolate(bool own_memory) {
-    if (!enter_namespaces(CLONE_NEWNET | (own_memory ? CLONE_NEWNS : 0))) {
+    if (!unshare_namespaces(CLONE_NEWNET | (own_memory ? CLONE_NEWNS : 0))) {
         return false;
     }
     bring_up_loopback();

@@ -4,6 +4,16 @@
 
 namespace bgpctl {
 
+// Moves the process into namespaces of its own: `wanted` is a set of CLONE_NEW… flags. Without
+// root it becomes root of a user namespace first, which may create the others. Returns false where
+// the kernel allows neither, and then nothing has changed. Call it before the process has a second
+// thread.
+bool unshare_namespaces(int wanted);
+
+// Brings up the loopback interface of the process's network namespace. Throws std::system_error
+// when it cannot.
+void bring_up_loopback();
+
 // Leaves the network for one that has nothing but a loopback interface, which is up: every port is
 // free there, and nobody else reaches it. Sockets that are open stay where they are. With
 // `own_memory` /dev/shm becomes an empty one too, which ends with the process.

@@ -125,11 +125,13 @@ Finding registrations(Look & /*look*/) {
     };
     look_for(change_paths, changes);
     look_for(rpc_paths, rpcs);
+    const std::string found =
+        fmt::format("{} of {}", count, change_paths.size() + rpc_paths.size());
     if (!missing.empty()) {
-        return {"registrations", false, fmt::format("{} of 9, missing:{}", count, missing),
+        return {"registrations", false, fmt::format("{}, missing:{}", found, missing),
                 "systemctl restart sysrepo-plugind, then read its journal"};
     }
-    return {"registrations", true, "9 of 9", {}};
+    return {"registrations", true, found, {}};
 }
 
 // The network that the host lives in; this process's own without a host.
