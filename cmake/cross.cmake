@@ -1,8 +1,8 @@
-# What the cross builds use in place of this machine's own libraries: headers
-# that are the same for every architecture, and GoogleTest from its sources.
+# Libraries of the cross builds: headers that are the same for every architecture, and
+# GoogleTest from its sources.
 
-# The machine's include directory holds its C library's headers as well, so the
-# headers that are wanted are linked into a directory of their own.
+# The machine's include directory also contains the headers of its C library, so this links the
+# needed headers into a directory of their own.
 set(staged ${PROJECT_BINARY_DIR}/include)
 file(MAKE_DIRECTORY ${staged})
 foreach(header sysrepo.h sysrepo libyang nlohmann fmt CLI asio)
@@ -16,8 +16,8 @@ foreach(package fmt::fmt nlohmann_json::nlohmann_json CLI11::CLI11)
 endforeach()
 target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
 
-# The library itself is for this machine only: the shared object is linked with
-# the one that does what a test says.
+# The real library runs on this machine only: the shared object is linked with the scripted
+# sysrepo.
 add_library(PkgConfig::SYSREPO INTERFACE IMPORTED)
 target_link_libraries(PkgConfig::SYSREPO INTERFACE scripted_sysrepo_shared)
 

@@ -1,4 +1,4 @@
-# The machine's own libraries.
+# Libraries of this machine.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(SYSREPO REQUIRED IMPORTED_TARGET sysrepo>=1 sysrepo<2)
 find_package(CLI11 REQUIRED)

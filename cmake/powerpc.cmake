@@ -3,6 +3,6 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR powerpc)
 set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
-# The libraries are linked as they are on the machine itself: the calls that the
-# tests observe are then the plug-in's alone.
+# The libraries are linked as on the machine itself, so that the tests observe only the system
+# calls of the plug-in.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-ppc-static;-L;/usr/powerpc-linux-gnu)

@@ -1,4 +1,4 @@
-// What orv_bgpctl does: one function for each of its commands.
+// The commands of orv_bgpctl: one function for each.
 #ifndef BGPCTL_COMMANDS_H
 #define BGPCTL_COMMANDS_H
 
@@ -8,9 +8,8 @@
 
 namespace bgpctl {
 
-// Each command prints its result on standard output and returns the exit code: 0 when all is
-// well, 1 when not. Each throws std::exception with one sentence for the operator when it cannot
-// do what it is asked.
+// Each command prints its result to standard output and returns the exit code: 0 when all is well,
+// 1 when not. Each throws std::exception with one sentence for the operator when it fails.
 
 struct ReplayOptions {
     std::string plugin;   // path of the plug-in
@@ -25,7 +24,7 @@ struct PreviewOptions {
     std::string edit; // path of an edit; empty: the running configuration
     bool json = false;
 };
-// Prints the records that the daemon would get, and tells it nothing.
+// Prints the records that the plug-in would send; sends nothing.
 int preview(const PreviewOptions &options);
 
 struct StatusOptions {
@@ -33,20 +32,20 @@ struct StatusOptions {
     bool json = false;
     double wait = 0; // seconds to wait until all is well
 };
-// Prints what is well and what is to be done about the rest.
+// Prints what works and what to do about the rest.
 int status(const StatusOptions &options);
 
 enum class TraceAction { on, off, status };
 struct TraceOptions {
     TraceAction action = TraceAction::status;
-    bool transport = false; // the exchanges with the daemon as well
+    bool transport = false; // also the exchanges with the daemon
     pid_t pid = 0;          // of the host; 0: the only one that has loaded the plug-in
 };
-// Turns the plug-in's traces on and off in the running host.
+// Switches the plug-in's traces in the running host on or off, or prints them.
 int trace(const TraceOptions &options);
 
-// Where sysrepo's host looks for the plug-in: below $SRPD_PLUGINS_PATH, or where this build
-// installs it.
+// The path where sysrepo's host looks for the plug-in: in $SRPD_PLUGINS_PATH, or in the directory
+// where this build installs it.
 std::string installed_plugin();
 
 } // namespace bgpctl

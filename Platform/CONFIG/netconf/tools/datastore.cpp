@@ -29,7 +29,7 @@ void check(int code, const std::string &what) {
 }
 
 Datastore::Datastore() {
-    ly_log_options(LY_LOSTORE_LAST); // said where it matters, with the reason
+    ly_log_options(LY_LOSTORE_LAST); // the exception carries the message
     check(sr_connect(SR_CONN_DEFAULT, &connection_),
           "cannot connect to sysrepo; check that it is installed and that this user may use it");
     const int code = sr_session_start(connection_, SR_DS_RUNNING, &session_);

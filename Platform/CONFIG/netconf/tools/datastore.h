@@ -1,4 +1,4 @@
-// The datastore as orv_bgpctl uses it: connection, session and data trees that free themselves.
+// Access to the datastore: connection, session and data trees with RAII.
 #ifndef BGPCTL_DATASTORE_H
 #define BGPCTL_DATASTORE_H
 
@@ -12,7 +12,7 @@ namespace bgpctl {
 
 inline constexpr const char *module_name = "orv_bgp";
 
-// Throws std::runtime_error with `what` and sysrepo's text when `code` is a failure.
+// Throws std::runtime_error with `what` and sysrepo's text for `code`, unless that is SR_ERR_OK.
 void check(int code, const std::string &what);
 
 struct FreeTree {
@@ -23,7 +23,7 @@ using Tree = std::unique_ptr<lyd_node, FreeTree>;
 // A connection to the datastore of the environment, and a session on its running datastore.
 class Datastore {
   public:
-    // Throws std::runtime_error when there is no datastore, or no right to it.
+    // Throws std::runtime_error without a datastore, or without permission to use it.
     Datastore();
     Datastore(const Datastore &) = delete;
     Datastore &operator=(const Datastore &) = delete;
@@ -31,11 +31,11 @@ class Datastore {
 
     sr_session_ctx_t *session() const { return session_; }
 
-    // The newest revision of the module that is installed; empty: it is not installed.
+    // The newest installed revision of the module; empty: not installed.
     std::string revision() const;
 
-    // The data below `path` in one of the datastores; null when there are none. Throws
-    // std::runtime_error when they cannot be read.
+    // The data below `path` in a datastore; null when there are none. Throws std::runtime_error
+    // when sysrepo does not return them.
     Tree data(sr_datastore_t datastore, const std::string &path) const;
 
     // The running configuration of the module as XML; empty when there is none.
@@ -45,14 +45,14 @@ class Datastore {
 
     // Writes the module's source into `directory` and returns its path.
     std::string write_module(const std::string &directory) const;
-    // Installs the module of this file. It is there from the next connection on.
+    // Installs the module in this file. It is available from the next connection on.
     void install(const std::string &file) const;
 
-    // Makes an edit, which is XML, or JSON when it begins with a brace; waits for the callbacks at
-    // most an hour. Returns sysrepo's code. Throws std::runtime_error when it is no edit of any
+    // Makes an edit: JSON if it begins with a brace, otherwise XML. Waits for the callbacks at most
+    // an hour. Returns sysrepo's code. Throws std::runtime_error when the edit does not fit an
     // installed module.
     int edit(const std::string &text) const;
-    // Why the last edit failed, in the words of sysrepo or of a callback.
+    // Why the last edit failed: the message of sysrepo or of a callback.
     std::string reason() const;
 
   private:
@@ -62,10 +62,10 @@ class Datastore {
     sr_session_ctx_t *session_ = nullptr;
 };
 
-// The lock on the module while it lives: other clients' edits are refused.
+// Locks the module while it exists: sysrepo refuses edits of other clients.
 class ModuleLock {
   public:
-    // Throws std::runtime_error when another client has it.
+    // Throws std::runtime_error when another client holds the lock.
     explicit ModuleLock(const Datastore &datastore);
     ModuleLock(const ModuleLock &) = delete;
     ModuleLock &operator=(const ModuleLock &) = delete;

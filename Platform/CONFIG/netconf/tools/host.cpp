@@ -57,7 +57,8 @@ std::string name_of(pid_t pid) {
     return name;
 }
 
-// The process as a host; nothing when it has not loaded the plug-in or may not be looked at.
+// The process as a host; nothing when it has not loaded the plug-in or this user may not inspect
+// it.
 std::optional<Host> host_of(pid_t pid) {
     std::ifstream maps(fmt::format("/proc/{}/maps", pid));
     for (std::string line; std::getline(maps, line);) {
@@ -75,7 +76,7 @@ std::optional<Host> host_of(pid_t pid) {
     return std::nullopt;
 }
 
-// A descriptor of a file that is closed with it.
+// A descriptor of a process's memory, closed by the destructor.
 class Memory {
   public:
     Memory(pid_t pid, int flags)
@@ -146,7 +147,7 @@ Switches::Switches(const Host &host) : host_(host) {
 }
 
 off_t Switches::address_of(const char *symbol) const {
-    // As the host sees the file: it may run in another root directory.
+    // Through /proc/PID/root: the host may run in another root directory.
     const std::string file = fmt::format("/proc/{}/root{}", host_.pid, host_.file);
     void *library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     void *variable = library == nullptr ? nullptr : dlsym(library, symbol);

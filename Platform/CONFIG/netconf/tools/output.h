@@ -1,4 +1,4 @@
-// Standard output for results alone.
+// Standard output for results only.
 #ifndef BGPCTL_OUTPUT_H
 #define BGPCTL_OUTPUT_H
 
@@ -10,8 +10,8 @@
 
 namespace bgpctl {
 
-// What the plug-in prints while it works in this process goes to standard error: the results that
-// are written to file() are all that a program behind a pipe sees.
+// Redirects what the plug-in prints in this process to standard error. Only the results, written to
+// file(), go to standard output.
 class OwnOutput {
   public:
     // Throws std::system_error.

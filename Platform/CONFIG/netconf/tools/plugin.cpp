@@ -11,13 +11,13 @@
 namespace bgpctl {
 namespace {
 
-// The plug-in whose registrations are taken down; there is one in a process.
+// The plug-in whose registrations are recorded; one at a time in a process.
 Plugin *initializing = nullptr;
 
 using Subscribe = int (*)(sr_session_ctx_t *, const char *, const char *, sr_module_change_cb,
                           void *, std::uint32_t, sr_subscr_options_t, sr_subscription_ctx_t **);
 
-// The library's own function behind the stand-in.
+// The library's own function, which the function below replaces.
 Subscribe library_subscribe() {
     return reinterpret_cast<Subscribe>(dlsym(RTLD_NEXT, "sr_module_change_subscribe"));
 }
@@ -33,8 +33,8 @@ struct StandIns {
 
 } // namespace bgpctl
 
-// The program's own definitions of these functions come before the library's when the plug-in is
-// loaded: its registrations are taken down instead of made, since the host has them.
+// The dynamic linker finds these functions before the library's when it loads the plug-in. They
+// record its registrations instead of making them, since the host has made them already.
 extern "C" {
 
 int sr_module_change_subscribe(sr_session_ctx_t * /*session*/, const char *module_name,
@@ -108,7 +108,7 @@ Plugin::Plugin(const std::string &file, sr_session_ctx_t *session) {
     }
 }
 
-// sysrepo passes over what a callback says of the running configuration, so it is noted here.
+// sysrepo ignores the result of a callback for the running configuration, so this records it.
 struct Plugin::Work {
     sr_module_change_cb callback;
     int code = SR_ERR_OK;

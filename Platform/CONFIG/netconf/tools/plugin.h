@@ -1,4 +1,4 @@
-// The plug-in as orv_bgpctl uses it.
+// Loads the plug-in into this process and runs its change callbacks.
 #ifndef BGPCTL_PLUGIN_H
 #define BGPCTL_PLUGIN_H
 
@@ -10,29 +10,30 @@
 
 namespace bgpctl {
 
-// What a plug-in's file says of itself.
+// The version in a plug-in's file.
 struct PluginVersion {
     std::string version;  // of the project
-    std::string revision; // of the module that it was written for
+    std::string revision; // of the module that it needs
 };
 
-// Throws std::runtime_error when the file cannot be read; nothing when it does not say.
+// Nothing when the file contains no version. Throws std::runtime_error when the file cannot be
+// read.
 std::optional<PluginVersion> version_of(const std::string &file);
 
-// The version that this program belongs to.
+// The version of this program.
 PluginVersion own_version();
 
-// The plug-in with its change callbacks, loaded into this process instead of sysrepo's host. Its
-// RPCs are the host's.
+// The plug-in with its change callbacks, loaded into this process instead of sysrepo's host. The
+// host continues to serve the RPCs.
 class Plugin {
   public:
-    // Loads the file and has the plug-in initialize itself. Throws std::runtime_error when it
-    // cannot be loaded, is of another version or does not start.
+    // Loads the file and initializes the plug-in. Throws std::runtime_error when it cannot be
+    // loaded, has another version or does not start.
     Plugin(const std::string &file, sr_session_ctx_t *session);
 
-    // Has sysrepo hand the running configuration to the change callbacks as created changes, in
-    // the order of the plug-in's registrations and in this thread, up to the first that fails.
-    // Returns sysrepo's code, or that of the callback.
+    // Makes sysrepo pass the running configuration to the change callbacks as created changes, in
+    // the order of the plug-in's registrations and in this thread. Stops at the first callback that
+    // fails. Returns sysrepo's code, or that of the callback.
     int take_configuration(sr_session_ctx_t *session) const;
 
   private:
@@ -45,11 +46,11 @@ class Plugin {
 
     std::vector<Registration> registrations_;
 
-    // sysrepo's functions as the plug-in finds them: see plugin.cpp.
+    // The functions of sysrepo that plugin.cpp replaces for the plug-in.
     friend struct StandIns;
 };
 
-// Throws std::runtime_error unless the file is the plug-in of this program's version.
+// Throws std::runtime_error unless the file is the plug-in with the version of this program.
 void check_version(const std::string &file);
 
 } // namespace bgpctl

@@ -39,8 +39,8 @@ std::string content_of(const std::string &file) {
 
 constexpr const char *directory = "/dev/shm/orv_bgpctl";
 
-// Moves this process into a datastore of its own, in memory that ends with it, with the module of
-// the real one. Returns the real one's running configuration, as XML.
+// Creates a private datastore with the real module in memory that ends with this process, and uses
+// it from now on. Returns the running configuration of the real datastore, as XML.
 std::string leave_datastore() {
     std::string configuration;
     std::string module;
@@ -70,10 +70,10 @@ std::string leave_datastore() {
     return configuration;
 }
 
-// sysrepo's own host with the plug-in alone, while it lives.
+// sysrepo's own host with this plug-in alone; ends with the object.
 class PrivateHost {
   public:
-    // Throws std::runtime_error when it does not start, or the plug-in does not register.
+    // Throws std::runtime_error when the host does not start or the plug-in does not register.
     explicit PrivateHost(const std::string &plugin) {
         fs::copy_file(plugin, fmt::format("{}/plugins/orv_bgp_plugin.so", directory));
         const pid_t parent = getpid();
@@ -101,7 +101,7 @@ class PrivateHost {
     }
 
   private:
-    // The RPC that is registered last.
+    // Whether the last RPC is registered.
     static bool is_registered() {
         return Datastore().data(SR_DS_OPERATIONAL,
                                 "/sysrepo-monitoring:sysrepo-state/"

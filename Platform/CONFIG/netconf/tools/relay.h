@@ -1,4 +1,4 @@
-// The daemon that the plug-in meets inside orv_bgpctl: it sees every record on its way.
+// The daemon for the plug-in inside orv_bgpctl: it sees every record that the plug-in sends.
 #ifndef BGPCTL_RELAY_H
 #define BGPCTL_RELAY_H
 
@@ -13,7 +13,7 @@
 
 namespace bgpctl {
 
-// A connection to the daemon on 127.0.0.1:8888. Throws std::runtime_error when none listens.
+// A connection to the daemon on 127.0.0.1:8888. Throws std::runtime_error without a daemon.
 class Upstream {
   public:
     Upstream();
@@ -21,32 +21,32 @@ class Upstream {
     Upstream &operator=(const Upstream &) = delete;
     ~Upstream();
 
-    // Sends a configuration message and returns the daemon's result code. Throws
-    // std::runtime_error when the connection ends instead.
+    // Sends a configuration message and returns the daemon's result code. Throws std::runtime_error
+    // when the connection ends.
     std::int32_t ask(const configd::Message &message) const;
 
   private:
     int socket_;
 };
 
-// Listens on port 8888 of the process's own network and hands each record on to the daemon, or to
-// nobody. Lives in a thread of its own, from construction to destruction.
+// Listens on port 8888 in the process's own network and passes each record to the daemon, or
+// accepts it. Runs in a thread of its own, from construction to destruction.
 class Relay : private configd::Handler {
   public:
-    // Sees a record when its result code is known; called in the relay's thread.
+    // Gets each record with its result code, in the relay's thread.
     using Observer = std::function<void(const configd::Message &message, std::int32_t code)>;
 
-    // Without an upstream every record is accepted. `upstream` is not owned. Throws
-    // std::system_error when the port is taken.
+    // Accepts every record without an upstream. The caller keeps `upstream`. Throws
+    // std::system_error when the port is in use.
     Relay(const Upstream *upstream, Observer observer);
     Relay(const Relay &) = delete;
     Relay &operator=(const Relay &) = delete;
     ~Relay() override;
 
     // How many records of each kind the daemon accepted, by the names of their sub-module codes.
-    // Look at these once the plug-in has returned.
+    // Call these only after the plug-in has returned.
     const std::map<std::string, std::size_t> &accepted() const { return accepted_; }
-    // The path of what the daemon refused first, why, and the record; nothing when it accepted all.
+    // The first record that the daemon refused, with its path and the reason; nothing without one.
     const std::optional<std::string> &refused() const { return refused_; }
 
   private:

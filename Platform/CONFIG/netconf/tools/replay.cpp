@@ -22,7 +22,7 @@ namespace {
 constexpr const char *warning = "--replace makes the daemon drop the BGP instance first: "
                                 "all BGP sessions go down.";
 
-// Whether the operator agrees that the sessions go down.
+// Throws std::runtime_error unless the operator agrees that the sessions go down.
 void ask_before_replacing(const ReplayOptions &options) {
     if (!options.replace || options.yes) {
         return;
@@ -39,7 +39,7 @@ void ask_before_replacing(const ReplayOptions &options) {
     }
 }
 
-// Has the daemon drop its instance with all that belongs to it.
+// Makes the daemon drop its BGP instance with everything that belongs to it.
 void drop_instance(const Datastore &datastore, const Upstream &daemon) {
     const bgp_as_val record{0, datastore.as()};
     const std::string_view payload(reinterpret_cast<const char *>(&record), sizeof record);
@@ -51,7 +51,7 @@ void drop_instance(const Datastore &datastore, const Upstream &daemon) {
     }
 }
 
-// Shows on a terminal how many records have gone out.
+// Shows on a terminal how many records were sent.
 class Progress {
   public:
     Progress() : visible_(isatty(STDERR_FILENO) != 0) {}

@@ -23,7 +23,7 @@
 namespace bgpctl {
 namespace {
 
-// One thing that was looked at.
+// The result of one check.
 struct Finding {
     const char *what;
     bool ok;
@@ -31,7 +31,7 @@ struct Finding {
     std::string advice; // what to do; empty when all is well
 };
 
-// What one look at the machine has found so far: later checks build on earlier ones.
+// What the checks have found so far: later checks use the results of earlier ones.
 struct Look {
     std::string plugin;
     std::optional<Host> host;
@@ -92,7 +92,7 @@ std::string leaf_of(const lyd_node *entry, std::string_view name) {
     return {};
 }
 
-// The values of a leaf of all the nodes that the path names.
+// The values of a leaf in all nodes at the path.
 std::vector<std::string> values(const Datastore &datastore, const char *path, const char *leaf) {
     const Tree tree = datastore.data(SR_DS_OPERATIONAL, path);
     std::vector<std::string> found;
@@ -134,7 +134,7 @@ Finding registrations(Look & /*look*/) {
     return {"registrations", true, found, {}};
 }
 
-// The network that the host lives in; this process's own without a host.
+// The sockets in the host's network, or in this process's own without a host.
 std::vector<Socket> network(const Look &look) {
     return sockets_of_network(look.host ? std::to_string(look.host->pid) : "self");
 }
