@@ -1,7 +1,6 @@
-// The change callbacks without sending, beside a floor that takes the same
-// changes from sysrepo and frees them, and beside what sysrepo's functions cost
-// that a callback has to call. The time per change stays the same however many
-// there are.
+// Measures the change callbacks without sending. The floor takes the same changes
+// from sysrepo and frees them. "look-ups" are the sysrepo functions that a callback
+// must call. The time per change does not depend on the number of changes.
 #include "bgp_plugin.h"
 #include "scripted_sysrepo.h"
 #include "side_by_side.h"
@@ -23,8 +22,8 @@ extern "C" int __wrap_plugin_config(void *data, int /*data_len*/, int /*option*/
 
 namespace {
 
-// A function of the real library, whose XPath utilities are measured: they are
-// the same in a switch.
+// A function of the real library: the XPath functions are measured as they are on
+// a switch.
 template <typename Function>
 Function library_function(const char *name) {
     static void *const library = dlopen(LIBSYSREPO, RTLD_NOW | RTLD_LOCAL);
@@ -59,8 +58,8 @@ struct KeyOf {
     const char *key;
 };
 
-// The edit that a callback is measured with: list entries, created one after
-// the other, each with the same nodes.
+// The edit for measuring a callback: list entries, created one after the other,
+// each with the same nodes.
 struct Workload {
     const char *name;
     Callback callback;
@@ -118,7 +117,7 @@ std::vector<Change> make_changes(const Workload &workload, std::size_t count) {
     return changes;
 }
 
-// Takes all changes from sysrepo, hands each to `look` and frees it.
+// Takes all changes from sysrepo, passes each to `look` and frees it.
 template <typename Look>
 void walk(const Workload &workload, Look look) {
     sr_change_iter_t *iterator = nullptr;
@@ -135,7 +134,7 @@ void walk(const Workload &workload, Look look) {
     sr_free_change_iter(iterator);
 }
 
-// Looks the change's node and keys up, each in a copy: a look-up cuts the path.
+// Looks up the change's node and keys, each in a copy, because a look-up cuts the path.
 void look_up(const Workload &workload, const sr_val_t &value) {
     benchmark::DoNotOptimize(sr_xpath_node_name(value.xpath));
     char path[1000];
@@ -147,8 +146,8 @@ void look_up(const Workload &workload, const sr_val_t &value) {
     }
 }
 
-// Short edits are made several times in a run, so that the clock's own time
-// does not count.
+// A run repeats short edits, so that the time of reading the clock does not
+// matter.
 constexpr std::size_t changes_in_a_run = 10000;
 
 void change(benchmark::State &state, const Workload &workload, std::size_t count) {

@@ -1,12 +1,12 @@
-// The plug-in that the real one is measured beside, in the same host on a
-// datastore of its own: it subscribes to the same paths and does only what
-// cannot be avoided. An edit's changes are walked, and each created network is
-// one bare exchange with the daemon; an RPC is answered with copies of values
-// that were computed when it was called for the first time.
+// The floor for the real plug-in, in the same host on a datastore of its own. It
+// subscribes to the same paths and does only what cannot be avoided: it walks the
+// changes of an edit and makes one exchange with the daemon for each created
+// network. It answers an RPC with copies of values that it computed at the first
+// one.
 //
-// With BENCH_ASKS in the environment it also asks what a plug-in for this daemon
-// has to ask: the datastore for the AS number on every event and in clear-ip-bgp,
-// and the daemon for every RPC's reply.
+// With BENCH_ASKS in the environment it also makes the requests that any plug-in for
+// this daemon must make: the AS number from the datastore on every event and in
+// clear-ip-bgp, and a reply from the daemon for every RPC.
 #include "bgp_plugin.h"
 
 #include <sysrepo/values.h>
@@ -117,10 +117,10 @@ struct Answer {
     std::size_t count = 0;
 };
 
-// By path and the text of the first input, which tells calls apart.
+// By path and the text of the first input, which distinguishes RPCs.
 std::map<std::pair<std::string, std::string>, Answer> answers;
 
-// `callback`, the private data, is the real plug-in's.
+// `callback`, the private data, is the callback of the real plug-in.
 int answer(sr_session_ctx_t *session, const char *path, const sr_val_t *input,
            const size_t input_cnt, sr_event_t event, uint32_t request_id, sr_val_t **output,
            size_t *output_cnt, void *callback) {

@@ -1,6 +1,6 @@
-// Edits and RPCs on the real datastore and in the real plug-in host, beside
-// hosts with the comparison plug-in. Each host has a datastore and a client in a
-// process of its own; the clients take turns.
+// Measures edits and RPCs on the real datastore and in the real plug-in host. The
+// floors are hosts with the comparison plug-in. Each host has a datastore and a
+// client in a process of its own; the clients take turns.
 #include "datastore.h"
 #include "namespaces.h"
 #include "netconf_bgp_public.h"
@@ -39,7 +39,7 @@ struct Task {
 struct RpcCall {
     std::int32_t sub_mod;
     const char *name;
-    const char *input; // a text, by which the comparison plug-in tells calls apart
+    const char *input; // a text, by which the comparison plug-in distinguishes RPCs
 };
 constexpr RpcCall rpc_calls[] = {
     {BGP_SUB_RPC_IP_BGP_SUMMARY, "ip-bgp-summary", "vrf-name"},
@@ -88,7 +88,7 @@ class Client {
     }
     void apply() { check(sr_apply_changes(session_, time_limit, 1), "sr_apply_changes"); }
 
-    // Creates the networks, and deletes them again once the time has been taken.
+    // Creates the networks, measures the time, and deletes them again.
     double create_networks(std::uint32_t count) {
         const std::string family = "router-bgp/bgp-address-family/"
                                    "address-family[afi='AFI_IP'][safi='SAFI_UNICAST']";
@@ -144,7 +144,7 @@ class Worker {
         process_ = fork();
         if (process_ == 0) {
             close(ends[0]);
-            // It ends, and cleans up, when the program closes the channel or is gone.
+            // It cleans up and ends when the program closes the channel or ends.
             signal(SIGINT, SIG_IGN);
             signal(SIGPIPE, SIG_IGN);
             if (asks) {
@@ -178,7 +178,7 @@ class Worker {
         try {
             const support::Datastore datastore(plugin);
             support::Host host(datastore);
-            std::unique_ptr<Client> client; // made for the first task: the daemon is there by then
+            std::unique_ptr<Client> client; // created for the first task, when the daemon runs
             Task task{};
             while (read(channel, &task, sizeof task) == sizeof task) {
                 if (!client) {
@@ -207,7 +207,7 @@ struct Stage {
     Worker plugin{ORV_BGP_PLUGIN};
     Worker comparison{COMPARISON_PLUGIN};
     Worker asking{COMPARISON_PLUGIN, true};
-    support::RecordingDaemon daemon; // has a thread: only after the forks
+    support::RecordingDaemon daemon; // has a thread, so it comes after the forks
 };
 std::unique_ptr<Stage> stage;
 
@@ -229,8 +229,8 @@ void set_answer(const Task &task) {
 }
 
 void on_datastore(benchmark::State &state, const Task &task, double target) {
-    // In the first call, which does not count, the comparison plug-in learns the
-    // values.
+    // The first RPC does not count: the comparison plug-in computes the values in
+    // it.
     set_answer(task);
     const auto forget = [] { stage->daemon.take_messages(); };
     const auto contender = [&](const char *name, const Worker &worker, double wanted) {
@@ -243,7 +243,7 @@ void on_datastore(benchmark::State &state, const Task &task, double target) {
                         1);
 }
 
-// The same for answers that take long: how the time grows with the entries.
+// The same for large answers: how the time grows with the number of entries.
 void large_answer(benchmark::State &state, const Task &task) {
     on_datastore(state, task, 0);
     state.counters["entries"] = task.entries;

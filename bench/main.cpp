@@ -1,4 +1,5 @@
-// Every benchmark program: its own network first, then the benchmarks.
+// The main function of every benchmark program: enters a network of its own, then runs the
+// benchmarks.
 #include "namespaces.h"
 
 #include <benchmark/benchmark.h>
@@ -6,8 +7,8 @@
 #include <malloc.h>
 
 int main(int argc, char **argv) {
-    // Freed memory stays with the process: how long the kernel takes to clear a
-    // page for the first of several contenders is not to be seen.
+    // The process keeps freed memory: otherwise the first contender would include the
+    // time in which the kernel clears a page.
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
     mallopt(M_TOP_PAD, 1 << 20);

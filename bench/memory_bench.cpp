@@ -1,5 +1,5 @@
-// What the plug-in takes of memory: of its reply buffer before the first reply,
-// and for a query beside the output values.
+// Measures the memory of the plug-in: its reply buffer before the first reply, and a
+// query without the output values.
 #include "bgp_plugin.h"
 #include "observed_calls.h"
 #include "recording_daemon.h"
@@ -33,7 +33,7 @@ void report(benchmark::State &state, std::size_t bytes) {
     }
 }
 
-// How many bytes of the pages that lie in the buffer as a whole are in memory.
+// The number of resident bytes in those pages that belong to the buffer as a whole.
 std::size_t resident_bytes() {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const auto address = reinterpret_cast<std::uintptr_t>(buf);
@@ -96,7 +96,7 @@ std::size_t take_copies(sr_val_t *values, std::size_t count) {
     return bytes;
 }
 
-// Everything that is allocated counts, freed or not.
+// Counts all allocated bytes, freed or not.
 void query(benchmark::State &state) {
     support::RecordingDaemon daemon;
     daemon.answer_otherwise(configd::Reply{MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_SUMMARY, 0,
@@ -121,7 +121,7 @@ void query(benchmark::State &state) {
     }
 }
 
-// The buffer is looked at before there was a reply: the order matters.
+// The order matters: the buffer must be measured before the first reply.
 BENCHMARK(reply_buffer)->Name("memory/the reply buffer before the first reply")->Iterations(1);
 BENCHMARK(query)->Name("memory/a query beside its output values")->Iterations(1);
 

@@ -1,5 +1,5 @@
-// The reply parsers, beside a floor that copies the very same XPaths and texts
-// into the array, and a straightforward version that formats every XPath anew.
+// Measures the reply parsers. The floor copies the same XPaths and texts into the
+// array; "straightforward" formats every XPath again.
 #include "bgp_plugin.h"
 #include "replies.h"
 #include "side_by_side.h"
@@ -82,7 +82,7 @@ void copy(const Output &source, Output &output) {
     output.count = source.count;
 }
 
-// An XPath as a format and the keys that are put into it.
+// An XPath as a format and its keys.
 struct Spelling {
     const char *format;
     const char *keys[4];
@@ -136,7 +136,7 @@ void format(const Output &source, const Spellings &spellings, Output &output) {
     output.count = source.count;
 }
 
-// A reply as it lies in the transport's buffer.
+// A reply as it is in the transport's buffer.
 std::unique_ptr<char[]> make_reply(const ReplyKind &kind, std::size_t entries) {
     auto buffer = std::make_unique<char[]>(BUF_SIZE_MAX);
     const std::string payload = kind.payload(entries);
@@ -148,8 +148,8 @@ std::unique_ptr<char[]> make_reply(const ReplyKind &kind, std::size_t entries) {
     return buffer;
 }
 
-// Short outputs are made several times in a run, so that the clock's own time
-// does not count.
+// A run repeats short outputs, so that the time of reading the clock does not
+// matter.
 constexpr std::size_t values_in_a_run = 10000;
 
 void parse(benchmark::State &state, const ReplyKind &kind, std::size_t entries) {

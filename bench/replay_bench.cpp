@@ -1,5 +1,5 @@
-// "orv_bgpctl replay" of small and large configurations, beside a process for which sysrepo lists
-// the same configuration as changes and which does nothing with them: time and memory of each.
+// Measures time and memory of "orv_bgpctl replay" with small and large configurations. The floor is
+// a process that gets the same configuration from sysrepo as changes and does nothing with them.
 #include "datastore.h"
 #include "namespaces.h"
 #include "process.h"
@@ -21,13 +21,13 @@ namespace {
 
 // --- The contenders -----------------------------------------------------------------------
 
-// What a process took.
+// The resources that a process used.
 struct Cost {
     double seconds = 0;
-    double bytes = 0; // resident, at the most
+    double bytes = 0; // peak of the resident memory
 };
 
-// Does `work` in a process of its own, whose exit code it returns.
+// Runs `work` in a process of its own and returns the exit code.
 Cost cost_of(int (*work)()) {
     int status = 0;
     rusage used{};

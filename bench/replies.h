@@ -1,5 +1,5 @@
-// Payloads of the daemon's replies with any number of entries, filled as a
-// switch in service fills them.
+// Payloads of the daemon's replies with any number of entries and typical
+// contents.
 #ifndef BENCH_REPLIES_H
 #define BENCH_REPLIES_H
 
@@ -12,10 +12,10 @@ namespace bench {
 
 struct ReplyKind {
     const char *name;  // of the RPC
-    const char *entry; // what its entries are
+    const char *entry; // the name of its entries
     std::int32_t sub_mod;
     std::string (*payload)(std::size_t entries);
-    std::size_t most_entries; // that a reply of 10 MiB has room for
+    std::size_t most_entries; // that fit into a reply of 10 MiB
 };
 
 // The four RPCs that have output.

@@ -1,5 +1,5 @@
-# Draws what bench/report.py hands over: the plug-in's time divided by each
-# floor's as a bar, the target as a mark. Variables: data, picture, rows.
+# Draws the data of bench/report.py: a bar for the plug-in's time divided by the
+# floor's, a mark for the target. Variables: data, picture, rows.
 set terminal svg size 900, 60 + 22 * rows dynamic font "sans-serif,12" background "white"
 set output picture
 set datafile separator "\t"

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes one table, and with --svg a picture, of what Google Benchmark measured.
+"""Prints one table of Google Benchmark's results and, with --svg, draws a picture.
 
     bench/report.py [--svg FILE] RESULTS.json ...
 

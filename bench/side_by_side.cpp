@@ -38,7 +38,7 @@ double median(std::vector<double> numbers) {
 }
 
 void side_by_side(benchmark::State &state, const std::vector<Contender> &contenders, double units) {
-    // Once before: memory and connections are then as they stay.
+    // Once before measuring, to allocate memory and open connections.
     for (const Contender &contender : contenders) {
         contender.run();
         contender.clean();

@@ -1,5 +1,5 @@
-// Side by side: what the plug-in takes, beside floors that do only what cannot
-// be avoided, measured in turns so that all of them see the same machine.
+// Side by side: measures the plug-in and floors that do only what cannot be avoided.
+// They take turns, so that all meet the same conditions.
 #ifndef SIDE_BY_SIDE_H
 #define SIDE_BY_SIDE_H
 
@@ -11,7 +11,7 @@
 
 namespace bench {
 
-// One of those that are compared. The first of them is the plug-in.
+// A program part to compare. The first one is the plug-in.
 struct Contender {
     std::string name;
     std::function<double()> run;         // returns the seconds that count
@@ -19,16 +19,16 @@ struct Contender {
     double target = 0;                   // for "plug-in's time / this one's"; 0: none
 };
 
-// Calls `work` and returns the seconds that passed.
+// Runs `work` and returns the seconds that passed.
 double seconds(const std::function<void()> &work);
 // The same in seconds of the calling thread's processor time, which other
 // programs on the machine disturb less: for work that waits for nothing.
 double thread_seconds(const std::function<void()> &work);
 
-// Runs all contenders in every iteration, each time another one first. Reports
-// for each the median time of one of the `units` that a run consists of as the
-// counter NAME, in seconds, and for all but the first the plug-in's time
-// divided by it as NAME_ratio, with the target as NAME_target.
+// Runs all contenders in every iteration, starting with another one each time. A run
+// consists of `units`. Reports for each contender the median time of one unit in
+// seconds as the counter NAME. For all except the first, reports the plug-in's time
+// divided by it as NAME_ratio, and the target as NAME_target.
 void side_by_side(benchmark::State &state, const std::vector<Contender> &contenders, double units);
 
 double median(std::vector<double> numbers);

@@ -1,4 +1,4 @@
-// The transport, beside floors that make the unavoidable system calls alone.
+// Measures the transport. The floors make only the system calls that cannot be avoided.
 #include "bgp_plugin.h"
 #include "file_descriptor.h"
 #include "recording_daemon.h"
@@ -69,8 +69,8 @@ std::string message(std::int32_t sub_mod, const std::string &payload) {
 
 // --- Reading a reply of 10 MiB -------------------------------------------------------
 
-// Sends the same bytes whenever something arrives. They lie ready, so that what
-// is measured is their way to the reader.
+// Sends the same prepared bytes whenever something arrives, so that only their
+// transfer to the reader is measured.
 class Sender {
   public:
     explicit Sender(std::string bytes)
@@ -90,7 +90,7 @@ class Sender {
     Sender(const Sender &) = delete;
     Sender &operator=(const Sender &) = delete;
 
-    // Serves so many connections, which are open already, until all are closed.
+    // Serves this many connections, which are already open, until all are closed.
     void serve(std::size_t connections) {
         for (std::size_t i = 0; i < connections; ++i) {
             connections_.emplace_back(checked(accept(listener_.get(), nullptr, nullptr), "accept"));

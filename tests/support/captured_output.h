@@ -1,4 +1,4 @@
-// What the process writes to standard output while an object of this class lives.
+// Captures what the process writes to standard output while the object exists.
 #ifndef CAPTURED_OUTPUT_H
 #define CAPTURED_OUTPUT_H
 
@@ -13,8 +13,8 @@ class CapturedOutput {
     CapturedOutput &operator=(const CapturedOutput &) = delete;
     ~CapturedOutput();
 
-    // What has left the process so far. Nothing is flushed for it: a text that
-    // still waits in a buffer is not there.
+    // What the process has written so far. Does not flush: text that is still in a
+    // buffer is missing.
     std::string text() const;
 
   private:

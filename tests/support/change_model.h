@@ -1,5 +1,5 @@
-// What the change callbacks do with an edit, told a second time: a plain model
-// of them, to hold them against.
+// A second, simple description of the change callbacks. Tests compare the
+// callbacks with it.
 #ifndef CHANGE_MODEL_H
 #define CHANGE_MODEL_H
 
@@ -21,14 +21,14 @@ namespace support {
 using scripted::Change;
 using scripted::Value;
 
-// One call of a callback and what the world around it does.
+// One call of a callback, with the behavior of sysrepo and the daemon.
 struct Edit {
     std::uint32_t as = 100;
     sr_event_t event = SR_EV_CHANGE;
     int open_result = SR_ERR_OK;
     std::size_t next_fails_at = SIZE_MAX;
     int next_result = SR_ERR_OK;
-    std::vector<int> answers; // of the daemon; 0 when there are no more
+    std::vector<int> answers; // of the daemon; 0 after the last one
     std::vector<Change> changes;
 
     friend std::ostream &operator<<(std::ostream &out, const Edit &edit) {
@@ -59,14 +59,14 @@ struct Edit {
 
 // --- The model -------------------------------------------------------------------------
 
-// What a callback does, told as plainly as possible and without a thought for
-// speed. Texts are cut out of paths by the library's own functions.
+// The behavior of a callback, as simple as possible and without regard to speed. The
+// library's own functions extract texts from paths.
 class ChangeModel {
   public:
     explicit ChangeModel(const Edit &edit) : bgp_id(edit.as), edit_(edit) {}
 
-    // What each callback returns. The AS is the only one that the datastore is not
-    // asked for: bgp_id is then what the plug-in knew before.
+    // The result of each callback. Only the AS callback does not read the AS number
+    // from the datastore: bgp_id is then the plug-in's previous value.
     int as() {
         bgp_id = 0;
         return call([this] { return as_walk(); });
@@ -140,7 +140,7 @@ class ChangeModel {
         return sub_mod_ == 0 ? 1 : send();
     }
 
-    // --- The change at hand
+    // --- The current change
 
     static bool has_text(sr_type_t type) {
         return type == SR_BINARY_T || type == SR_BITS_T || type == SR_ENUM_T ||
@@ -174,7 +174,7 @@ class ChangeModel {
         operation_ = change_->operation;
         return true;
     }
-    // Whether the change is passed over because no AS is configured.
+    // Whether the change is skipped because no AS is configured.
     bool passed_over() const {
         if (edit_.as != 0) {
             return false;
@@ -233,7 +233,7 @@ class ChangeModel {
         return 0;
     }
 
-    // --- Router identifier and global neighbours
+    // --- Router identifier and global neighbors
 
     int globle_walk() {
         bool remote_as_deleted = false;
@@ -347,8 +347,8 @@ class ChangeModel {
         return send_the_last();
     }
 
-    // A key of the address family. The path is copied without a terminator, so
-    // that what an earlier path left may follow it.
+    // A key of the address family. The path is copied without a terminator, so the
+    // end of an earlier path may follow it.
     std::string family_key(const char *key) {
         if (path_.size() > 999) {
             fail(16);
@@ -548,7 +548,7 @@ class ChangeModel {
 
 // A list that a callback walks through, below its entry.
 struct ChangedList {
-    const char *path; // of the list in what holds it
+    const char *path; // of the list, from its parent
     std::vector<const char *> keys;
     std::vector<const char *> leaves;
 };
@@ -635,8 +635,8 @@ inline const ModelledCallback &as_callback() {
     return row;
 }
 
-// Runs the callback on the edit; the records are in `sends`, which must not be
-// used for other records while it lives. Returns the callback's result.
+// Runs the callback on the edit and returns its result. The records are in `sends`;
+// do not use it for other records meanwhile.
 inline int run_edit(const ModelledCallback &row, const Edit &edit, SentRecords &sends) {
     scripted::reset();
     scripted::Sysrepo &sysrepo = scripted::sysrepo();
@@ -654,8 +654,8 @@ inline int run_edit(const ModelledCallback &row, const Edit &edit, SentRecords &
     return row.callback(scripted::session(), "orv_bgp", row.subscription, edit.event, 1, nullptr);
 }
 
-// A number that is read out of a text is a piece of a pointer, which nothing
-// can foretell: values that are read as numbers have no text here.
+// A text read as a number is part of a pointer, which a test cannot predict. Values
+// that are read as numbers therefore have no text here.
 inline void keep_numbers_certain(Edit &edit) {
     const auto keep = [](std::optional<Value> &value) {
         if (value && value->xpath &&

@@ -19,8 +19,8 @@ namespace {
 
 constexpr const char *module_name = "orv_bgp";
 
-// The environment may name another build of the plug-in, and the sanitizers' library, when that one
-// is built with them.
+// The environment may name another build of the plug-in, and the library of the sanitizers that it
+// was built with.
 const char *from_environment(const char *name, const char *otherwise) {
     const char *value = std::getenv(name);
     return value == nullptr ? otherwise : value;
@@ -30,7 +30,7 @@ const char *sanitizer_runtime() {
     return from_environment("SANITIZER_RUNTIME", "");
 }
 
-// The last registration: once sysrepo lists it, all are made.
+// The last registration: when sysrepo lists it, all are complete.
 constexpr const char *last_registration = "clear-ip-bgp";
 
 Outcome checked(const std::string &program, std::vector<std::string> arguments) {
@@ -45,8 +45,8 @@ fs::path reports_of(const Datastore &datastore) {
     return datastore.directory() / "sanitizer";
 }
 
-// The host itself is not instrumented: the sanitizers come into it in front of
-// all else, and write what they find to files of their own.
+// The host itself is not instrumented: it loads the sanitizers first, and they write
+// their findings to files of their own.
 std::vector<std::string> host_variables(const std::vector<std::string> &preloads,
                                         const fs::path &reports) {
     std::string libraries = sanitizer_runtime();
@@ -56,7 +56,7 @@ std::vector<std::string> host_variables(const std::vector<std::string> &preloads
     const std::string log = "log_path=" + reports.string();
     std::string options = from_environment("ASAN_OPTIONS", "") + (":" + log);
     if (!preloads.empty()) {
-        // What is preloaded may stand in for a variable of the plug-in's.
+        // A preloaded object may replace a variable of the plug-in.
         options += ":detect_odr_violation=0";
     }
     return {"LD_PRELOAD=" + libraries, "ASAN_OPTIONS=" + options,

@@ -13,38 +13,38 @@
 namespace support {
 
 // An edit of the module's configuration: router-bgp with this content, as XML. `attributes` are
-// the element's own, such as a NETCONF operation.
+// those of the element, such as a NETCONF operation.
 std::string router_bgp(const std::string &content, const std::string &attributes = "");
 std::string element(const std::string &name, const std::string &content = "");
 
-// Made when constructed, in a directory and under a shared-memory prefix of its
-// own, and wiped when destroyed. One at a time in a process: sysrepo's programs
+// The constructor creates it, in a directory and with a shared-memory prefix of its
+// own; the destructor removes it. One at a time in a process: sysrepo's programs
 // find it through the environment.
 class Datastore {
   public:
     Datastore();
-    // For a host with another plug-in than this build's.
+    // For a host with another plug-in than that of this build.
     explicit Datastore(const std::filesystem::path &plugin);
     Datastore(const Datastore &) = delete;
     Datastore &operator=(const Datastore &) = delete;
     ~Datastore();
 
     // Edits the running datastore with sysrepocfg. The exit code is 0 when the
-    // edit was made; the output is the client's.
+    // edit was accepted; the output is that of sysrepocfg.
     Outcome edit(const std::string &xml) const;
 
-    // The same without waiting for the client's end. It gives up after `seconds`.
+    // The same without waiting for the client, which gives up after `seconds`.
     std::unique_ptr<Process> start_edit(const std::string &xml, int seconds = 60) const;
 
-    // Calls an RPC with sysrepocfg; the output is the RPC's, as XML.
+    // Sends an RPC with sysrepocfg; the output is that of the RPC, as XML.
     Outcome call(const std::string &xml, int seconds = 60) const;
     std::unique_ptr<Process> start_call(const std::string &xml, int seconds = 60) const;
 
-    // The configuration held, as XML; empty when there is none.
+    // The configuration, as XML; empty when there is none.
     std::string configuration() const;
 
-    // Takes the module out, with its data, and puts one of a YANG file in. No host
-    // runs meanwhile.
+    // Removes the module with its data and installs the module of a YANG file. No
+    // host may run meanwhile.
     void uninstall() const;
     void install(const std::filesystem::path &yang) const;
 
@@ -62,33 +62,32 @@ class Datastore {
 };
 
 // sysrepo-plugind with the datastore's plug-in alone, its callbacks registered.
-// When the plug-in is built with sanitizers, what they found is a failure of the
-// test.
+// If the plug-in is built with sanitizers, a finding fails the test.
 class Host {
   public:
-    // Whether sanitizers look on; freed memory then stays with the process.
+    // Whether sanitizers are active; the process then keeps freed memory.
     static bool is_sanitized();
 
-    // `preloads` are shared objects that go before the host's own.
+    // `preloads` are shared objects that the host loads first.
     explicit Host(const Datastore &datastore, const std::vector<std::string> &preloads = {});
     Host(Host &&) = default;
     Host &operator=(Host &&) = default; // once the one that it replaces has ended
-    // Ends it, if need be, as terminate does.
+    // Ends it like terminate, if it still runs.
     ~Host();
 
-    // Starts one without waiting for its registrations, as when they will fail.
+    // Starts one without waiting for its registrations, for instance because they fail.
     static std::unique_ptr<Process> start(const Datastore &datastore,
                                           const std::vector<std::string> &preloads = {});
 
-    // Ends it as its service manager would. Returns the exit code, or the
-    // signal's number negated.
+    // Ends it like a service manager. Returns the exit code, or the negated number of
+    // the signal.
     int terminate();
 
     // Whether it is running.
     bool is_alive() const;
 
-    // How many descriptors it has open, and how many of them are sockets: sysrepo
-    // itself uses none.
+    // The number of its open descriptors, and of sockets among them: sysrepo itself
+    // uses no sockets.
     std::size_t descriptors() const { return process_->descriptors(); }
     std::size_t sockets() const;
 
@@ -96,10 +95,10 @@ class Host {
     const Process &process() const { return *process_; }
 
   private:
-    // What the sanitizers have found.
+    // The findings of the sanitizers.
     std::string reports() const;
 
-    std::filesystem::path reports_; // files whose name starts so
+    std::filesystem::path reports_; // the start of the report files' names
     std::unique_ptr<Process> process_;
 };
 

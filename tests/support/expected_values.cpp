@@ -166,8 +166,8 @@ Expected expected_evpn(std::string_view payload) {
 
 } // namespace
 
-// The most values that a payload of full length can have; for the neighbours,
-// as many peers and as many address families as there is room for.
+// The largest number of values in a payload of full length; for the neighbors, as many
+// peers and as many address families as fit.
 const Parser evpn_parser = {"ip_bgp_evpn_output_parse", ip_bgp_evpn_output_parse,
                             BGP_SUB_RPC_IP_BGP_EVPN,    payload_limit / 12 * 5 + 5,
                             "realloc failed\n",         expected_evpn};

@@ -1,5 +1,5 @@
-// The output values that the daemon's replies are to become, told a second time:
-// plain readers of the payloads, to hold the plug-in's parsers against.
+// A second, simple description of the reply parsers. Tests compare the output
+// values of the plug-in's parsers with it.
 #ifndef EXPECTED_VALUES_H
 #define EXPECTED_VALUES_H
 
@@ -10,19 +10,19 @@
 
 namespace support {
 
-// What a parser makes of a reply that it does not refuse.
+// The result of a parser for a reply that it does not refuse.
 struct Expected {
     int result = SR_ERR_OK;
     bool sets_count = true;
     Outputs outputs = {};
 };
 
-// A parser, and what it is to make of a payload.
+// A parser, and its expected result for a payload.
 struct Parser {
     const char *name;
     ReplyParser parse;
     int sub_mod;
-    std::size_t most_values; // that it may ask room for
+    std::size_t most_values; // that it may request room for
     const char *no_array;    // line when there is no array for the values
     Expected (*expected)(std::string_view payload);
 };

@@ -1,5 +1,5 @@
-// The address families of the instance and of VRFs, as the tests of their
-// change callbacks and parsers see them: names, paths and records.
+// The address families of the instance and of VRFs for the tests of their change
+// callbacks and parsers: names, paths and records.
 #ifndef FAMILY_PATHS_H
 #define FAMILY_PATHS_H
 
@@ -14,12 +14,12 @@
 
 namespace support {
 
-// --- What the families are made of ---------------------------------------------------
+// --- The parts of the families -------------------------------------------------------
 
 struct ListKey {
     const char *node;
     Field field;
-    const char *missing; // the line of a path without it
+    const char *missing; // the line for a path without it
 };
 
 using FamilyParser = int (*)(sr_session_ctx_t *session, sr_change_oper_t operation, sr_val_t *value,
@@ -58,7 +58,7 @@ struct FamilyKind {
     FamilyList network;
     FamilyList neighbor;
     FamilyList redistribute;
-    // The neighbour's leaf whose deletion carries those of other leaves.
+    // The neighbor's leaf whose deletion includes that of other leaves.
     const char *carrier;
     std::vector<const char *> carried;
 
@@ -181,7 +181,7 @@ inline const FamilyKind &vrf_family() {
 
 // --- Paths, values and records ----------------------------------------------------------
 
-// Where the fields of an address_family_val lie, as a record of its own and
+// The offsets of the fields of an address_family_val, as a separate record and
 // embedded in the others.
 struct FamilyFields {
     Field op, bgp_id, afi, safi, vrf_name;
@@ -199,7 +199,7 @@ struct Family {
     std::uint32_t safi_number = 1;
 };
 
-// What leaves hold, by their names.
+// The contents of leaves, by their names.
 using Settings = std::vector<std::pair<const char *, std::uint32_t>>;
 
 // The list entry of an address family.
@@ -217,10 +217,10 @@ class FamilyEntry {
     scripted::Value afi() const { return scripted::text(path("afi"), family_.afi, SR_ENUM_T); }
     scripted::Value safi() const { return scripted::text(path("safi"), family_.safi, SR_ENUM_T); }
     scripted::Value vrf() const { return scripted::text(path("vrf-name"), family_.vrf); }
-    // A node that no parser is asked about.
+    // A node without a parser.
     scripted::Value other(const std::string &name) const { return scripted::text(path(name), "1"); }
 
-    // What every record of the family starts with.
+    // The start of every record of the family.
     RecordBytes &put_head(RecordBytes &record, int op) const {
         const FamilyFields family = family_fields(8);
         return record.put(Field{0, 4}, op)
@@ -318,7 +318,7 @@ class ListEntry {
 
 using Changes = std::vector<scripted::Change>;
 
-// The one edit after the other, as one.
+// The changes of two edits, one after the other, as one edit.
 inline Changes joined(Changes first, const Changes &second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;

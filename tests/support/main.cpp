@@ -1,11 +1,11 @@
-// Every test program: its own network, processes and files first, then the tests.
+// The main function of every test program: enters namespaces of its own, then runs the tests.
 #include "namespaces.h"
 
 #include <gtest/gtest.h>
 
 int main(int argc, char **argv) {
     testing::InitGoogleTest(&argc, argv);
-    // Listing the tests needs none.
+    // Listing the tests needs no namespaces.
     if (!testing::GTEST_FLAG(list_tests)) {
         support::enter_namespaces();
     }

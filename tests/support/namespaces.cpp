@@ -31,7 +31,7 @@ void must(bool is_done, const char *what) {
 
 void make_own_files() {
     must(mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0, "keeping mounts private");
-    // Whoever builds below /tmp is to find it there.
+    // A program that was built below /tmp must stay visible there.
     const bool is_built_in_tmp =
         std::filesystem::read_symlink("/proc/self/exe").string().rfind("/tmp/", 0) == 0;
     const char *temporary_files = is_built_in_tmp ? "/var/tmp" : "/tmp";
@@ -43,8 +43,8 @@ void make_own_files() {
 
 pid_t child;
 
-// Forks. Returns in the child, which is killed when its parent ends. The parent stays until the
-// child has ended, takes in whatever other processes it inherits, and ends as the child did.
+// Forks and returns in the child, which the kernel kills when its parent ends. The parent waits for
+// the child, reaps all processes that it inherits, and ends with the child's status.
 void go_on_in_child() {
     child = fork();
     must(child >= 0, "fork");
@@ -52,7 +52,7 @@ void go_on_in_child() {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         return;
     }
-    // Who asks for an end means the child, which an interrupt from the terminal reaches anyway.
+    // A request to end is meant for the child; an interrupt from the terminal reaches it anyway.
     signal(SIGINT, SIG_IGN);
     signal(SIGTERM, [](int number) { kill(child, number); });
     int status = 0;
@@ -77,8 +77,8 @@ void enter_namespaces() {
     }
     bgpctl::bring_up_loopback();
     make_own_files();
-    // The first child is the namespace's init, which the kernel spares signals that others end by;
-    // the second one is an ordinary process.
+    // The first child is the namespace's init, which ignores signals without a handler; the second
+    // one is an ordinary process.
     go_on_in_child();
     must(mount("proc", "/proc", "proc", 0, nullptr) == 0, "mounting /proc");
     go_on_in_child();

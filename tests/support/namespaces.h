@@ -4,15 +4,15 @@
 
 namespace support {
 
-// Goes on in a child process (so call it before any thread starts) that sees nothing but its own
-// children, a network of loopback alone, an empty /dev/shm and an empty directory for temporary
-// files: TMPDIR, which is /tmp, or /var/tmp where the program itself lies in /tmp. When this
-// process ends, however it does, the kernel ends all that the child has started, daemons included,
-// and forgets its files; when the child ends, this process ends as it did.
+// Continues in a child process, so call it before any thread starts. The child sees only its own
+// children, a network with loopback alone, an empty /dev/shm and an empty directory for temporary
+// files: TMPDIR, which is /tmp, or /var/tmp if the program itself is in /tmp. When this process
+// ends, in whatever way, the kernel ends everything that the child has started, daemons included,
+// and removes its files. When the child ends, this process ends with the same status.
 //
-// Where the machine does not allow that, waits for a lock that all test processes share, since the
+// If the machine does not allow that, waits for a lock that all test processes share, because the
 // daemon's port is fixed, and holds it until the process ends. Throws std::system_error when
-// neither can be had.
+// neither works.
 void enter_namespaces();
 
 } // namespace support

@@ -14,7 +14,7 @@ constexpr int unobserved_fill = 0xa5;
 
 thread_local support::ObservedCalls *observer = nullptr;
 
-// Recording allocates; what it allocates is not to be seen.
+// Recording allocates memory itself; these allocations are not recorded.
 void see(const char *name, int descriptor, std::size_t size) {
     support::ObservedCalls *current = observer;
     observer = nullptr;
@@ -67,8 +67,8 @@ int __real_close(int descriptor);
 
 void *__wrap_malloc(std::size_t size) {
     if (observer == nullptr) {
-        // A request's result value is left as it was in memory: to valgrind it
-        // has to be something.
+        // The plug-in does not set a request's result value, so for valgrind this
+        // fills the memory.
         void *memory = __real_malloc(size);
         return memory == nullptr ? nullptr : std::memset(memory, unobserved_fill, size);
     }

@@ -1,7 +1,7 @@
-// The system calls and allocations that the code under test makes, seen and,
-// where a test wants it, answered for the kernel. A test program links the
-// calls with the linker's --wrap (see observed_calls.cmake); only the thread
-// that holds the object is observed.
+// Records the system calls and allocations of the code under test, and replaces
+// their results if a test asks for it. A test program wraps the calls with the
+// linker's --wrap (see observed_calls.cmake). It observes only the thread that
+// holds the object.
 #ifndef OBSERVED_CALLS_H
 #define OBSERVED_CALLS_H
 
@@ -16,7 +16,7 @@ namespace support {
 struct Call {
     std::string name;
     int descriptor;
-    std::size_t size; // bytes asked for; seconds for select
+    std::size_t size; // bytes requested; seconds for select
 };
 
 struct ObservedCalls {
@@ -25,7 +25,7 @@ struct ObservedCalls {
     ObservedCalls &operator=(const ObservedCalls &) = delete;
     ~ObservedCalls();
 
-    // Ends the observation: what follows is the test's own.
+    // Ends the observation: the next calls belong to the test.
     void end();
 
     // How often a call was made, and with which sizes.
@@ -40,7 +40,7 @@ struct ObservedCalls {
     std::function<std::ptrdiff_t(char *buffer, std::size_t size)> read_answer;
     std::function<std::ptrdiff_t(const char *buffer, std::size_t size)> write_answer;
     bool malloc_fails = false;
-    char malloc_fill = '\0'; // what fresh memory holds
+    char malloc_fill = '\0'; // fills allocated memory
 };
 
 } // namespace support

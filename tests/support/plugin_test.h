@@ -1,5 +1,5 @@
-// What the unit tests of the plug-in share: a clean plug-in and a clean
-// scripted sysrepo before each test, nothing of sysrepo's left open after it.
+// Shared by the unit tests of the plug-in: a clean plug-in and a clean scripted
+// sysrepo before each test; after it, nothing of sysrepo may be left open.
 #ifndef PLUGIN_TEST_H
 #define PLUGIN_TEST_H
 
@@ -57,13 +57,13 @@ class PluginTest : public testing::Test {
     }
 };
 
-// The bytes of a record as they travel.
+// The bytes of a record as they are sent.
 template <typename Record>
 std::string bytes_of(const Record &record) {
     return {reinterpret_cast<const char *>(&record), sizeof record};
 }
 
-// A record of zeros, and a text put into one of its fields.
+// A record of zeros with a text in one of its fields.
 template <typename Record>
 Record zeroed() {
     Record record;

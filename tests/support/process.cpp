@@ -17,8 +17,8 @@ namespace support {
 
 namespace {
 
-// What a test does not read at once must not stop the program; any user may ask
-// for this much.
+// Output that a test has not read yet must not stop the program. Any user may
+// request this size.
 constexpr int pipe_size = 1 << 20;
 
 std::vector<char *> pointers_to(std::vector<std::string> &texts) {
@@ -42,7 +42,7 @@ Process::Process(const std::string &program, std::vector<std::string> arguments,
     fcntl(output_, F_SETPIPE_SZ, pipe_size);
 
     arguments.insert(arguments.begin(), program);
-    // The first of two variables of one name is the one that counts.
+    // Of two variables with the same name, the first one counts.
     for (char **variable = environ; *variable != nullptr; ++variable) {
         variables.emplace_back(*variable);
     }
@@ -51,7 +51,7 @@ Process::Process(const std::string &program, std::vector<std::string> arguments,
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
-    // What else the test has open, a daemon's sockets for one, is not for the program to keep open.
+    // The program must not keep other descriptors of the test open, such as a daemon's sockets.
     posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     const int error = posix_spawnp(&pid_, program.c_str(), &actions, nullptr,
                                    pointers_to(arguments).data(), pointers_to(variables).data());

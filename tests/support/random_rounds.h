@@ -1,4 +1,4 @@
-// How many cases a test tries that chance makes.
+// The number of random cases of a test.
 #ifndef RANDOM_ROUNDS_H
 #define RANDOM_ROUNDS_H
 
@@ -6,8 +6,8 @@
 
 namespace support {
 
-// All of them; a tenth where the environment has FEW_RANDOM_ROUNDS, because
-// something slows the tests down too much, as valgrind does.
+// `rounds`, or a tenth if FEW_RANDOM_ROUNDS is in the environment, because
+// something such as valgrind makes the tests slow.
 inline int random_rounds(int all) {
     return std::getenv("FEW_RANDOM_ROUNDS") == nullptr ? all : all / 10;
 }

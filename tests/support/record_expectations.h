@@ -1,6 +1,6 @@
-// Records as a test expects them, and the records that the plug-in hands to the
-// transport, with the change operation that goes along. A test program that
-// includes this links with -Wl,--wrap=plugin_config.
+// The records that a test expects, and the records that the plug-in passes to the
+// transport with their change operation. A test program that includes this links
+// with -Wl,--wrap=plugin_config.
 #ifndef RECORD_EXPECTATIONS_H
 #define RECORD_EXPECTATIONS_H
 
@@ -20,7 +20,7 @@
 
 namespace support {
 
-// --- What is sent ----------------------------------------------------------------
+// --- Sent records ----------------------------------------------------------------
 
 // One call of plugin_config.
 struct Sent {
@@ -33,8 +33,8 @@ struct Sent {
                left.payload == right.payload;
     }
 
-    // The bytes other than zero, each run of them behind its offset: texts as
-    // texts, the rest in hexadecimal.
+    // The bytes other than zero, each run of them after its offset: texts as
+    // texts, other bytes in hexadecimal.
     friend std::ostream &operator<<(std::ostream &out, const Sent &sent) {
         out << "sub-module " << sent.sub_mod << ", option " << sent.option << ", "
             << sent.payload.size() << " bytes:";
@@ -67,8 +67,8 @@ struct Sent {
 
 using Records = std::vector<Sent>;
 
-// Sees every record that is sent while it lives; without an `answer` the record
-// goes on to the transport.
+// Records every record that is sent while it exists. Without an `answer`, the
+// record goes to the transport.
 class SentRecords {
   public:
     SentRecords() { observer() = this; }
@@ -76,7 +76,7 @@ class SentRecords {
     SentRecords &operator=(const SentRecords &) = delete;
     ~SentRecords() { observer() = nullptr; }
 
-    // What was sent so far, in order; and forgets it.
+    // Returns the records sent so far, in order, and clears the list.
     Records take() { return std::exchange(seen_, {}); }
 
     void see(const void *data, int length, int option, int module, int sub_mod) {
@@ -102,7 +102,7 @@ extern "C" {
 
 int __real_plugin_config(const void *data, int data_len, int option, int module_id, int sub_mod);
 
-// Nothing calls it by this name but the linker.
+// Only the linker uses this name.
 [[gnu::used]] inline int __wrap_plugin_config(void *data, int data_len, int option, int module_id,
                                               int sub_mod) {
     support::SentRecords *observer = support::SentRecords::observer();
@@ -119,9 +119,9 @@ int __real_plugin_config(const void *data, int data_len, int option, int module_
 
 namespace support {
 
-// --- What is expected --------------------------------------------------------------
+// --- Expected records --------------------------------------------------------------
 
-// Where a field lies in its record.
+// The position of a field in its record.
 struct Field {
     std::size_t offset;
     std::size_t size;
@@ -133,7 +133,7 @@ struct Field {
     }
 
 // A record of zeros, or of the bytes that an earlier one left in the send
-// buffer, with fields put into it.
+// buffer, with fields written into it.
 class RecordBytes {
   public:
     explicit RecordBytes(std::size_t size, char fill = '\0') : bytes_(size, fill) {}
@@ -160,8 +160,9 @@ class RecordBytes {
     std::string bytes_;
 };
 
-// A leaf of a list or container: what sysrepo hands out for it, and where it
-// goes. Its content is a number: as such, as a text, or not told by a flag.
+// A leaf of a list or container: the value that sysrepo returns for it, and its
+// field. Its content is a number, sent as a number, as a text, or as a flag without
+// its value.
 struct Leaf {
     enum Kind { text, number, flag };
 
@@ -197,8 +198,8 @@ struct Operation {
 inline constexpr Operation operations[] = {
     {SR_OP_CREATED, 1}, {SR_OP_MODIFIED, 1}, {SR_OP_DELETED, 0}, {SR_OP_MOVED, -1}};
 
-// The change whose value `chosen` counts; the other value that such a change
-// may have is `other`.
+// A change with the value that counts, `chosen`, and the other value that such a
+// change may have, `other`.
 inline scripted::Change change_of(sr_change_oper_t operation, scripted::Value chosen,
                                   scripted::Value other) {
     switch (operation) {
@@ -218,7 +219,7 @@ inline scripted::Change without_value(sr_change_oper_t operation) {
     return {operation, std::nullopt, std::nullopt};
 }
 
-// Every type of a value that is no text.
+// Every type of a value other than a text.
 inline constexpr sr_type_t types_without_text[] = {
     SR_LIST_T,       SR_CONTAINER_T,    SR_CONTAINER_PRESENCE_T,
     SR_LEAF_EMPTY_T, SR_NOTIFICATION_T, SR_BOOL_T,
@@ -227,7 +228,7 @@ inline constexpr sr_type_t types_without_text[] = {
     SR_UINT16_T,     SR_UINT32_T,       SR_UINT64_T,
 };
 
-// The container nodes that are passed over.
+// The container nodes that the callbacks skip.
 inline constexpr const char *list_containers[] = {
     "bgp-family-networks",          "bgp-family-neighbors",    "bgp-family-redistributes",
     "bgp-globle-neighbors",         "bgp-family-vrf-networks", "bgp-family-vrf-neighbors",
@@ -264,7 +265,7 @@ class ChangeCallbackTest : public PluginTest {
         return records;
     }
 
-    // That the one line of `output` names all of `parts`, in order.
+    // Expects that the one line of `output` contains all of `parts`, in order.
     static void expect_one_line(const std::string &output, const std::vector<std::string> &parts) {
         EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1) << output;
         EXPECT_EQ(output.substr(std::min(output.find('\n'), output.size())), "\n");

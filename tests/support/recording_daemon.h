@@ -1,5 +1,5 @@
-// The daemon's side of the wire in the test's own process: keeps every message
-// and answers as the test says.
+// A daemon in the test's own process: keeps every message and answers as the
+// test says.
 #ifndef RECORDING_DAEMON_H
 #define RECORDING_DAEMON_H
 
@@ -28,13 +28,13 @@ class RecordingDaemon : private configd::Handler {
     void answer_otherwise(configd::Answer answer);
     void answer_otherwise(std::function<configd::Answer(const configd::Message &)> answer);
 
-    // The messages received so far, in order; and forgets them.
+    // Returns the messages received so far, in order, and clears the list.
     std::vector<configd::Message> take_messages();
 
     // Returns when that many messages have been received since the last take.
     void wait_for_messages(std::size_t count);
 
-    // How many connections were opened so far, and returns when that many were closed.
+    // The number of connections so far; returns when that many are closed.
     std::size_t connections() const;
     void wait_for_closed(std::size_t count);
 

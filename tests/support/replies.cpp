@@ -88,7 +88,7 @@ Reply::Reply(int sub_mod, const std::string &payload, char behind)
     : buffer_(static_cast<netconf_data_struc *>(std::calloc(1, BUF_SIZE_MAX))), behind_(behind) {
     buffer_->module = MODULE_ID_BGP;
     buffer_->subMod = sub_mod;
-    if (behind != '\0') { // zeros are there already, and cost nothing
+    if (behind != '\0') { // the buffer already contains zeros
         std::memset(buffer_->transferData, behind, payload_limit);
     }
     this->payload(payload);

@@ -1,5 +1,5 @@
-// Replies of the daemon, put together field by field, and the output values
-// that a parser makes of them.
+// Replies of the daemon, built field by field, and the output values that a
+// parser returns for them.
 #ifndef TEST_REPLIES_H
 #define TEST_REPLIES_H
 
@@ -48,8 +48,8 @@ class Values {
     Values &operator=(const Values &) = delete;
     ~Values();
 
-    // Has `call(&array, &count)` fill the array and returns its result. How much
-    // room the array has then is what the call asked sr_realloc_values for.
+    // Lets `call(&array, &count)` fill the array and returns its result. The array
+    // then has the size that the call requested from sr_realloc_values.
     template <typename Call>
     int fill(Call call) {
         const std::size_t reallocs_before = scripted::sysrepo().reallocs.size();
@@ -65,14 +65,14 @@ class Values {
 
     std::size_t size() const { return count_; }
 
-    // The values that are counted.
+    // The values that the count includes.
     Outputs outputs() const { return first(count_); }
     // The values that have been written, counted or not.
     Outputs written() const { return first(written_count()); }
     std::size_t written_count() const;
     const sr_val_t &at(std::size_t index) const { return array_[index]; }
 
-    // How many values the array has room for.
+    // The size of the array.
     std::size_t room() const { return room_; }
 
   private:
@@ -85,8 +85,8 @@ class Values {
 
 // --- Replies -----------------------------------------------------------------------
 
-// A reply in a buffer as long as the transport's, with zeros behind its end, or
-// with what a test wants there.
+// A reply in a buffer as long as the transport's, followed by zeros or by another
+// byte that a test chooses.
 class Reply {
   public:
     // The payload takes at most BUF_SIZE_MAX - 16 bytes; dataLen counts it.
@@ -108,12 +108,12 @@ class Reply {
     char behind_;
 };
 
-// How many bytes a payload can have.
+// The size of the largest payload.
 inline constexpr std::size_t payload_limit = BUF_SIZE_MAX - sizeof(netconf_data_struc);
 
 // --- Records of fixed size ---------------------------------------------------------
 
-// What a field's number is published as; nothing when it is not published.
+// How a field's number is published; nothing when it is not published.
 using NumberShown = std::optional<std::string> (*)(std::uint32_t number);
 
 // A field of a record, and the leaf that it is published as.
@@ -127,7 +127,7 @@ struct WireField {
     NumberShown shown = nullptr; // a text is shown as it is
 };
 
-// A record, and what the XPaths of its leaves begin with: %s stands for a key.
+// A record, and the start of the XPaths of its leaves, with %s for a key.
 struct WireRecord {
     std::size_t size;
     const char *xpath;
@@ -140,12 +140,12 @@ extern const WireRecord summary_block, summary_entry;
 extern const WireRecord peer_record, family_record;
 extern const WireRecord table_record, network_record, next_hop_record;
 
-// The bytes of one record: zeros, and what is put into its fields.
+// The bytes of one record: zeros, and the contents of its fields.
 class Record {
   public:
     explicit Record(const WireRecord &layout);
-    // Every field has a content that no other field has, nor one of another
-    // `seed`. Counts of what follows are to be put afterwards.
+    // Gives every field a content that no other field has, and no field with another
+    // `seed`. Write the counts of following records afterwards.
     Record(const WireRecord &layout, unsigned seed);
 
     // A text that is longer than its field is cut; one that fills it has no NUL.
@@ -159,7 +159,7 @@ class Record {
     // The record's values in the array's order, below the XPath with these keys.
     Outputs outputs(const std::vector<std::string> &keys) const;
 
-    // A record as it lies in a payload.
+    // The record as it is in a payload.
     static Record at(const WireRecord &layout, std::string_view payload, std::size_t offset);
 
   private:
@@ -184,7 +184,7 @@ struct EvpnNextHop {
     std::uint32_t metric, local_preference, weight;
     std::string as_path;
 };
-// A text that may be absent, with the byte that says that it is there.
+// A text that may be absent, after the byte that says whether it is present.
 struct EvpnText {
     char presence = 0;
     std::string text = {};
@@ -217,9 +217,9 @@ std::string packed(const std::vector<Item> &items) {
 // A whole payload.
 std::string evpn_payload(std::uint32_t get_count, const std::vector<EvpnDistinguisher> &items);
 
-// --- A parser at work ----------------------------------------------------------------
+// --- Running a parser ----------------------------------------------------------------
 
-// What the tests of a reply's parser share.
+// Shared by the tests of the reply parsers.
 class ReplyTest : public PluginTest {
   protected:
     ReplyTest(ReplyParser parser, int sub_mod) : parser_(parser), sub_mod_(sub_mod) {}
@@ -233,7 +233,7 @@ class ReplyTest : public PluginTest {
         });
     }
 
-    // What is printed while a reply is parsed.
+    // The output while a reply is parsed.
     std::string printed(const std::string &payload) { return printed(Reply(sub_mod_, payload)); }
     std::string printed(const Reply &reply) {
         Values values;

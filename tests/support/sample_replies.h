@@ -1,4 +1,4 @@
-// The five RPCs as a client calls them, and good replies to them.
+// The five RPCs as a client sends them, and good replies to them.
 #ifndef SAMPLE_REPLIES_H
 #define SAMPLE_REPLIES_H
 
@@ -18,7 +18,7 @@ void put(char (&field)[size], const std::string &text) {
     std::memcpy(field, text.data(), text.size());
 }
 
-// The bytes of a record, as they lie in a payload.
+// The bytes of a record, as they are in a payload.
 template <typename Record>
 std::string bytes_of(const Record &record) {
     return {reinterpret_cast<const char *>(&record), sizeof record};
@@ -27,8 +27,8 @@ std::string bytes_of(const Record &record) {
 // An RPC with its input, as XML.
 std::string rpc(const std::string &name, const std::string &input = "");
 
-// The payloads of good replies: a summary of `neighbors` neighbours, 10.0.0.0 and
-// up, and one entry of each other kind.
+// The payloads of good replies: a summary of `neighbors` neighbors, from 10.0.0.0
+// on, and one entry of each other kind.
 std::string summary_payload(std::uint32_t neighbors);
 std::string neighbor_payload();
 std::string info_payload();

@@ -52,7 +52,7 @@ int record_registration(Registration registration, sr_subscription_ctx_t **subsc
     return SR_ERR_OK;
 }
 
-// The end of the predicate that starts at text[start], its bracket included.
+// The end of the predicate that starts at text[start], including its bracket.
 // Brackets and slashes inside quotes are content.
 std::size_t predicate_end(std::string_view text, std::size_t start) {
     char quote = '\0';
@@ -68,7 +68,7 @@ std::size_t predicate_end(std::string_view text, std::size_t start) {
     return text.size();
 }
 
-// The end of the node that starts at text[start], its predicates included.
+// The end of the node that starts at text[start], including its predicates.
 std::size_t node_end(std::string_view text, std::size_t start) {
     std::size_t i = start;
     while (i < text.size() && text[i] != '/') {
@@ -77,7 +77,7 @@ std::size_t node_end(std::string_view text, std::size_t start) {
     return i;
 }
 
-// Where the value of `key` starts in the predicates of `node`, relative to it.
+// The start of the value of `key` in the predicates of `node`, relative to `node`.
 std::optional<std::size_t> key_start(std::string_view node, std::string_view key) {
     std::size_t i = node.find('[');
     while (i < node.size()) {
@@ -320,7 +320,7 @@ char *sr_xpath_node_name(const char *xpath) {
     while (i < text.size()) {
         if (text[i] == '/') {
             ++i;
-            last = i > 1 ? std::optional(i) : std::nullopt; // a path of one node has no last one
+            last = i > 1 ? std::optional(i) : std::nullopt; // a path of one node has no last node
         }
         i = scripted::node_end(text, i);
     }

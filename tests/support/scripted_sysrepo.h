@@ -1,6 +1,6 @@
-// A sysrepo that does what a test tells it: the functions of the library
-// that the plug-in calls, without a datastore. A test program links this
-// instead of the library.
+// A sysrepo that does what a test says: the functions of the library that the
+// plug-in calls, without a datastore. A test program links this instead of the
+// library.
 #ifndef SCRIPTED_SYSREPO_H
 #define SCRIPTED_SYSREPO_H
 
@@ -18,7 +18,7 @@
 
 namespace scripted {
 
-// A value as sysrepo would hand it out; without an xpath, one that has none.
+// A value as sysrepo returns it; without `xpath` it has no XPath.
 struct Value {
     std::optional<std::string> xpath;
     sr_type_t type = SR_UNKNOWN_T;
@@ -42,10 +42,10 @@ Change modified(Value old_value, Value new_value);
 Change deleted(Value value);
 Change moved(Value value);
 
-// A value in the heap, as sysrepo hands it out; free with sr_free_val.
+// A value on the heap, as sysrepo returns it; free it with sr_free_val.
 sr_val_t *make_value(const Value &value);
 
-// What sr_set_error was given.
+// The arguments of sr_set_error.
 struct Error {
     std::optional<std::string> path;
     std::string message;
@@ -62,7 +62,7 @@ struct Registration {
     bool joined = false; // the handle passed in was not null
 };
 
-// What the functions do and what they were asked.
+// What the functions do, and how they were called.
 struct Sysrepo {
     // The script.
     std::vector<Change> changes;
@@ -77,16 +77,16 @@ struct Sysrepo {
     int realloc_result = SR_ERR_OK;       // of sr_realloc_values
     std::size_t realloc_limit = SIZE_MAX; // more values than this are SR_ERR_NOMEM
 
-    // What was seen.
+    // The calls so far.
     std::string iterator_path;
     std::vector<std::string> item_paths;
     std::vector<std::uint32_t> item_timeouts;
     std::vector<Registration> registrations; // successful ones
-    sr_subscription_ctx_t *handle = nullptr; // that the registrations hang on
+    sr_subscription_ctx_t *handle = nullptr; // of all registrations
     std::vector<void *> unsubscribed;        // handles, null ones too
     std::vector<std::pair<std::size_t, std::size_t>> reallocs;
     std::vector<Error> errors;
-    std::vector<std::size_t> freed_arrays; // of how many values
+    std::vector<std::size_t> freed_arrays; // the number of values of each
     std::size_t values_open = 0;           // handed out and not freed
     std::size_t iterators_open = 0;        // opened and not freed
 };
@@ -95,7 +95,7 @@ struct Sysrepo {
 Sysrepo &sysrepo();
 void reset();
 
-// A session that the functions accept; never looked into.
+// A session that the functions accept and never read.
 sr_session_ctx_t *session();
 
 } // namespace scripted

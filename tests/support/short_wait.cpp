@@ -1,5 +1,5 @@
-// Preloaded into the plug-in host: makes its wait of a minute for the daemon's
-// reply a short one, so that a silent daemon can be tried in a test.
+// Preloaded into the plug-in host: shortens the wait of a minute for the daemon's
+// reply, so that a test can use a silent daemon.
 #include <dlfcn.h>
 #include <sys/select.h>
 

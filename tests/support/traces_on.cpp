@@ -1,10 +1,9 @@
-// Preloaded into the plug-in host: turns on the plug-in's (debug) and (trace)
-// lines. The plug-in's switches are exported variables, and of two variables of
-// one name the preloaded one is in force for both.
+// Preloaded into the plug-in host: switches on the plug-in's debug and trace lines.
+// The plug-in's switches are exported variables, and a preloaded variable replaces
+// another one with the same name.
 namespace {
 
-// With room behind it, of which AddressSanitizer makes no man's land when the plug-in is built
-// with it.
+// Followed by unused bytes: AddressSanitizer poisons them if the plug-in is built with it.
 struct alignas(32) Switch {
     int value;
 };
