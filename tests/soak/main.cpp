@@ -48,13 +48,14 @@ struct Options {
 void add_options(CLI::App &app, Options &options) {
     app.add_option("--minutes", options.minutes, "How long to run; default 30")
         ->check(CLI::NonNegativeNumber);
-    app.add_option("--edits", options.edits, "End after so many edits, if that is earlier");
-    app.add_option("--clients", options.clients, "How many clients there are at once; default 4")
+    app.add_option("--edits", options.edits, "End after this many edits, if that is earlier");
+    app.add_option("--clients", options.clients, "Number of clients at once; default 4")
         ->check(CLI::Range(1, 100));
-    app.add_option("--seed", options.seed,
-                   "Draws the edits; the same seed repeats them. Default: another one each time");
+    app.add_option(
+        "--seed", options.seed,
+        "Seed of the random edits; the same seed repeats them. Default: a new one each time");
     app.add_option("--warm-up", options.warm_up,
-                   "After so many edits memory and descriptors are looked at for the first time; "
+                   "Measure memory and descriptors for the first time after this many edits; "
                    "default 100");
     app.add_option("--interval", options.interval,
                    "Seconds between two lines of progress; default 10")
@@ -128,7 +129,7 @@ class HostOutput {
 support::Process &listening(support::Process &daemon) {
     const std::string line = daemon.read_line();
     if (line.rfind("listening", 0) != 0) {
-        throw std::runtime_error("the daemon says: " + line);
+        throw std::runtime_error("the daemon does not start: " + line);
     }
     return daemon;
 }
@@ -228,7 +229,7 @@ Configuration Soak::held() {
 std::string Soak::compare() {
     const Configuration stored = stored_configuration(session_->get());
     if (!differences(expected_, stored).empty()) {
-        return "has left the datastore other than it has to be";
+        return "left a wrong configuration in the datastore";
     }
     differences_ = differences(told(stored), told(held()));
     std::string text;
@@ -239,7 +240,7 @@ std::string Soak::compare() {
             text += fmt::format("  {}: {}\n", what, path);
         }
     }
-    return text.empty() ? text : "has left daemon and datastore different:\n" + text;
+    return text.empty() ? text : "left daemon and datastore different:\n" + text;
 }
 
 // Counts what came of an edit.
@@ -322,11 +323,11 @@ void Soak::print_report() const {
     fmt::print("{:<44}{:>12}   {:.1f}/s\n", "edits made and compared", made_, per_second(made_));
     fmt::print("{:<44}{:>12}\n", "  settings created or changed by them", set_);
     fmt::print("{:<44}{:>12}\n", "  settings deleted by them", removed_);
-    fmt::print("{:<44}{:>12}\n", "  most settings held at once", largest_);
-    fmt::print("{:<44}{:>12.2f} s\n", "  longest time that one took", longest_edit_);
-    fmt::print("{:<44}{:>12}\n", "edits refused as they must be", refused_);
+    fmt::print("{:<44}{:>12}\n", "  most settings at once", largest_);
+    fmt::print("{:<44}{:>12.2f} s\n", "  longest time for one", longest_edit_);
+    fmt::print("{:<44}{:>12}\n", "edits refused as expected", refused_);
     fmt::print("{:<44}{:>12}   {:.1f}/s\n", "queries", queries, per_second(queries));
-    fmt::print("{:<44}{:>12}\n", "  refused as they must be", tally_.refused_queries.load());
+    fmt::print("{:<44}{:>12}\n", "  refused as expected", tally_.refused_queries.load());
     fmt::print("{:<44}{:>12}\n", "connections of clients", tally_.connections.load());
     fmt::print("{:<44}{:>12}\n", "edits with an unexpected result", unexpected_);
     fmt::print("{:<44}{:>12}\n", "settings lost", differences_.lost.size());
@@ -377,7 +378,7 @@ bool Soak::run() {
 } // namespace
 
 int main(int argc, char **argv) try {
-    CLI::App app{"Edits and queries without end: does the daemon hold what the datastore holds?"};
+    CLI::App app{"Random edits and RPCs: checks that the daemon holds what the datastore holds"};
     Options options;
     add_options(app, options);
     CLI11_PARSE(app, argc, argv);
