@@ -71,7 +71,7 @@ struct Workload {
 };
 
 const std::vector<Workload> workloads = {
-    {"global neighbours",
+    {"global neighbors",
      bgp_config_globle_bgp_change_cb,
      "/orv_bgp:router-bgp/bgp",
      "/bgp-globle-neighbors/globle-neighbor[neighbor-address='",

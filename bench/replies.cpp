@@ -133,9 +133,9 @@ std::string evpn(std::size_t routes) {
 
 const std::vector<ReplyKind> &reply_kinds() {
     static const std::vector<ReplyKind> kinds = {
-        {"ip-bgp-summary", "neighbours", BGP_SUB_RPC_IP_BGP_SUMMARY, summary,
+        {"ip-bgp-summary", "neighbors", BGP_SUB_RPC_IP_BGP_SUMMARY, summary,
          (payload_room - summary(0).size()) / sizeof(bgp_rpc_ip_bgp_summary_output_entry)},
-        {"ip-bgp-neighbor", "neighbours", BGP_SUB_RPC_IP_BGP_NEIGHBOR, neighbor,
+        {"ip-bgp-neighbor", "neighbors", BGP_SUB_RPC_IP_BGP_NEIGHBOR, neighbor,
          (payload_room - neighbor(0).size()) /
              (sizeof(bgp_rpc_ip_bgp_neighbor_output_neighbor) +
               sizeof(bgp_rpc_ip_bgp_neighbor_output_addrsss_family))},

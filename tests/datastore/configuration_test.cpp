@@ -40,7 +40,7 @@ struct Neighbor { // of an address family outside a VRF
 struct Redistribution {
     std::string protocol, process, route_map;
 };
-// An address family; with a VRF's name, one of that VRF, whose neighbours have
+// An address family; with a VRF's name, one of that VRF, whose neighbors have
 // settings of their own.
 struct Family {
     std::uint32_t afi, safi;
@@ -233,7 +233,7 @@ bgp_globle_neighbor_config globle_record(std::int32_t op, const GlobleNeighbor &
     return record;
 }
 
-// A created neighbour: a record for each leaf, which carries those before it.
+// A created neighbor: one record for each leaf; each also contains the leaves before it.
 void add_created(Messages &messages, const GlobleNeighbor &neighbor) {
     auto record = globle_record(1, neighbor);
     put(record.remote_as, neighbor.remote_as);

@@ -4,7 +4,7 @@
 // daemon as a process of its own (killed, restarted, frozen) or with one that
 // answers as the row says.
 //
-// Failures that nobody outside the host can provoke (no memory, no socket, missing arguments,
+// Failures that cannot be provoked from outside the host (no memory, no socket, missing arguments,
 // changes without a value or a name) are shown by the unit tests.
 //
 // A daemon that answers 15 has no row: it is the library's own code for "later",
@@ -199,7 +199,7 @@ class Stage {
     }
     void wait_until_printed(const std::string &text) { wait(host->process(), printed, text); }
     void wait_until_told(const std::string &text) { wait(*daemon, told, text); }
-    // Of the messages in `told`, each has a line that begins with the record's code.
+    // Each message has a line in `told` that begins with the record's code.
     std::size_t messages() const {
         std::size_t count = 0;
         for (std::size_t at = 0; (at = told.find("BGP_SUB_", at)) != std::string::npos; ++at) {
@@ -502,7 +502,7 @@ configd::RawBytes raw(std::string bytes) {
     return {std::move(bytes), true};
 }
 
-// The neighbours' reply with another address family.
+// The neighbors' reply with another address family.
 std::string neighbors_of(std::uint32_t afi, std::uint32_t safi) {
     std::string payload = support::neighbor_payload();
     const std::size_t family_at =
@@ -678,7 +678,7 @@ std::vector<Fault> host_faults() {
               Seen::time_out, {query_sent})
             .meanwhile({printed(query_waits), host_killed})
             .then({daemon_resumed, host()}),
-        // The datastore asks nobody and takes the edit; the daemon does not learn of it.
+        // The datastore has no subscriber and accepts the edit; the daemon gets nothing.
         fault("EditWithoutAHost", {daemon(), configured, host_killed}, as_edit, Seen::success, {},
               0)
             .then({host()}),

@@ -60,7 +60,7 @@ enum class ValueIs : std::uint32_t {
     container,
     long_text, // then its length (half)
     any_type,  // then the type (byte), and a number
-    missing,   // a text that is none
+    missing,   // no text
     count
 };
 

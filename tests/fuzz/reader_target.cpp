@@ -1,5 +1,5 @@
 // The reader of replies, on a socket whose reads and waits do what an input says,
-// held against the reading rules told a second time.
+// compared with a second, simple description of the rules.
 #include "observed_calls.h"
 #include "plugin_public.h"
 #include "reader_input.h"

@@ -17,7 +17,7 @@ using support::Parser;
 using support::Record;
 using support::WireRecord;
 
-// An array of more values is not to be had. It keeps the time that an input may
+// An array of more values is not available. It keeps the time that an input may
 // take short, and shows what becomes of a reply without memory for its values.
 constexpr std::size_t most_values = 256;
 

@@ -33,7 +33,7 @@ bool is_entry(std::string_view path);
 bool is_neighbor(std::string_view path);
 bool is_network_or_redistribute(std::string_view path);
 
-// Whether it is an address family that is told to the daemon as such: with SAFI_VRF, of a VRF.
+// Whether it is an address family with a record of its own: with SAFI_VRF, of a VRF.
 bool is_vrf(std::string_view path);
 
 // Whether `path` is `ancestor` or below it.
@@ -45,7 +45,7 @@ Configuration stored_configuration(sr_session_ctx_t *session);
 // The daemon's, from what it prints on SIGUSR1.
 Configuration held_configuration(const nlohmann::json &tree);
 
-// What the daemon is told of a configuration: not of a neighbour or an address family itself,
+// What the daemon is told of a configuration: not of a neighbor or an address family itself,
 // only of what is in it.
 Configuration told(const Configuration &configuration);
 

@@ -50,7 +50,7 @@ const std::vector<std::string> &leaves_of(std::string_view list) {
         ->names;
 }
 
-// The leaf whose deletion takes the neighbour's other settings with it.
+// The leaf whose deletion includes the neighbor's other settings.
 std::string carrier_of(const std::string &neighbor) {
     return neighbor + (last_name(neighbor) == "family-neighbor" ? "/activate" : "/remote-as");
 }
@@ -106,7 +106,7 @@ bool is_carrier(const std::string &path) {
     return is_leaf_of_neighbor(path) && path == carrier_of(std::string(parent_of(path)));
 }
 
-// The part of the tree that one callback is told of.
+// The subtree of one callback.
 std::string_view subtree_of(std::string_view path) {
     return path.substr(0, path.find('/', 1));
 }
@@ -134,7 +134,7 @@ bool leaves_settings_without_an_as(const Difference &edit) {
     return !edit.is_there("/as") && !edit.after.empty();
 }
 
-// Deleting a neighbour's remote AS, and "activate" of one in an address family outside VRFs,
+// Deleting a neighbor's remote AS, and "activate" of one in an address family outside VRFs,
 // removes it in the daemon with its other settings.
 bool leaves_settings_without_their_carrier(const Difference &edit) {
     return any_of(edit.removed, [&](const std::string &path) {
@@ -144,7 +144,7 @@ bool leaves_settings_without_their_carrier(const Difference &edit) {
 }
 
 // After the deletion of a remote AS, deletions of other settings are not sent until another record
-// is: in the instance also those of the next neighbours that have no remote AS themselves.
+// is: in the instance also those of the next neighbors that have no remote AS themselves.
 bool removes_globle_settings_beside_a_carrier(const Difference &edit) {
     const auto is_carrier_here = [](const std::string &path) {
         return is_globle(path) && is_carrier(path);
@@ -167,7 +167,7 @@ bool removes_family_settings_beside_a_carrier(const Difference &edit) {
     });
 }
 
-// The daemon is told of a neighbour's settings only. One without any has nothing to send, and an
+// The daemon is told of a neighbor's settings only. One without any has nothing to send, and an
 // edit whose last change is such an entry is refused.
 bool has_a_neighbor_without_settings(const Difference &edit) {
     const auto is_bare = [](const Configuration &configuration) {
@@ -387,17 +387,17 @@ std::optional<Edit> EditMaker::draw_refused(const Configuration &now) {
     const std::string neighbor = draw_neighbor_entry(now);
     const bool is_new = now.count(neighbor) == 0;
     if (!is_new && !has_leaves(now, neighbor)) {
-        return Edit{{{Change::remove, neighbor, ""}}, "the neighbour has no settings to delete"};
+        return Edit{{{Change::remove, neighbor, ""}}, "the neighbor has no settings to delete"};
     }
     if (is_new && random_.one_in(3)) {
-        return Edit{{{Change::set, neighbor, ""}}, "the neighbour has no settings"};
+        return Edit{{{Change::set, neighbor, ""}}, "the neighbor has no settings"};
     }
     if (last_name(neighbor) == "family-neighbor") {
         return std::nullopt;
     }
     if (random_.one_in(2)) {
         return Edit{{{Change::set, neighbor + "/ebgp-multihop", "0"}},
-                    "the daemon takes no neighbour that is 0 hops away"};
+                    "the daemon refuses a neighbor that is 0 hops away"};
     }
     std::string text;
     for (int i = 0; i < 80; ++i) {
@@ -416,8 +416,8 @@ std::string EditMaker::draw_family_entry() {
            random_.pick(vrfs) + "']";
 }
 
-// A neighbour, there or not, in an address family that is there: a new one of a VRF would be sent
-// before the neighbour is.
+// A neighbor, there or not, in an address family that is there: a new one of a VRF would be sent
+// before the neighbor is.
 std::string EditMaker::draw_neighbor_entry(const Configuration &now) {
     const std::string key = std::string("[neighbor-address='") + random_.pick(neighbors) + "']";
     const std::string family = draw_family_entry();

@@ -225,7 +225,8 @@ Configuration Soak::held() {
     return held_configuration(nlohmann::json::parse(daemon_.read_line()));
 }
 
-// What should be there is in the datastore, and what the daemon is told of it is in the daemon.
+// Compares the datastore with the expected configuration, and the daemon with what the plug-in
+// sends of it.
 std::string Soak::compare() {
     const Configuration stored = stored_configuration(session_->get());
     if (!differences(expected_, stored).empty()) {

@@ -114,7 +114,7 @@ std::string predicate(const char *key, const std::string &value) {
     return std::string("[") + key + "='" + value + "']";
 }
 
-// Calls `work` with the path of each neighbour that has settings: those of the instance, and those
+// Calls `work` with the path of each neighbor that has settings: those of the instance, and those
 // in VRFs.
 template <typename Work>
 void for_each_neighbor(const Configuration &configuration, Work work) {

@@ -46,7 +46,7 @@ struct State {
 };
 State &state();
 
-// A session of nobody's: whoever looks into it crashes.
+// An invalid session: code that reads it crashes.
 sr_session_ctx_t *session();
 
 } // namespace standin

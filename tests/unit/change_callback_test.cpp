@@ -54,7 +54,7 @@ class ChangeCallback : public support::ChangeCallbackTest,
     static int change(Changes changes, sr_event_t event = SR_EV_CHANGE) {
         return run(row().callback, row().subscription, std::move(changes), event);
     }
-    // What the edit prints; a number that nobody relies on is shown as "#".
+    // What the edit prints, with "#" for numbers that nobody relies on.
     static std::string printed(Changes changes, sr_event_t event = SR_EV_CHANGE) {
         const CapturedOutput output;
         change(std::move(changes), event);

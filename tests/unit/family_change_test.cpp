@@ -211,7 +211,7 @@ TEST_P(FamilyChange, LeafNamesDecideEvenAcrossLists) {
     EXPECT_EQ(sent(), Records{network().over(first, 1, {{"route-map", 31}}).sent(7, 0)});
 }
 
-// --- Neighbours: one record per leaf -----------------------------------------------------
+// --- Neighbors: one record per leaf ------------------------------------------------------
 
 TEST_P(FamilyChange, LeavesOfANeighbourAreOneRecordEachAndGather) {
     const ListEntry entry = neighbor();

@@ -45,7 +45,7 @@ constexpr auto address_field = RECORD_FIELD(bgp_globle_neighbor_config, neighbor
 std::string path_of(const Leaf &leaf) {
     return std::string(subscription) + "/" + leaf.node;
 }
-// A neighbour's list entry or one of its nodes.
+// A neighbor's list entry or one of its nodes.
 std::string neighbor_path(const std::string &address, const std::string &node = "") {
     return std::string(subscription) + "/bgp-globle-neighbors/globle-neighbor[neighbor-address='" +
            address + "']" + (node.empty() ? "" : "/" + node);
@@ -76,7 +76,7 @@ class GlobleChange : public support::ChangeCallbackTest {
     static RecordBytes neighbor_record(int op, const std::string &address) {
         return head(RecordBytes(412), op).put(address_field, address);
     }
-    // The record of the same neighbour or another that is built over `earlier`.
+    // The record of the same neighbor or another one, written over `earlier`.
     static RecordBytes next_record(const RecordBytes &earlier, int op, const std::string &address) {
         return head(RecordBytes(412, earlier), op).put(address_field, address);
     }
@@ -90,7 +90,7 @@ class GlobleChange : public support::ChangeCallbackTest {
 
 struct Setting {
     const Leaf *leaf;
-    const char *address; // of the neighbour; nullptr: a setting of the instance
+    const char *address; // of the neighbor; nullptr: a setting of the instance
 
     friend void PrintTo(const Setting &setting, std::ostream *out) { *out << setting.leaf->node; }
 };
@@ -166,7 +166,7 @@ TEST_P(GlobleText, IsNotTakenFromAValueWithoutOne) {
     EXPECT_EQ(sent(), Records{});
 }
 
-// --- The neighbour's address -----------------------------------------------------------
+// --- The neighbor's address ------------------------------------------------------------
 
 TEST_F(GlobleChange, AddressLongerThanItsFieldIsRefusedAtAnyNodeOfTheNeighbour) {
     const std::string address(address_field.size + 1, 'a');
@@ -235,7 +235,7 @@ TEST_F(GlobleChange, RouterIdentifierReplacesOnlyTheStartOfANeighboursRecord) {
                        with(next_record(first, 1, "10.0.0.2"), description, 1).sent(4, 0)}));
 }
 
-// --- A neighbour without a setting ------------------------------------------------------
+// --- A neighbor without a setting -------------------------------------------------------
 
 TEST_F(GlobleChange, NeighbourLeftWithoutASettingIsAnInvalidArgument) {
     const auto unknown = scripted::text(neighbor_path("10.0.0.1", "unknown"), "1");

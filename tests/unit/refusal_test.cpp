@@ -1,4 +1,4 @@
-// What a client is told when its edit or its call fails.
+// What a client is told when its edit or its RPC fails.
 #include "observed_calls.h"
 #include "record_expectations.h"
 #include "refusal.h"
@@ -37,7 +37,7 @@ const std::string network_path =
 const std::string vrf_entry =
     std::string(vrf_family) + "[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']";
 
-// What sysrepo was told: the one message, and the path that stands beside it.
+// The arguments of the one sr_set_error: the message and the path.
 void expect_told(const std::string &path, const std::string &why) {
     ASSERT_EQ(sysrepo().errors.size(), 1U);
     EXPECT_EQ(sysrepo().errors[0].path, path);

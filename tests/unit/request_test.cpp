@@ -607,7 +607,7 @@ TEST_F(Request, IpTypeThatIsNoTextIsAnotherType) {
     }
 }
 
-// --- Neighbours --------------------------------------------------------------------------
+// --- Neighbors ---------------------------------------------------------------------------
 
 TEST_F(Request, NeighborInputBecomesTheQuery) {
     const Record nothing(neighbor_query);

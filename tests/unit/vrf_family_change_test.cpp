@@ -194,7 +194,7 @@ TEST_F(VrfFamilyChange, NameIsReadAfterTheNumbers) {
     }
 }
 
-// --- Neighbours
+// --- Neighbors
 // --------------------------------------------------------------------------------------
 
 TEST_F(VrfFamilyChange, SettingsOfTheInstancesNeighboursAreNoneHere) {
