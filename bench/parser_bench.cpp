@@ -137,7 +137,7 @@ void format(const Output &source, const Spellings &spellings, Output &output) {
 }
 
 // A reply as it is in the transport's buffer.
-std::unique_ptr<char[]> make_reply(const ReplyKind &kind, std::size_t entries) {
+std::unique_ptr<char[]> make_reply(const ReplyKind &kind, std::uint32_t entries) {
     auto buffer = std::make_unique<char[]>(BUF_SIZE_MAX);
     const std::string payload = kind.payload(entries);
     auto *reply = reinterpret_cast<netconf_data_struc *>(buffer.get());
@@ -152,7 +152,7 @@ std::unique_ptr<char[]> make_reply(const ReplyKind &kind, std::size_t entries) {
 // matter.
 constexpr std::size_t values_in_a_run = 10000;
 
-void parse(benchmark::State &state, const ReplyKind &kind, std::size_t entries) {
+void parse(benchmark::State &state, const ReplyKind &kind, std::uint32_t entries) {
     const auto buffer = make_reply(kind, entries);
     auto *reply = reinterpret_cast<netconf_data_struc *>(buffer.get());
     const Parser parser = parser_of(kind);
@@ -192,7 +192,7 @@ void parse(benchmark::State &state, const ReplyKind &kind, std::size_t entries) 
 
 const bool registered = [] {
     for (const ReplyKind &kind : bench::reply_kinds()) {
-        for (const std::size_t entries : {std::size_t{10}, kind.most_entries}) {
+        for (const std::uint32_t entries : {std::uint32_t{10}, kind.most_entries()}) {
             const std::string size = entries == 10 ? "10 entries" : "10 MiB";
             const std::string name = std::string("parser/") + kind.name + "/" + size;
             benchmark::RegisterBenchmark(name.c_str(), parse, kind, entries)->UseManualTime();

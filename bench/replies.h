@@ -1,5 +1,4 @@
-// Payloads of the daemon's replies with any number of entries and typical
-// contents.
+// The replies that the benchmarks parse.
 #ifndef BENCH_REPLIES_H
 #define BENCH_REPLIES_H
 
@@ -14,8 +13,10 @@ struct ReplyKind {
     const char *name;  // of the RPC
     const char *entry; // the name of its entries
     std::int32_t sub_mod;
-    std::string (*payload)(std::size_t entries);
-    std::size_t most_entries; // that fit into a reply of 10 MiB
+    std::string (*payload)(std::uint32_t entries);
+
+    // How many fit into a reply of 10 MiB.
+    std::uint32_t most_entries() const;
 };
 
 // The four RPCs that have output.

@@ -120,7 +120,7 @@ TEST_F(QueriesOnDatastore, InformationWithEachOfItsInputs) {
     query.ip_type = 1;
     query.all = 1;
     EXPECT_EQ(query_of(19, info_payload(), rpc("ip-bgp-info")), bytes_of(query));
-    EXPECT_THAT(outcome.output, HasSubstr("<network>10.1.0.0</network>"));
+    EXPECT_THAT(outcome.output, HasSubstr("<network>10.0.0.0</network>"));
     EXPECT_THAT(outcome.output, HasSubstr("<mask-len>16</mask-len>"));
     EXPECT_THAT(outcome.output, HasSubstr("<source-type>local</source-type>"));
     EXPECT_THAT(outcome.output, Not(HasSubstr("loc-prf")));
@@ -196,7 +196,8 @@ TEST_F(QueriesOnDatastore, InputThatIsTooLongForItsFieldIsRefusedBeforeAnythingI
 
 TEST_F(QueriesOnDatastore, ReplyOfATableOfAThousandEntriesArrivesWhole) {
     query_of(21, summary_payload(1000), rpc("ip-bgp-summary"));
-    EXPECT_THAT(outcome.output, HasSubstr("<neighbor>10.0.3.249</neighbor>"));
+    // Not HasSubstr, which would print all of them.
+    EXPECT_NE(outcome.output.find("<neighbor>10.0.3.231</neighbor>"), std::string::npos);
 }
 
 TEST_F(QueriesOnDatastore, TextsThatFillTheirFieldsAreTaken) {

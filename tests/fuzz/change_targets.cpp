@@ -43,7 +43,7 @@ std::vector<Node> nodes_of(const ModelledCallback &row) {
     for (const char *key : row.keys) {
         nodes.push_back({nullptr, key});
     }
-    for (const ChangedList &list : row.lists()) {
+    for (const ChangedList &list : row.lists) {
         nodes.push_back({&list, "", true});
         nodes.push_back({&list, ""});
         for (const auto &names : {list.keys, list.leaves}) {

@@ -1,8 +1,11 @@
 #include "edits.h"
 
+#include "changed_lists.h"
+
 #include <algorithm>
 #include <array>
 #include <set>
+#include <stdexcept>
 
 namespace soak {
 
@@ -28,26 +31,17 @@ constexpr std::array redistributions = {
     "[protocol='isis'][process='core']", "[protocol='connected'][process='']",
     "[protocol='static'][process='']",   "[protocol='ospfv3'][process='1']"};
 
-struct LeafNames {
-    std::string_view list;
-    std::vector<std::string> names;
-};
-
 // The leaves of a list's entries.
-const std::vector<std::string> &leaves_of(std::string_view list) {
-    static const std::vector<LeafNames> rows = {
-        {"globle-neighbor", {"remote-as", "description", "ebgp-multihop", "update-source"}},
-        {"family-neighbor", {"activate", "next-hop-self", "route-reflector-client"}},
-        {"family-vrf-neighbor",
-         {"remote-as", "description", "ebgp-multihop", "update-source", "activate"}},
-        {"family-network", {"route-map", "backdoor"}},
-        {"family-vrf-network", {"route-map", "backdoor"}},
-        {"family-redistribute", {"route-map"}},
-        {"family-vrf-redistribute", {"route-map"}},
-    };
-    return std::find_if(rows.begin(), rows.end(),
-                        [=](const LeafNames &row) { return row.list == list; })
-        ->names;
+const std::vector<const char *> &leaves_of(std::string_view list) {
+    for (const auto *lists : {&support::lists_of_the_globle_part, &support::lists_of_families,
+                              &support::lists_of_vrf_families}) {
+        for (const support::ChangedList &row : *lists) {
+            if (row.name() == list) {
+                return row.leaves;
+            }
+        }
+    }
+    throw std::invalid_argument(std::string(list));
 }
 
 // The leaf whose deletion includes the neighbor's other settings.
@@ -323,7 +317,7 @@ std::vector<Change> EditMaker::draw_settings(const Configuration &now) {
             !(is_neighbor(entry->first) || is_network_or_redistribute(entry->first))) {
             return draw_entry();
         }
-        const std::string &leaf = random_.pick(leaves_of(last_name(entry->first)));
+        const std::string leaf = random_.pick(leaves_of(last_name(entry->first)));
         return {{Change::set, entry->first + "/" + leaf, draw_value(leaf)}};
     }
     default:
@@ -357,13 +351,13 @@ std::vector<Change> EditMaker::draw_entry() {
             break;
         }
     }
-    std::vector<std::string> leaves = leaves_of(last_name(entry));
+    std::vector<const char *> leaves = leaves_of(last_name(entry));
     for (std::size_t i = leaves.size(); i > 1; --i) {
         std::swap(leaves[i - 1], leaves[random_.below(i)]);
     }
     leaves.resize(random_.below(leaves.size() + 1));
     std::vector<Change> changes{{Change::set, entry, ""}};
-    for (const std::string &leaf : leaves) {
+    for (const std::string leaf : leaves) {
         changes.push_back({Change::set, entry + "/" + leaf, draw_value(leaf)});
     }
     return changes;

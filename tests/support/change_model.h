@@ -3,6 +3,7 @@
 #ifndef CHANGE_MODEL_H
 #define CHANGE_MODEL_H
 
+#include "changed_lists.h"
 #include "record_expectations.h"
 
 #include <algorithm>
@@ -546,47 +547,12 @@ class ChangeModel {
 
 // --- The callbacks -----------------------------------------------------------------------
 
-// A list that a callback walks through, below its entry.
-struct ChangedList {
-    const char *path; // of the list, from its parent
-    std::vector<const char *> keys;
-    std::vector<const char *> leaves;
-};
-
-inline const std::vector<ChangedList> &lists_of_the_globle_part() {
-    static const std::vector<ChangedList> lists = {
-        {"/bgp-globle-neighbors/globle-neighbor",
-         {"neighbor-address"},
-         {"remote-as", "description", "ebgp-multihop", "update-source"}}};
-    return lists;
-}
-inline const std::vector<ChangedList> &lists_of_families() {
-    static const std::vector<ChangedList> lists = {
-        {"/bgp-family-networks/family-network", {"prefix"}, {"route-map", "backdoor"}},
-        {"/bgp-family-neighbors/family-neighbor",
-         {"neighbor-address"},
-         {"activate", "next-hop-self", "route-reflector-client"}},
-        {"/bgp-family-redistributes/family-redistribute", {"protocol", "process"}, {"route-map"}}};
-    return lists;
-}
-inline const std::vector<ChangedList> &lists_of_vrf_families() {
-    static const std::vector<ChangedList> lists = {
-        {"/bgp-family-vrf-networks/family-vrf-network", {"prefix"}, {"route-map", "backdoor"}},
-        {"/bgp-family-vrf-neighbors/family-vrf-neighbor",
-         {"neighbor-address"},
-         {"activate", "remote-as", "description", "ebgp-multihop", "update-source"}},
-        {"/bgp-family-vrf-redistributes/family-vrf-redistribute",
-         {"protocol", "process"},
-         {"route-map"}}};
-    return lists;
-}
-
 // A callback, what changes below its path, and its model.
 struct ModelledCallback {
     const char *name;
     ChangeCallback callback;
     const char *subscription;
-    const std::vector<ChangedList> &(*lists)();
+    const std::vector<ChangedList> &lists;
     std::vector<const char *> keys;
     int (*model)(ChangeModel &model);
     std::vector<int> codes; // that it sends
@@ -622,13 +588,11 @@ inline const std::vector<ModelledCallback> &callbacks_below_as() {
 }
 
 inline const ModelledCallback &as_callback() {
+    static const std::vector<ChangedList> none;
     static const ModelledCallback row = {"As",
                                          bgp_config_as_change_cb,
                                          "/orv_bgp:router-bgp/as",
-                                         []() -> const std::vector<ChangedList> & {
-                                             static const std::vector<ChangedList> none;
-                                             return none;
-                                         },
+                                         none,
                                          {},
                                          [](ChangeModel &model) { return model.as(); },
                                          {1}};

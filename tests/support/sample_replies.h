@@ -27,12 +27,12 @@ std::string bytes_of(const Record &record) {
 // An RPC with its input, as XML.
 std::string rpc(const std::string &name, const std::string &input = "");
 
-// The payloads of good replies: a summary of `neighbors` neighbors, from 10.0.0.0
-// on, and one entry of each other kind.
+// The payloads of good replies with any number of entries, and typical contents: neighbors
+// and networks 10.0.0.0 and up.
 std::string summary_payload(std::uint32_t neighbors);
-std::string neighbor_payload();
-std::string info_payload();
-std::string evpn_payload();
+std::string neighbor_payload(std::uint32_t peers = 1);
+std::string info_payload(std::uint32_t networks = 1);
+std::string evpn_payload(std::uint32_t routes = 1);
 
 // A query that succeeds.
 struct SampleQuery {

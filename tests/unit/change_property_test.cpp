@@ -261,7 +261,7 @@ INSTANTIATE_TEST_SUITE_P(Callbacks, ChangeProperty,
                          [](const auto &test) { return std::string(test.param.name); });
 
 TEST_P(ChangeProperty, RandomEditsDoWhatTheModelDoes) {
-    Edits edits(20240501, GetParam().subscription, GetParam().lists(), GetParam().keys);
+    Edits edits(20240501, GetParam().subscription, GetParam().lists, GetParam().keys);
     std::map<int, int> results;
     std::map<int, int> codes;
     for (int i = 0; i < edits_per_callback; ++i) {
