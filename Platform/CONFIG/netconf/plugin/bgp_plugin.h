@@ -42,7 +42,7 @@ const char *bgp_key_safi_int_to_str(uint32_t safi);
 int is_continue_by_node_name(const char *node_name);
 
 // Reads the configured AS number as `session` sees it into *bgp_as. Returns
-// SR_ERR_OK, SR_ERR_INVAL_ARG without a session, or SR_ERR_NOT_FOUND when it
+// SR_ERR_OK, SR_ERR_INVAL_ARG for a NULL argument, or SR_ERR_NOT_FOUND when it
 // cannot be read or is 0; *bgp_as is then left as it was.
 int ip_bgp_check_bgp_as_config_exist(sr_session_ctx_t *session, uint32_t *bgp_as);
 
