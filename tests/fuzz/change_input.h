@@ -1,4 +1,4 @@
-// How an input says what an edit is.
+// How an input describes an edit.
 #ifndef FUZZ_CHANGE_INPUT_H
 #define FUZZ_CHANGE_INPUT_H
 

@@ -1,4 +1,4 @@
-// The four change callbacks, held against the model of them.
+// The four change callbacks, compared with their model.
 #include "change_input.h"
 #include "change_model.h"
 #include "targets.h"
@@ -162,7 +162,7 @@ Value read_value(Input &input) {
     case ValueIs::any_type: {
         const sr_type_t type = input.pick(types);
         const std::uint32_t number = input.number();
-        // Of a type that it does not know sysrepo sets no data at all.
+        // sysrepo sets no data for a type that it does not know.
         return {{}, type, std::to_string(number), type == SR_UNKNOWN_T ? 0 : number};
     }
     case ValueIs::missing:
@@ -227,9 +227,9 @@ Edit read_edit(Input &input, const ModelledCallback &row) {
     return edit;
 }
 
-// --- Both side by side ---------------------------------------------------------------------
+// --- The comparison ------------------------------------------------------------------------
 
-// Says which edit it was when the callback does not do what the model does.
+// Prints the edit when the callback does not do what the model does.
 void agree(bool agrees, const char *why, const Edit &edit) {
     if (!agrees) {
         std::ostringstream text;
@@ -240,8 +240,8 @@ void agree(bool agrees, const char *why, const Edit &edit) {
 }
 
 // Whether a record of that length may be sent with that sub-module code. A list entry
-// without its key takes the length of its own record with it and leaves the code of the
-// one that was pending: the two need not belong together.
+// without its key sets the length of its own record and keeps the code of the pending
+// one, so the two need not match.
 bool is_record(const support::Sent &sent) {
     const configd::RecordKind *kind = configd::find_record_kind(sent.sub_mod);
     if (kind == nullptr || kind->is_query()) {

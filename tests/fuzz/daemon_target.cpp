@@ -1,5 +1,5 @@
-// The daemon's end of the wire: a stream is cut into messages, each is decoded, logged
-// and answered, and the plug-in takes the replies.
+// The daemon: splits a stream into messages, decodes, logs and answers each, and passes the
+// replies to the plug-in.
 #include "bgp_plugin.h"
 #include "daemon.h"
 #include "daemon_input.h"
@@ -81,7 +81,7 @@ std::string read_stream(Input &input) {
     return stream;
 }
 
-// --- What becomes of it -------------------------------------------------------------------
+// --- The daemon and the plug-in -----------------------------------------------------------
 
 const configd::State &known_state() {
     static const configd::State state = configd::state_from_json(nlohmann::json::parse(R"({
@@ -173,7 +173,7 @@ void check_answer(const configd::Message &message, const configd::Answer &answer
             "the code is one of the backend's");
 }
 
-// The next message at the stream's start, which is taken off. False at the end.
+// Removes the next message from the start of the stream. False at the end.
 bool take_message(std::string_view &stream, std::string_view &bytes) {
     const configd::Frame frame = configd::frame_of(stream);
     if (frame.framing != configd::Framing::Complete) {

@@ -1,4 +1,4 @@
-// A target as libFuzzer calls it; FUZZ_TARGET is its name.
+// The functions that libFuzzer calls; FUZZ_TARGET is the name of the target.
 #include "targets.h"
 
 // libFuzzer knows the two by these names.

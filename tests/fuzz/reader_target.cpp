@@ -15,7 +15,7 @@
 
 extern "C" {
 extern char buf[BUF_SIZE_MAX];
-extern char reply_room[2 * BUF_SIZE_MAX]; // the buffer and the room behind it
+extern char reply_room[2 * BUF_SIZE_MAX]; // the buffer and the room after it
 }
 
 namespace fuzz {
@@ -25,7 +25,7 @@ namespace {
 constexpr int descriptor = 5; // of no socket: no call reaches the kernel
 constexpr std::size_t most_exchanges = 8;
 
-// What arrives, as a row of reads hands it out.
+// The arriving bytes, returned by one read after the other.
 class Arrival {
   public:
     Arrival() = default;
@@ -66,7 +66,7 @@ class Arrival {
     std::size_t piece_ = 0;
 };
 
-// One query, and what becomes of it.
+// One query and its result.
 struct Exchange {
     Course course = Course::answered;
     std::int32_t module = MODULE_ID_BGP; // of the query
@@ -76,7 +76,7 @@ struct Exchange {
     bool reads() const { return course == Course::answered || course == Course::wait_fails; }
 };
 
-// A full buffer takes its time: one such reply in an input is enough.
+// A full buffer takes long, so an input has at most one such reply.
 std::string read_bytes(Input &input, bool &may_be_full) {
     const std::int32_t module = input.pick(modules);
     const auto length =
@@ -133,7 +133,7 @@ class Model {
         }
         return total_ > 0 && number_at(offsetof(netconf_data_struc, module)) == exchange.module;
     }
-    // That the transport's buffer holds the same, and zeros behind it.
+    // Checks that the transport's buffer holds the same, followed by zeros.
     bool agrees() const {
         const std::size_t end = std::min(high_ + 100, sizeof reply_room);
         return std::memcmp(buffer().data(), reply_room, end) == 0;
@@ -141,7 +141,7 @@ class Model {
     std::size_t reads() const { return reads_; }
 
   private:
-    // It is as large as the real one, and kept: it costs more than all the rest.
+    // As large as the real one, and kept: allocating it costs more than everything else.
     static std::vector<char> &buffer() {
         static std::vector<char> buffer(sizeof reply_room);
         return buffer;
@@ -181,13 +181,13 @@ class Model {
     }
 
     std::size_t total_ = 0;
-    std::size_t high_ = 0; // so far up something was ever written
+    std::size_t high_ = 0; // the highest byte that was ever written
     std::size_t reads_ = 0;
 };
 
 constexpr std::size_t query_size = 100; // bytes, header included
 
-// Has the transport do it. Returns the reply.
+// Runs the query through the transport and returns the reply.
 netconf_data_struc *run_exchange(const Exchange &exchange, std::size_t &reads) {
     alignas(netconf_data_struc) char query[query_size] = {};
     auto *header = reinterpret_cast<netconf_data_struc *>(query);

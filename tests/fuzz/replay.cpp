@@ -28,8 +28,8 @@ const std::map<std::string, fuzz::Target> targets = {
     ROW(vrf_family_change), ROW(daemon_message),
 };
 
-// An input of up to 400 bytes; the same for the same number on every machine. In each table that
-// an input picks from, zero is the sound choice: the more zeros, the fewer things are wrong.
+// An input of up to 400 bytes, the same for the same number on every machine. In each table that an
+// input selects from, zero is the valid choice: the more zeros, the fewer faults.
 Bytes generated(std::uint32_t number) {
     std::minstd_rand engine(number + 1);
     const auto random = [&] { return static_cast<std::uint32_t>(engine()); };
@@ -43,7 +43,7 @@ Bytes generated(std::uint32_t number) {
     return input;
 }
 
-// The files that `path` stands for, in the order of their names.
+// The files at `path`, in the order of their names.
 std::vector<fs::path> files_of(const fs::path &path) {
     if (!fs::is_directory(path)) {
         return {path};
@@ -56,7 +56,7 @@ std::vector<fs::path> files_of(const fs::path &path) {
 Bytes bytes_of(const fs::path &file) {
     std::ifstream stream(file, std::ios::binary);
     stream.exceptions(std::ios::badbit | std::ios::failbit);
-    // A copy of its own size: a sanitizer then sees a read behind its end.
+    // A copy of exactly its size, so that a sanitizer detects a read past its end.
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 

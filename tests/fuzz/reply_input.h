@@ -1,4 +1,4 @@
-// How an input says what a reply is.
+// How an input describes a reply.
 #ifndef FUZZ_REPLY_INPUT_H
 #define FUZZ_REPLY_INPUT_H
 
@@ -8,7 +8,7 @@
 
 namespace fuzz {
 
-// The first byte; what is set here is followed by what belongs to it.
+// The first byte: flags. The data of each flag follow.
 enum ReplyFlags : std::uint32_t {
     reply_other_header = 1, // then module, sub-module and dataLen as numbers
     reply_traced = 2,       // debug_bgp is on
@@ -17,14 +17,14 @@ enum ReplyFlags : std::uint32_t {
     reply_values_shift = 4, // from this bit on: how many values the array has before
 };
 
-// The payload is put together from pieces: a byte for the kind, then its content.
+// The payload consists of pieces: a byte for the kind, then its content.
 enum class Piece : std::uint32_t {
     record, // byte: which of the reply's records; each of its fields: a number or a text
     number, // 32 bits
     text,   // with its NUL
     bytes,  // as they are
     run,    // byte: which one; half: how often
-    tail,   // nothing: the pieces from here on lie at the buffer's end
+    tail,   // no content: the following pieces are at the end of the buffer
     count   // of the kinds
 };
 

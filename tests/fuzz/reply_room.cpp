@@ -15,14 +15,14 @@ namespace {
 
 constexpr char letter = 'x';
 
-// What the last reply took of the buffer, from its start and up to its end.
+// The parts of the buffer that the last reply used, at its start and at its end.
 std::size_t used_first = BUF_SIZE_MAX;
 std::size_t used_last = 0;
 
 } // namespace
 
 netconf_data_struc *put_reply(const ReplyContent &content) {
-    // Only what was used is cleared: 10 MiB for every input would take all the time.
+    // Clears only the used parts: 10 MiB for every input would take too long.
     std::memset(buf, letter, used_first);
     std::memset(buf + BUF_SIZE_MAX - used_last, letter, used_last);
 

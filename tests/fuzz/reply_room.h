@@ -10,7 +10,7 @@
 
 namespace fuzz {
 
-// A header, and what stands behind it.
+// A header and the bytes after it.
 struct ReplyContent {
     std::int32_t module, sub_mod, data_len;
     std::string payload;   // from the payload's start
@@ -18,13 +18,12 @@ struct ReplyContent {
     std::size_t zeros = 0; // behind the payload
 };
 
-// Puts a reply into the transport's buffer, which is returned. The rest of the
-// buffer holds letters, as a reply may that fills it: whoever leaves the reply
-// soon meets numbers that are no counts, and texts that do not end before the
-// tail.
+// Writes a reply into the transport's buffer and returns it. The rest of the buffer
+// holds letters, as with a reply that fills it: code that reads past the reply
+// soon finds invalid counts, and texts that do not end before the tail.
 netconf_data_struc *put_reply(const ReplyContent &content);
 
-// What may be read of the payload.
+// The readable bytes of the payload.
 inline constexpr std::size_t payload_size = BUF_SIZE_MAX - sizeof(netconf_data_struc);
 
 } // namespace fuzz

@@ -1,4 +1,4 @@
-// The four parsers of replies, held against plain readers of the same payloads.
+// The four reply parsers, compared with simple readers of the same payloads.
 #include "expected_values.h"
 #include "reply_input.h"
 #include "reply_room.h"
@@ -17,12 +17,12 @@ using support::Parser;
 using support::Record;
 using support::WireRecord;
 
-// An array of more values is not available. It keeps the time that an input may
-// take short, and shows what becomes of a reply without memory for its values.
+// The allocation of a larger array fails. This limits the time of an input, and shows
+// the result for a reply without memory for its values.
 constexpr std::size_t most_values = 256;
 
-// Zeros lie behind a reply in the transport's buffer. More of them lead nowhere
-// else, but counts that are lost among them are long on their way.
+// Zeros follow a reply in the transport's buffer. More of them reach no other code, but
+// a wrong count takes long to read them.
 constexpr std::size_t zeros_behind = 1024;
 
 // The fields of a record, one after the other.
@@ -70,7 +70,7 @@ ReplyContent read_reply(Input &input, std::uint32_t flags, int sub_mod,
     }
     content.zeros = (flags & reply_full) != 0 ? 0 : zeros_behind;
     std::string *part = &content.payload;
-    // Runs make much of few bytes: enough is enough.
+    // Runs make large payloads from few bytes, so their size is limited.
     while (!input.empty() && content.payload.size() + content.tail.size() < 20000) {
         const auto piece =
             static_cast<Piece>(input.byte() % static_cast<std::uint32_t>(Piece::count));
@@ -89,7 +89,7 @@ ReplyContent read_reply(Input &input, std::uint32_t flags, int sub_mod,
     return content;
 }
 
-// That a reply was refused without a trace of it.
+// Checks that a refused reply left nothing behind.
 void check_refused(const support::Values &values, std::size_t before) {
     require(values.size() == before, "a refused reply changed the number of values");
     require(values.written_count() == 0, "a refused reply left values behind");
@@ -97,7 +97,7 @@ void check_refused(const support::Values &values, std::size_t before) {
 
 void check_values(const support::Values &values, Expected expected, std::size_t before) {
     require(values.size() <= values.room(), "more values are counted than there is room for");
-    // Without memory the array keeps what there is room for.
+    // Without memory the values fill the array as it is.
     Outputs &outputs = expected.outputs;
     outputs.erase(outputs.begin() +
                       static_cast<std::ptrdiff_t>(std::min(outputs.size(), values.room())),

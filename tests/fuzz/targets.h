@@ -1,5 +1,5 @@
-// The fuzz targets: each reads an input, has the code under test work on it and
-// aborts, after saying why, when that does what it must not.
+// The fuzz targets: each reads an input, runs the code under test on it, and prints
+// why and aborts when the code does something wrong.
 #ifndef FUZZ_TARGETS_H
 #define FUZZ_TARGETS_H
 
@@ -10,29 +10,29 @@ namespace fuzz {
 
 using Target = void (*)(const std::uint8_t *data, std::size_t size);
 
-// A reply of the daemon, and what its parser makes of it.
+// A reply of the daemon, and the result of its parser.
 void evpn_reply(const std::uint8_t *data, std::size_t size);
 void info_reply(const std::uint8_t *data, std::size_t size);
 void neighbor_reply(const std::uint8_t *data, std::size_t size);
 void summary_reply(const std::uint8_t *data, std::size_t size);
 
-// Replies that arrive in pieces, too late, broken off or not at all.
+// Replies that arrive in pieces, too late, incomplete or not at all.
 void reply_reader(const std::uint8_t *data, std::size_t size);
 
-// An edit as sysrepo hands it out, and the daemon's answers to its records.
+// An edit as sysrepo reports it, and the daemon's answers to its records.
 void as_change(const std::uint8_t *data, std::size_t size);
 void globle_change(const std::uint8_t *data, std::size_t size);
 void family_change(const std::uint8_t *data, std::size_t size);
 void vrf_family_change(const std::uint8_t *data, std::size_t size);
 
-// Messages as they reach the configuration daemon.
+// Messages that the configuration daemon receives.
 void daemon_message(const std::uint8_t *data, std::size_t size);
 
-// Ends the process, after saying why, unless `holds`.
+// Prints why and ends the process, unless `holds`.
 void require(bool holds, const char *why);
 
-// Call before the first target: what the plug-in prints is not looked at here, and a
-// failed expectation of what the targets share with the unit tests ends the process.
+// Call it before the first target. It discards the output of the plug-in, and makes a
+// failed expectation in code shared with the unit tests end the process.
 void prepare();
 
 } // namespace fuzz

@@ -1,6 +1,6 @@
-// The plug-in as its host knows it: the shared object, loaded at run time and
-// entered through what it exports, on a scripted sysrepo. What it sends and
-// reads is compared byte by byte.
+// The shared object, loaded at run time and used through its exports, on a
+// scripted sysrepo. The messages that it sends and reads are compared byte by
+// byte.
 #include "recording_daemon.h"
 #include "scripted_sysrepo.h"
 
@@ -34,7 +34,7 @@ bool is_big_endian() {
 
 // --- Messages as bytes -----------------------------------------------------------
 
-// The four bytes of a number as they travel on a big-endian switch.
+// The four bytes of a number in a message on a big-endian switch.
 using Word = std::array<unsigned char, 4>;
 
 std::string in_host_order(Word word) {
@@ -44,7 +44,7 @@ std::string in_host_order(Word word) {
     return {word.begin(), word.end()};
 }
 
-// Zeros, with numbers and texts put into them.
+// Zeros with numbers and texts in them.
 class Bytes {
   public:
     explicit Bytes(std::size_t size) : bytes_(size, '\0') {}
@@ -59,7 +59,7 @@ class Bytes {
     std::string bytes_;
 };
 
-// A message of so many bytes: its module is always 3.
+// A message of this many bytes. Its module is always 3.
 Bytes message(Word size, Word sub_mod) {
     const auto length = static_cast<std::size_t>(size[2] << 8 | size[3]);
     return Bytes(length).number(0, {0, 0, 0, 3}).number(4, sub_mod).number(12, size);
@@ -93,8 +93,8 @@ class SharedObject {
     void *handle_;
 };
 
-// What the variables are that the host may see, before anything else of this program has loaded
-// the plug-in: it stays in memory, and its variables with it.
+// The values of the exported variables right after loading. This must run before anything else in
+// this program loads the plug-in, which stays in memory with its variables.
 const std::vector<int> variables_at_load = [] {
     const SharedObject plugin;
     std::vector<int> values{
@@ -171,8 +171,8 @@ class GoldenMessage : public testing::Test {
         return values;
     }
 
-    // The one message received since the last call. The result value of a
-    // request means nothing: it is compared as zero.
+    // The one message received since the last call. The result value of a request
+    // is undefined, so it is compared as zero.
     static std::string received() {
         const auto messages = daemon().take_messages();
         EXPECT_EQ(messages.size(), 1U);
@@ -227,7 +227,7 @@ std::string in_family(const std::string &node) {
 std::string in_vrf(const std::string &node) {
     return vrf_path + ("[afi='AFI_IPV6'][safi='SAFI_VRF'][vrf-name='red']/" + node);
 }
-// The family's key, where another record embeds it.
+// The key of an address family inside another record.
 Bytes &put_family(Bytes &&bytes) {
     return bytes.number(32, {0, 0, 0, 1}).number(36, {0, 0, 0, 1});
 }

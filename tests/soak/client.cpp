@@ -26,14 +26,14 @@ namespace {
 
 using nlohmann::json;
 
-// Longer than any edit with its values, which are a few.
+// Larger than any edit with its few values.
 constexpr std::size_t longest_message = 256 * 1024;
 
-// How long a client waits between two calls of its own accord, in milliseconds. sysrepo lets
-// readers pass a waiting writer: calls without any pause would keep an edit waiting for seconds.
+// The pause between two RPCs of a client, in milliseconds. sysrepo lets readers pass a waiting
+// writer: RPCs without a pause would delay an edit for seconds.
 constexpr std::size_t longest_pause = 20;
 
-// The next message; nothing when the other end is gone.
+// The next message; nothing when the other end is closed.
 std::string receive(int socket) {
     static std::vector<char> buffer(longest_message);
     const ssize_t count = recv(socket, buffer.data(), buffer.size(), 0);
@@ -45,13 +45,13 @@ bool transmit(int socket, const std::string &message) {
            static_cast<ssize_t>(message.size());
 }
 
-// Waits so many milliseconds for a message.
+// Waits this many milliseconds for a message.
 bool is_readable(int socket, std::size_t milliseconds) {
     pollfd descriptor{socket, POLLIN, 0};
     return poll(&descriptor, 1, static_cast<int>(milliseconds)) > 0;
 }
 
-// The process's life: what it is told comes first, calls of its own accord fill the time.
+// The main loop of the process: requested tasks come first, continuous RPCs fill the time.
 class Work {
   public:
     Work(int socket, std::uint64_t seed, Tally &tally)
@@ -88,7 +88,7 @@ class Work {
         return "{}";
     }
 
-    // Clients come and go.
+    // Clients disconnect and connect again.
     Session &session() {
         if (session_ == nullptr || random_.one_in(1000)) {
             session_.reset();
@@ -125,7 +125,7 @@ class Work {
     std::unique_ptr<Session> session_;
 };
 
-// Never returns: what the parent would clean up is not this process's.
+// Never returns: this process must not clean up what belongs to the parent.
 [[noreturn]] void live(int socket, std::uint64_t seed, Tally &tally) {
     for (const int number : {SIGINT, SIGTERM}) {
         std::signal(number, SIG_DFL);
@@ -180,7 +180,7 @@ Client::~Client() {
 void Client::end() {
     const pid_t ended = std::exchange(pid_, 0);
     int status = 0;
-    // Clients forked later have a copy of this end: closing it here alone would not be seen.
+    // Clients that are forked later have a copy of this end, so closing it here has no effect.
     shutdown(socket_, SHUT_RDWR);
     close(socket_);
     waitpid(ended, &status, 0);

@@ -1,5 +1,5 @@
-// A client in a process of its own: it calls RPCs without pause and makes the edits that it is
-// given in between.
+// A client in a process of its own: it sends RPCs continuously and makes the requested edits in
+// between.
 #ifndef SOAK_CLIENT_H
 #define SOAK_CLIENT_H
 
@@ -16,41 +16,41 @@
 
 namespace soak {
 
-// What all clients have in common, in shared memory.
+// The counters of all clients, in shared memory.
 struct Tally {
-    std::atomic<bool> querying{false}; // whether they call RPCs of their own accord
+    std::atomic<bool> querying{false}; // whether the clients send RPCs continuously
     std::atomic<std::uint64_t> queries{0};
-    std::atomic<std::uint64_t> refused_queries{0}; // those that must be
+    std::atomic<std::uint64_t> refused_queries{0}; // queries that must be refused
     std::atomic<std::uint64_t> connections{0};
 };
 
-// The tally in memory that is shared with the processes forked later, for the program's life.
+// The tally in memory shared with all processes that are forked later; it is never freed.
 Tally &shared_tally();
 
 class Client {
   public:
-    // Forks it. To be called before this process has a connection or a thread; the datastore's
-    // host is there. It connects when it is first told something.
+    // Forks the client. Call it before this process has a connection or a thread, while the host
+    // runs. The client connects at its first task.
     Client(std::uint64_t seed, Tally &tally);
     Client(const Client &) = delete;
     Client &operator=(const Client &) = delete;
     ~Client();
 
-    // Each of these waits until the client has done it, and throws std::runtime_error when the
-    // client has failed; it has said why on standard error.
+    // Each of these waits until the client has finished, and throws std::runtime_error when the
+    // client failed. The client prints the reason to standard error.
 
     // Makes an edit.
     Outcome edit(const std::vector<Change> &changes);
 
-    // Calls one query, drawn by lot, while nobody edits, and compares its answer with the
-    // configuration, which is the daemon's.
+    // Sends one random query while no client edits, and compares the answer with the configuration
+    // of the daemon.
     void query(const Configuration &configuration);
 
-    // Does nothing: no call of its own is under way when it returns, and it looks anew whether it
-    // is to make any.
+    // Does nothing. When it returns, no RPC of the client is in progress, and the client has read
+    // again whether it must send any.
     void rest();
 
-    // Ends it.
+    // Ends the client.
     void end();
 
   private:

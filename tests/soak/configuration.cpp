@@ -51,7 +51,7 @@ void collect_held(const nlohmann::json &node, const std::string &path, Configura
 } // namespace
 
 std::string_view parent_of(std::string_view path) {
-    // A key may hold slashes; it stands in brackets.
+    // A key may contain slashes; it is in brackets.
     std::size_t depth = 0;
     for (std::size_t i = path.size(); i-- > 0;) {
         depth += path[i] == ']' ? 1U : 0U;

@@ -1,5 +1,5 @@
-// A BGP configuration as flat text, to be compared: the datastore's, the daemon's, and what the
-// edits so far should have made.
+// BGP configurations as flat text for comparison: that of the datastore, that of the daemon, and
+// the expected result of the edits so far.
 #ifndef SOAK_CONFIGURATION_H
 #define SOAK_CONFIGURATION_H
 
@@ -13,7 +13,7 @@
 
 namespace soak {
 
-// What the paths below start from.
+// The root of the paths below.
 constexpr const char *root = "/orv_bgp:router-bgp";
 
 // List entries and leaves by their paths below the root, such as
@@ -24,7 +24,7 @@ using Configuration = std::map<std::string, std::string>;
 // The path without its last step; empty when it has one step only.
 std::string_view parent_of(std::string_view path);
 
-// The path's last step, and that without its keys.
+// The last step of the path, with and without its keys.
 std::string_view last_step(std::string_view path);
 std::string_view last_name(std::string_view path);
 
@@ -39,17 +39,17 @@ bool is_vrf(std::string_view path);
 // Whether `path` is `ancestor` or below it.
 bool is_within(std::string_view path, std::string_view ancestor);
 
-// The running datastore's. Throws std::runtime_error.
+// The configuration of the running datastore. Throws std::runtime_error.
 Configuration stored_configuration(sr_session_ctx_t *session);
 
-// The daemon's, from what it prints on SIGUSR1.
+// The configuration of the daemon, from its output on SIGUSR1.
 Configuration held_configuration(const nlohmann::json &tree);
 
-// What the daemon is told of a configuration: not of a neighbor or an address family itself,
-// only of what is in it.
+// The part of a configuration that the plug-in sends: the settings in a neighbor or an address
+// family, but not these entries themselves.
 Configuration told(const Configuration &configuration);
 
-// Where two configurations are not the same.
+// The differences between two configurations.
 struct Differences {
     std::vector<std::string> lost;      // only in the first
     std::vector<std::string> left_over; // only in the second

@@ -11,7 +11,7 @@ namespace soak {
 
 namespace {
 
-// --- What the model has --------------------------------------------------------------
+// --- The nodes of the model ----------------------------------------------------------
 
 constexpr std::array families = {
     "[afi='AFI_IP'][safi='SAFI_UNICAST']",   "[afi='AFI_IPV6'][safi='SAFI_UNICAST']",
@@ -22,7 +22,7 @@ constexpr std::array vrfs = {"red", "blue", "green office"};
 constexpr std::array neighbors = {"192.0.2.11", "192.0.2.12",    "192.0.2.13",    "192.0.2.14",
                                   "10.1.0.1",   "2001:db8::11",  "2001:db8::12",  "core-peers",
                                   "10.1.0.2",   "2001:db8:1::1", "203.0.113.129", "edge"};
-// Their addresses differ: a table lists them without their lengths.
+// The addresses differ, because a table lists networks without their lengths.
 constexpr std::array networks = {"10.1.0.0/16",      "10.2.0.0/16",    "198.51.100.0/24",
                                  "203.0.113.128/25", "192.0.2.1/32",   "2001:db8:1::/48",
                                  "2001:db8:2::/48",  "2001:db8::1/128"};
@@ -49,7 +49,7 @@ std::string carrier_of(const std::string &neighbor) {
     return neighbor + (last_name(neighbor) == "family-neighbor" ? "/activate" : "/remote-as");
 }
 
-// --- What an edit does ---------------------------------------------------------------
+// --- The effect of an edit -----------------------------------------------------------
 
 struct Difference {
     const Configuration &before;
@@ -59,7 +59,7 @@ struct Difference {
 
     bool was_there(const std::string &path) const { return before.count(path) != 0; }
     bool is_there(const std::string &path) const { return after.count(path) != 0; }
-    // Of a leaf: whether its list entry is neither created nor deleted.
+    // Whether the list entry of a leaf is neither created nor deleted.
     bool keeps_entry_of(const std::string &leaf) const {
         const std::string entry{parent_of(leaf)};
         return was_there(entry) && is_there(entry);
@@ -120,16 +120,16 @@ std::string family_of(std::string_view path) {
 
 // --- Valid edits after which the daemon may not hold what the datastore holds -----------
 //
-// All of them follow from what the records can say and from how changes are gathered into
-// records. Such edits are not made here.
+// They follow from the contents of the records and from the way in which the plug-in gathers
+// changes in records. The soak does not make such edits.
 
 // Deleting the AS removes the instance in the daemon with everything in it.
 bool leaves_settings_without_an_as(const Difference &edit) {
     return !edit.is_there("/as") && !edit.after.empty();
 }
 
-// Deleting a neighbor's remote AS, and "activate" of one in an address family outside VRFs,
-// removes it in the daemon with its other settings.
+// The deletion of a neighbor's remote AS, or of "activate" in an address family outside VRFs,
+// removes the neighbor in the daemon with its other settings.
 bool leaves_settings_without_their_carrier(const Difference &edit) {
     return any_of(edit.removed, [&](const std::string &path) {
         const std::string neighbor{parent_of(path)};
@@ -137,8 +137,8 @@ bool leaves_settings_without_their_carrier(const Difference &edit) {
     });
 }
 
-// After the deletion of a remote AS, deletions of other settings are not sent until another record
-// is: in the instance also those of the next neighbors that have no remote AS themselves.
+// After the deletion of a remote AS, the plug-in sends no deletions of other settings until it
+// sends another record. In the instance this includes the next neighbors that have no remote AS.
 bool removes_globle_settings_beside_a_carrier(const Difference &edit) {
     const auto is_carrier_here = [](const std::string &path) {
         return is_globle(path) && is_carrier(path);
@@ -161,8 +161,8 @@ bool removes_family_settings_beside_a_carrier(const Difference &edit) {
     });
 }
 
-// The daemon is told of a neighbor's settings only. One without any has nothing to send, and an
-// edit whose last change is such an entry is refused.
+// The plug-in sends only the settings of a neighbor. It has nothing to send for a neighbor without
+// settings, and refuses an edit whose last change is such an entry.
 bool has_a_neighbor_without_settings(const Difference &edit) {
     const auto is_bare = [](const Configuration &configuration) {
         return [&](const std::string &path) {
@@ -172,10 +172,10 @@ bool has_a_neighbor_without_settings(const Difference &edit) {
     return any_of(edit.set, is_bare(edit.after)) || any_of(edit.removed, is_bare(edit.before));
 }
 
-// Leaves of existing networks and redistributions that are changed in a row are gathered in one
-// record, also a deletion with a change; and a record that is not begun by its key keeps what the
-// record before it has put into its fields. So such an entry is changed alone in its part of the
-// tree, and in one direction.
+// The plug-in gathers consecutive changes of leaves of existing networks and redistributions in one
+// record, also a deletion and a change. A record that does not start with its key keeps the fields
+// of the record before it. The soak therefore changes one such entry alone in its part of the tree,
+// and either sets or deletes.
 bool changes_an_entry_beside_others(const Difference &edit) {
     std::set<std::string> all = edit.set;
     all.insert(edit.removed.begin(), edit.removed.end());
@@ -194,8 +194,8 @@ bool changes_an_entry_beside_others(const Difference &edit) {
     });
 }
 
-// Deleting all the leaves of a network or redistribution sends the same record as deleting the
-// entry with them.
+// The deletion of all leaves of a network or redistribution sends the same record as the deletion
+// of the entry.
 bool empties_an_entry(const Difference &edit) {
     return any_of(edit.removed, [&](const std::string &path) {
         const std::string entry{parent_of(path)};
@@ -204,8 +204,8 @@ bool empties_an_entry(const Difference &edit) {
     });
 }
 
-// The record of a VRF's own address family, created or deleted, carries the deletions in address
-// families of VRFs that follow it; a whole address family's deletion is sent all the same.
+// The record of a VRF's address family, created or deleted, includes the deletions in address
+// families of VRFs that follow it. The deletion of a whole address family is still sent.
 bool removes_settings_beside_a_vrf(const Difference &edit) {
     const auto is_own = [](const std::string &path) { return is_vrf(path); };
     return (any_of(edit.set, is_own) || any_of(edit.removed, is_own)) &&
@@ -216,7 +216,7 @@ bool removes_settings_beside_a_vrf(const Difference &edit) {
 }
 
 bool is_avoided(const Difference &edit) {
-    // Without an AS nothing is sent, and nothing is left to compare.
+    // Without an AS the plug-in sends nothing, so there is nothing to compare.
     if (edit.after.empty()) {
         return false;
     }
@@ -234,8 +234,8 @@ bool is_avoided(const Difference &edit) {
                        [&](const auto reason) { return reason(edit); });
 }
 
-// sysrepo makes one tree of an edit's changes: what is below a deletion has no place in it, and
-// what is there already cannot be set again.
+// sysrepo builds one tree from the changes of an edit: it cannot contain nodes below a deletion, or
+// set an existing node again.
 bool clashes(const std::vector<Change> &changes, const Change &change) {
     return std::any_of(changes.begin(), changes.end(), [&](const Change &other) {
         return is_within(other.path, change.path) ||
@@ -264,7 +264,7 @@ Configuration applied(Configuration configuration, const std::vector<Change> &ch
     return configuration;
 }
 
-// --- Drawing ---------------------------------------------------------------------------
+// --- Random edits ----------------------------------------------------------------------
 
 Edit EditMaker::next(const Configuration &now) {
     if (random_.one_in(10)) {
@@ -281,7 +281,7 @@ Edit EditMaker::next(const Configuration &now) {
     }
 }
 
-// One to six settings and deletions, of one part of the tree or of several. What is new comes with
+// One to six settings and deletions, in one part of the tree or in several. New settings come with
 // the AS.
 std::vector<Change> EditMaker::draw(const Configuration &now) {
     if (!now.empty() && random_.one_in(200)) {
@@ -363,8 +363,8 @@ std::vector<Change> EditMaker::draw_entry() {
     return changes;
 }
 
-// A leaf, the entry that it is in, or something further up; a leaf of the first level only with
-// all the rest.
+// A leaf, its entry, or a node further up; a leaf of the first level only together with everything
+// else.
 Change EditMaker::draw_removal(const Configuration &now) {
     std::string_view path = random_.pick(now).first;
     while (random_.one_in(3) && !parent_of(path).empty()) {
@@ -373,7 +373,7 @@ Change EditMaker::draw_removal(const Configuration &now) {
     return {Change::remove, std::string(path), ""};
 }
 
-// Something that must be refused, if the configuration allows such a thing.
+// An edit that must be refused, if one is possible in the configuration.
 std::optional<Edit> EditMaker::draw_refused(const Configuration &now) {
     if (now.empty()) {
         return Edit{draw_entry(), "no AS is configured"};
@@ -410,8 +410,8 @@ std::string EditMaker::draw_family_entry() {
            random_.pick(vrfs) + "']";
 }
 
-// A neighbor, there or not, in an address family that is there: a new one of a VRF would be sent
-// before the neighbor is.
+// A neighbor, existing or not, in an existing address family: the plug-in would send a new one of a
+// VRF before the neighbor.
 std::string EditMaker::draw_neighbor_entry(const Configuration &now) {
     const std::string key = std::string("[neighbor-address='") + random_.pick(neighbors) + "']";
     const std::string family = draw_family_entry();
@@ -442,7 +442,7 @@ std::string EditMaker::draw_value(const std::string &leaf) {
     return {}; // a leaf without content
 }
 
-// A text that is not empty: an empty route map in a record is none.
+// A text that is not empty: an empty route map in a record means no route map.
 std::string EditMaker::draw_text(std::size_t longest) {
     constexpr std::array words = {"Provider ",   "core-",        "\u00dcbergang ",
                                   "a<b>&\"c\" ", "loopback0 ",   "it's ours ",

@@ -1,4 +1,4 @@
-// Edits drawn by lot: each is valid for the module, and what must come of it is known.
+// Random edits. Each is valid for the module, and its result is known.
 #ifndef SOAK_EDITS_H
 #define SOAK_EDITS_H
 
@@ -15,15 +15,15 @@ namespace soak {
 
 struct Edit {
     std::vector<Change> changes;
-    std::string refusal; // why it must be refused; empty: it must be made
+    std::string refusal; // why it must be refused; empty: it must be accepted
 };
 
-// What becomes of a configuration with the changes made.
+// The configuration after the changes.
 Configuration applied(Configuration configuration, const std::vector<Change> &changes);
 
-// Draws edits for the configuration that there is. Nearly all are to be made. Those that are to be
-// refused are refused at their first record or before it, so that the daemon has nothing of them:
-// records that went out before a refusal are not taken back.
+// Creates random edits for the current configuration. Nearly all must be accepted. The others must
+// be refused at their first record or before it, so that the daemon keeps nothing of them: it keeps
+// records that it accepted before a refusal.
 class EditMaker {
   public:
     explicit EditMaker(std::uint64_t seed) : random_{seed} {}

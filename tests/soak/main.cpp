@@ -1,5 +1,5 @@
-// bgp_soak: edits and calls without end, through the real datastore and the real plug-in host to
-// the reference daemon. After every edit the daemon has to hold what the datastore holds.
+// bgp_soak: random edits and RPCs through the real datastore and the real plug-in host to the
+// reference daemon. After every edit the daemon must hold what the datastore holds.
 #include "client.h"
 #include "configuration.h"
 #include "datastore.h"
@@ -68,7 +68,7 @@ void add_options(CLI::App &app, Options &options) {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-// Calls that wait are to return, so that all that was started is cleaned up.
+// Waiting system calls return, so that everything is cleaned up.
 void end_on_signals() {
     struct sigaction action {};
     action.sa_handler = [](int) { interrupted = 1; };
@@ -77,7 +77,7 @@ void end_on_signals() {
     }
 }
 
-// What a process uses.
+// The resources of a process.
 struct Use {
     long memory = 0; // resident, KiB
     std::size_t descriptors = 0;
@@ -87,7 +87,7 @@ Use use_of(const support::Process &process) {
     return {process.resident(), process.descriptors()};
 }
 
-// Takes what the host prints, which would fill the pipe, and keeps the last of it.
+// Reads the output of the host, which would fill the pipe, and keeps the last lines.
 class HostOutput {
   public:
     explicit HostOutput(support::Host &host) : host_{host}, thread_{[this] { take(); }} {}
@@ -125,7 +125,7 @@ class HostOutput {
     std::thread thread_;
 };
 
-// The line that says that it listens, taken.
+// Reads the line that says that the daemon listens.
 support::Process &listening(support::Process &daemon) {
     const std::string line = daemon.read_line();
     if (line.rfind("listening", 0) != 0) {
@@ -147,11 +147,12 @@ class Soak {
   public:
     explicit Soak(const Options &options);
 
-    // Runs until the time or the edits are over or something is wrong. Returns whether nothing is.
+    // Runs until the end of the time or of the edits, or until a failure. Returns whether all is
+    // well.
     bool run();
 
   private:
-    // Each of these returns what is wrong; empty: nothing.
+    // Each of these returns what is wrong; empty: all is well.
     std::string step();
     std::string judge(const Edit &edit, const Outcome &outcome);
     std::string compare();
@@ -159,7 +160,7 @@ class Soak {
 
     bool is_over() const;
     void let_query(bool querying);
-    // What host and daemon use while no call is under way.
+    // The resources of host and daemon while no RPC is in progress.
     void look(Use &host, Use &daemon);
     Configuration held();
     void print_progress(const char *what) const;
@@ -180,7 +181,7 @@ class Soak {
     std::unique_ptr<Session> session_;
     Clock::time_point start_ = Clock::now();
 
-    Configuration expected_; // what the edits so far have made
+    Configuration expected_; // the expected result of the edits so far
     std::size_t made_ = 0;
     std::size_t refused_ = 0;
     std::size_t set_ = 0;
@@ -198,7 +199,7 @@ Soak::Soak(const Options &options)
     for (std::size_t i = 0; i < options.clients; ++i) {
         clients_.push_back(std::make_unique<Client>(options.seed + i, tally_));
     }
-    // Only now threads and connections: the clients are forked.
+    // Threads and connections only after the clients are forked.
     output_ = std::make_unique<HostOutput>(host_);
     session_ = std::make_unique<Session>();
 }
@@ -244,7 +245,7 @@ std::string Soak::compare() {
     return text.empty() ? text : "left daemon and datastore different:\n" + text;
 }
 
-// Counts what came of an edit.
+// Counts the result of an edit.
 std::string Soak::judge(const Edit &edit, const Outcome &outcome) {
     if (outcome.code != expected_code(edit.refusal)) {
         ++unexpected_;
@@ -266,7 +267,7 @@ std::string Soak::judge(const Edit &edit, const Outcome &outcome) {
     return {};
 }
 
-// One edit by one of the clients, what came of it, and a query about that.
+// One edit by one of the clients, the comparison, and a query about it.
 std::string Soak::step() {
     const Edit edit = maker_.next(expected_);
     const double asked = elapsed();
@@ -299,7 +300,7 @@ std::string Soak::end() {
     if (const int code = daemon_.wait(); code != 0) {
         return fmt::format("the daemon ended with {}\n", code);
     }
-    // Without a start there is nothing to compare: the run ended before it was warm.
+    // Without values from the start there is nothing to compare: the run ended during the warm-up.
     const bool grown =
         host_start_.descriptors != 0 && (host_end_.descriptors > host_start_.descriptors ||
                                          daemon_end_.descriptors > daemon_start_.descriptors);

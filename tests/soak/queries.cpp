@@ -10,7 +10,7 @@ namespace {
 
 using Names = std::set<std::string>;
 
-// A text of so many bytes, in characters of two.
+// A text of this many bytes, in characters of two bytes.
 std::string two_byte_text(std::size_t bytes) {
     std::string text;
     while (text.size() < bytes) {
@@ -66,7 +66,7 @@ bool has_input(const Query &query, const std::string &leaf) {
                        [&](const Input &row) { return row.leaf == leaf; });
 }
 
-// The list that an answer's entries are in, and the leaf that counts them, if there is one.
+// The list of an answer's entries, and the leaf with their number, if there is one.
 struct Listing {
     std::string_view rpc;
     std::string_view list;
@@ -142,7 +142,7 @@ Names neighbor_entries(const Query &query, const Configuration &configuration) {
     for_each_neighbor(configuration, [&](std::string_view entry) {
         const std::string address = key_of(entry, "neighbor-address");
         const std::string vrf = vrf_of(entry);
-        // Of two inputs none is looked at.
+        // The plug-in ignores both of two inputs.
         const bool is_asked_for =
             all || (query.inputs.size() == 1 &&
                     (address == input(query, "ipaddr") ||

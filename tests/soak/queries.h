@@ -1,4 +1,4 @@
-// Calls of the module's RPCs, drawn by lot.
+// Random queries: the module's RPCs with random input.
 #ifndef SOAK_QUERIES_H
 #define SOAK_QUERIES_H
 
@@ -17,16 +17,17 @@ struct Query {
     std::string refusal{}; // why it must be refused; empty: it must be answered
 };
 
-// One of the five RPCs with one of the shapes of its input.
+// One of the five RPCs with one form of its input.
 Query draw_query(Random &random);
 
 // The query as text.
 std::string description(const Query &query);
 
-// What is wrong with an answer as such; empty when it is sound.
+// What is wrong with an answer by itself; empty when it is valid.
 std::string flaw(const Query &query, const Answer &answer);
 
-// What is wrong with an answer given while the daemon held this configuration.
+// What is wrong with an answer, compared with the configuration of the daemon; empty when it is
+// right.
 std::string flaw(const Query &query, const Answer &answer, const Configuration &configuration);
 
 } // namespace soak

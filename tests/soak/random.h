@@ -1,4 +1,4 @@
-// What is drawn by lot. The same seed draws the same.
+// Random choices. The same seed gives the same choices.
 #ifndef SOAK_RANDOM_H
 #define SOAK_RANDOM_H
 

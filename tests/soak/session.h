@@ -17,7 +17,7 @@ namespace soak {
 // How long a client waits, in milliseconds: longer than a busy machine takes.
 constexpr std::uint32_t time_limit = 120000;
 
-// Values that sysrepo made, freed with this.
+// Frees an array of values that sysrepo allocated.
 class Values {
   public:
     Values(sr_val_t *values, std::size_t count) : values_{values}, count_{count} {}
@@ -36,7 +36,7 @@ class Values {
 // The value as text; empty for a leaf without content.
 std::string value_text(const sr_val_t &value);
 
-// One setting of an edit: the path below the root, and what becomes of it.
+// One setting of an edit: the path below the root, and the operation.
 struct Change {
     enum Kind { set, remove };
     Kind kind;
@@ -44,26 +44,26 @@ struct Change {
     std::string value;
 };
 
-// What came of an edit or a call: sysrepo's code and, of a failure, its message.
+// The result of an edit or an RPC: sysrepo's code and, for a failure, its message.
 struct Outcome {
     int code;
     std::string message;
 };
 
-// The code to be expected with a reason to refuse, or with none: a refusal is a callback's, any
-// other failure is not expected.
+// The expected code for a reason to refuse, or for none: a callback refuses, and no other failure
+// is expected.
 inline int expected_code(const std::string &refusal) {
     return refusal.empty() ? int{SR_ERR_OK} : int{SR_ERR_CALLBACK_FAILED};
 }
 
-// An input of a call: the leaf's name, its type and its value.
+// An input of an RPC: the leaf's name, its type and its value.
 struct Input {
     std::string leaf;
     sr_type_t type;
     std::string value;
 };
 
-// What a call answered: leaves by their paths below the call's own.
+// The answer to an RPC: leaves by their paths below that of the RPC.
 using Answer = std::map<std::string, std::string>;
 
 // A connection with a session on the running datastore.
@@ -75,10 +75,10 @@ class Session {
     Session &operator=(const Session &) = delete;
     ~Session();
 
-    // Makes one edit of the changes, in their order. A refused one leaves nothing behind.
+    // Makes one edit with the changes in their order. A refused edit leaves nothing behind.
     Outcome edit(const std::vector<Change> &changes);
 
-    // Calls an RPC of the module by its name; `answer` takes what it says.
+    // Sends an RPC of the module by its name; `answer` receives the output.
     Outcome call(const std::string &rpc, const std::vector<Input> &inputs, Answer &answer);
 
     sr_session_ctx_t *get() const { return session_; }

@@ -1,5 +1,5 @@
-// Every callback where somebody stands in for sysrepo: it does what its description says, and hands
-// nobody's sessions and arrays to the library behind.
+// Every callback in a program that replaces sysrepo's functions: it does what its description says,
+// and passes no invalid session or array to the real library.
 #include "captured_output.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
@@ -51,7 +51,7 @@ std::string summary_reply(std::uint32_t neighbors) {
     return bytes(block, bgp_rpc_ip_bgp_summary_output_entry{});
 }
 
-// A call, and replies to it.
+// An RPC, and replies to it.
 struct Call {
     const char *path;
     int sub_mod;
@@ -77,7 +77,7 @@ const std::vector<Call> &calls() {
     return rows;
 }
 
-// Values that no allocator of the library's has made.
+// Values that the library has not allocated.
 class Array {
   public:
     explicit Array(bool is_static) : own_(is_static ? nullptr : new sr_val_t[size]{}) {
@@ -279,7 +279,7 @@ const Edit edits[] = {
      "200"},
 };
 
-// A value that is the program's, with texts in buffers that may be cut.
+// A value of the program, with texts in buffers that may be cut.
 struct Value {
     Value(std::string path, const char *content) : xpath(std::move(path)) {
         value.xpath = xpath.data();

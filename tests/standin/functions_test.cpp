@@ -1,4 +1,4 @@
-// The functions behind the callbacks, called directly before anything is registered.
+// The functions that the callbacks use, called directly before anything is registered.
 #include "bgp_plugin.h"
 #include "captured_output.h"
 #include "standins.h"
@@ -47,7 +47,7 @@ TEST(Direct, HelpersTakeWhateverComes) {
     EXPECT_EQ(plugin_send_and_receive(-1, &query, INT_MAX, 0, MODULE_ID_BGP, 1), 4);
 }
 
-// The transport's functions have the types that they are declared with elsewhere.
+// The functions of the transport have the types that other programs declare them with.
 TEST(Direct, PrototypesTakeWritableArguments) {
     int (*const config)(void *, int, int, int, int) = plugin_config;
     int (*const exchange)(int, void *, int, int, int, int) = plugin_send_and_receive;
@@ -105,7 +105,7 @@ TEST(Direct, ReplyParsersEndWhateverTheReplyHolds) {
 
 constexpr const char *neighbor_node = "neighbor-address";
 
-// Each parser with what it needs, with one argument missing, and with a path without keys.
+// Each parser with all arguments, with one argument missing, and with a path without keys.
 template <typename Record, typename Parse>
 void expect_refusals(Parse parse, const char *node) {
     Record record{};

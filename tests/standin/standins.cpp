@@ -51,7 +51,7 @@ int sr_get_item(sr_session_ctx_t * /*session*/, const char * /*path*/, uint32_t 
     return SR_ERR_OK;
 }
 
-// The values are the test's.
+// The values belong to the test.
 void sr_free_val(sr_val_t * /*value*/) {}
 
 int sr_get_changes_iter(sr_session_ctx_t * /*session*/, const char * /*xpath*/,

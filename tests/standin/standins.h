@@ -1,4 +1,4 @@
-// The program's stand-ins for sysrepo's functions, and the plug-in that calls them.
+// The program's replacements of sysrepo's functions, and the plug-in that calls them.
 #ifndef STANDINS_H
 #define STANDINS_H
 
@@ -12,7 +12,7 @@
 
 namespace standin {
 
-// What the plug-in shows to the outside, linked or loaded.
+// The exports of the plug-in, linked or loaded.
 struct Plugin {
     int (*init)(sr_session_ctx_t *, void **);
     void (*cleanup)(sr_session_ctx_t *, void *);
@@ -31,13 +31,13 @@ struct Change {
     sr_val_t *new_value;
 };
 
-// What the stand-ins do, and what was asked of them.
+// What the replacements do, and how they were called.
 struct State {
     std::uint32_t as = 0;
     int open_result = SR_ERR_OK;
     std::vector<Change> changes;
     int realloc_result = SR_ERR_OK;
-    sr_val_t *array = nullptr; // what sr_realloc_values leaves behind
+    sr_val_t *array = nullptr; // the array after sr_realloc_values
     std::vector<std::size_t> reallocs;
     std::map<std::string, sr_module_change_cb> edits;
     std::map<std::string, sr_rpc_cb> calls;

@@ -64,7 +64,7 @@ class Daemon {
         process_.wait();
     }
 
-    // The lines of the records since the last time, without their answers.
+    // The lines of the records since the previous call, without their answers.
     std::vector<std::string> records() {
         dump();
         std::vector<std::string> found;
@@ -76,12 +76,12 @@ class Daemon {
         lines_.clear();
         return found;
     }
-    // The configuration that it holds.
+    // The configuration of the daemon.
     json dump() {
         process_.signal(SIGUSR1);
         return json::parse(read_until("{"));
     }
-    // Waits for a line that begins so, and returns it.
+    // Waits for a line with this start, and returns it.
     std::string read_until(const std::string &start) {
         for (;;) {
             std::string line = process_.read_line();
@@ -103,7 +103,7 @@ class Bgpctl : public testing::Test {
         const Outcome outcome = datastore.start_edit(xml, 60)->finish();
         ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
     }
-    // The daemon is gone with all that it held, and another one runs.
+    // Replaces the daemon with another one, without a configuration.
     void restart_daemon(const std::vector<std::string> &options = {}) {
         daemon->end();
         daemon.emplace(options);
