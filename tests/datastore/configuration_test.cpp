@@ -109,7 +109,7 @@ std::string neighbor_settings(const GlobleNeighbor &neighbor) {
            leaf("update-source", neighbor.update_source);
 }
 
-// Names of a family's nodes carry "vrf-" inside a VRF.
+// Inside a VRF, the names of a family's nodes contain "vrf-".
 std::string in_family(const Family &family, const std::string &name) {
     return family.vrf.empty()
                ? name
@@ -251,7 +251,7 @@ Sent deleted_neighbor(const GlobleNeighbor &neighbor) {
     return sent(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, record);
 }
 
-// A record of an address family, empty but for what all of them carry.
+// A record of an address family with only the fields that all of them have.
 template <typename Record>
 Record family_record(const Family &family, std::int32_t op) {
     Record record{};
@@ -345,7 +345,7 @@ void add_created(Messages &messages, const Family &family) {
     }
 }
 
-// A deleted family: each entry of its own, or the one record of a VRF's.
+// The records of a deleted family: one for each entry, or one for the family of a VRF.
 void add_deleted(Messages &messages, const Family &family) {
     if (!family.vrf.empty()) {
         messages.push_back(vrf_entry(0, family));
@@ -491,7 +491,7 @@ TEST_F(ConfigurationOnDatastore, FamilyNeighboursChangeLeafByLeaf) {
         record.route_reflector_client = 1;
         EXPECT_EQ(send(edit(deletion("route-reflector-client"))),
                   Messages{sent(BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, record)});
-        // Deactivating carries the deletion of the other leaf.
+        // The deactivation includes the deletion of the other leaf.
         EXPECT_EQ(send(edit(deletion("activate") + deletion("next-hop-self"))),
                   Messages{deleted_neighbor(family, neighbor)});
         record = neighbor_record(family, 1, neighbor.address);
@@ -527,7 +527,7 @@ TEST_F(ConfigurationOnDatastore, VrfNeighboursChangeLeafByLeaf) {
         put(record.update_source, neighbor.update_source);
         EXPECT_EQ(send(edit(deletion("update-source"))),
                   Messages{sent(BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, record)});
-        // Removing the remote AS carries the deletion of the other leaves.
+        // The deletion of the remote AS includes the deletion of the other leaves.
         EXPECT_EQ(send(edit(deletion("remote-as") + deletion("description"))),
                   Messages{deleted_neighbor(family, neighbor)});
     }
@@ -590,7 +590,7 @@ TEST_F(ConfigurationOnDatastore, IsDeletedInOneEditWhileTheAsStays) {
     }
     Messages messages = send(router_bgp(deletion("bgp") + deletion("bgp-address-family") +
                                         deletion("bgp-address-family-vrf")));
-    // The datastore decides where the router identifier stands among its siblings.
+    // The datastore decides the position of the router identifier among its siblings.
     const auto found = std::find(messages.begin(), messages.end(), router_id(0, "192.0.2.1"));
     ASSERT_NE(found, messages.end());
     messages.erase(found);

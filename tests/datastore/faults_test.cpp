@@ -1,15 +1,14 @@
-// What goes wrong outside the plug-in, one row for each fault: what the client
-// sees of it, what the plug-in prints, and what goes on afterwards. On the real
-// datastore, in the real plug-in host with its traces on, with the reference
-// daemon as a process of its own (killed, restarted, frozen) or with one that
-// answers as the row says.
+// Faults outside the plug-in, one row for each: what the client sees, what the
+// plug-in prints, and what works afterwards. The tests use the real datastore, the
+// real plug-in host with traces on, and the reference daemon as a process of its own
+// (killed, restarted, frozen) or a daemon that answers as the row says.
 //
 // Failures that cannot be provoked from outside the host (no memory, no socket, missing arguments,
 // changes without a value or a name) are shown by the unit tests.
 //
-// A daemon that answers 15 has no row: it is the library's own code for "later",
-// and whether the library calls the plug-in again before the client gives up
-// depends on what else wakes it.
+// There is no row for a daemon that answers 15, which is the library's own code for
+// "later": whether the library calls the plug-in again before the client gives up
+// depends on other events.
 #include "datastore.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
@@ -59,7 +58,7 @@ struct Request {
 
     Kind kind;
     std::string xml;
-    const SampleQuery *next = &sample_queries()[3]; // the query that comes afterwards
+    const SampleQuery *next = &sample_queries()[3]; // the next query
     int seconds = 60;                               // when the client gives up
 };
 
@@ -71,8 +70,8 @@ std::string word(const Request &request, Seen seen) {
     return words[request.kind][static_cast<int>(seen)];
 }
 
-// How later edits fare. A connection that broke is not made again, so that they
-// fail until the host is a new one.
+// Whether later edits work. The plug-in does not open a broken connection again, so
+// they fail until the host restarts.
 enum class Edits { go_on, fail_until_the_host_restarts };
 
 struct Fault {
@@ -86,7 +85,7 @@ struct Fault {
     Steps during = {};            // while the request waits
     Steps after = {};             // the client's end
     std::string shown = {};       // to the client
-    std::size_t sockets_lost = 0; // that stay open beside the configuration's connection
+    std::size_t sockets_lost = 0; // that stay open in addition to the configuration connection
     bool loses_values = false;    // the output values written so far, on purpose
 
     Fault breaks_edits() { return with(&Fault::edits, Edits::fail_until_the_host_restarts); }
@@ -130,7 +129,7 @@ configd::Answer good_answer(const configd::Message &message) {
     return configd::Reply{message.module, message.sub_mod, 0, query->payload};
 }
 
-// Datastore, host, daemon and client of one row, and what host and daemon said.
+// Datastore, host, daemon and client of one row, and the output of host and daemon.
 class Stage {
   public:
     void start_host(std::vector<std::string> preloads = {}) {
@@ -162,7 +161,7 @@ class Stage {
         listen();
     }
 
-    // A daemon whose answers the row says.
+    // A daemon that answers as the row says.
     void start_script() {
         script.emplace();
         script->answer_otherwise(good_answer);
@@ -179,12 +178,12 @@ class Stage {
         }
     }
 
-    // Whether an edit is made that has all the time it takes.
+    // Whether an edit without a time limit is accepted.
     bool edit(const std::string &xml) const {
         return datastore.start_edit(xml, 60)->finish().exit_code == 0;
     }
 
-    // Takes down what host and daemon said since the last time.
+    // Reads the output of host and daemon since the previous call.
     void listen() {
         printed += host ? host->process().read_available() : "";
         told += daemon ? daemon->read_available() : "";
@@ -218,7 +217,7 @@ class Stage {
   private:
     using Messages = std::vector<configd::Message>;
 
-    // Reads on until the process has said `text`, or ends.
+    // Reads until the process prints `text` or ends.
     static void wait(Process &process, std::string &said, const std::string &text) {
         while (said.find(text) == std::string::npos && process.read_more(said)) {
         }
@@ -247,7 +246,7 @@ Step edit_failed(const std::string &xml) {
 }
 const Step configured = edited(set_as(65001));
 
-// The next messages are answered so.
+// The answers to the next messages.
 Step answers(const std::vector<configd::Answer> &list) {
     return [=](Stage &stage) {
         for (const auto &answer : list) {
@@ -290,7 +289,7 @@ const Step other_module_installed = [](Stage &stage) {
 
 // --- The faults of edits ------------------------------------------------------------------
 
-// What the plug-in prints when it has sent its record, and when nothing good came back.
+// The output of the plug-in when it has sent its record, and when no valid answer came.
 constexpr const char *record_sent = "sendAndGetResponseCode:##send data OK";
 constexpr const char *no_answer = "sendAndGetResponseCode:receive data failed";
 constexpr const char *not_sent = "sendAndGetResponseCode:send data failed";
@@ -321,7 +320,7 @@ std::string vrf_family(const std::string &content) {
                       "<safi>SAFI_VRF</safi><vrf-name>red</vrf-name>" +
                       content + "</address-family-vrf></bgp-address-family-vrf>");
 }
-// A hundred networks; a record is sent when the next one is reached.
+// A hundred networks; the plug-in sends a record when it reaches the next one.
 std::string hundred_networks(const std::string &more = "") {
     std::string networks;
     for (int i = 0; i < 100; ++i) {
@@ -339,7 +338,7 @@ Request edit(const std::string &xml, int seconds = 60) {
 }
 const Request as_edit = edit(set_as(65002));
 
-// Accepts so many messages and answers the next one otherwise.
+// Accepts this many messages and answers the next one differently.
 Steps scripted_after(std::size_t accepted, const configd::Answer &answer) {
     std::vector<configd::Answer> list(accepted, configd::ResultCode{0});
     list.push_back(answer);
@@ -397,7 +396,7 @@ std::vector<Fault> edit_faults() {
               edit(set_as(65002)), Seen::success, {"[ip_bgp_summary_cb]rc = 0", answered(0)})
             .meanwhile({daemon_resumed}),
 
-        // What comes instead of a result code.
+        // Answers other than a result code.
         fault("EditAnsweredByTheEndOfTheConnection", scripted({configd::RawBytes{"", true}}),
               as_edit, Seen::failure, {no_answer, code_20}, 1)
             .breaks_edits(),
@@ -408,7 +407,7 @@ std::vector<Fault> edit_faults() {
         fault("EditAnsweredByThreeBytes",
               scripted({configd::RawBytes{std::string(3, '\0'), false}}), as_edit, Seen::failure,
               {no_answer, code_20}, 1),
-        // The answer to the first record is taken for that to the second as well.
+        // The plug-in uses the answer to the first record for the second, too.
         fault("EditAnsweredByTwoResultCodesAtOnce",
               scripted({configd::RawBytes{raw_codes({0, SR_ERR_CONFIG_FAILED}), false}}),
               edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>")),
@@ -447,7 +446,7 @@ std::vector<Fault> edit_faults() {
               edit(vrf_family(vrf_network)), Seen::failure,
               {refused(SR_ERR_NOT_SUPPORT), "change cfg for bgp failed:"}, 2),
 
-        // What the plug-in refuses itself.
+        // Edits that the plug-in refuses itself.
         fault("DeletionWithoutAnAs",
               {script, configured, edited(router_id),
                edited(router_bgp("<as nc:operation=\"delete\"/>"))},
@@ -525,7 +524,7 @@ std::string camel(const std::string &name) {
     return words;
 }
 
-// What can happen to each of the queries.
+// The faults of each query.
 void add_faults(std::vector<Fault> &faults, const SampleQuery &query) {
     const std::string name = camel(query.name);
     const bool has_parser = !query.payload.empty();
@@ -553,7 +552,7 @@ void add_faults(std::vector<Fault> &faults, const SampleQuery &query) {
     }
     add("AnsweredByTheReplyToAnotherQuery", reply(MODULE_ID_BGP, other, query.payload),
         Seen::failure, {"output data is not bgp and ip bgp ", "rc = -1"});
-    // Without an array the routes are walked all the same.
+    // Without an array the parser still reads the routes.
     const bool goes_on = query.sub_mod == BGP_SUB_RPC_IP_BGP_EVPN;
     std::string counts = query.payload;
     counts.replace(0, goes_on ? 4 : counts.size(), goes_on ? 4 : counts.size(), '\xff');
@@ -598,7 +597,7 @@ std::vector<Fault> query_faults() {
               Seen::time_out, {"[ip_bgp_summary_cb]rc = 0"}, 1)
             .then({daemon_resumed, printed("[ip_bgp_summary_cb]rc = 0")}),
 
-        // A reply that does not come, with the minute's wait made a short one.
+        // A missing reply, with the wait of a minute shortened.
         fault("QueryThatIsNeverAnswered",
               {host_killed, host({SHORT_WAIT}), script, configured, answers({silence})},
               call(summary), Seen::failure, {"total = 0\n", no_reply}, 1),
@@ -620,7 +619,7 @@ std::vector<Fault> query_faults() {
         fault("ReplyWithBytesBehindItsEnd", scripted({raw(good + std::string(1000, '\xff'))}),
               call(summary), Seen::success, {}, 1)
             .shows("<neighbor>10.0.0.1</neighbor>"),
-        // What did not come is zero.
+        // The missing bytes are zero.
         fault("ReplyThatEndsInItsSecondEntry", scripted({raw(good.substr(0, good.size() - 160))}),
               call(summary), Seen::success, {"total = 260\n"}, 1)
             .shows("<neighbor/>"),
@@ -633,7 +632,7 @@ std::vector<Fault> query_faults() {
               call(summary), Seen::success,
               {"neighbor_number     :0\n", "[ip_bgp_summary_cb]rc = 0\n"}, 1),
 
-        // What a parser refuses.
+        // Replies that a parser refuses.
         fault("NeighborsWithAnUnknownAfi",
               scripted({configd::Reply{MODULE_ID_BGP, neighbor.sub_mod, 0, neighbors_of(4, 1)}}),
               call(neighbor), Seen::failure, {"afi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"}, 1)
@@ -643,7 +642,7 @@ std::vector<Fault> query_faults() {
               call(neighbor), Seen::failure, {"safi is NULL!", "[ip_bgp_neighbor_cb]rc = 1\n"}, 1)
             .loses_the_values(),
 
-        // What the plug-in does not ask the daemon.
+        // RPCs that send no query.
         fault("EvpnQueryWithoutInput", scripted({}), {Request::call, rpc("ip-bgp-evpn"), &evpn},
               Seen::failure, {"inval arg!"}, 0),
         fault("ClearWithoutAnAs", {script}, call(clear), Seen::success, {}, 0),
@@ -786,8 +785,8 @@ class Faults : public testing::TestWithParam<Fault> {
         return timed_out ? Seen::time_out : Seen::failure;
     }
 
-    // The client asks, and what happens meanwhile and afterwards happens. The data
-    // change if, and only if, an edit is accepted.
+    // Makes the request with the steps during and after it. The data change if, and
+    // only if, an edit is accepted.
     Outcome play(const Fault &fault) {
         const bool has_data = fault.request.kind != Request::host_start;
         const std::string before = has_data ? stage.datastore.configuration() : "";
@@ -805,7 +804,7 @@ class Faults : public testing::TestWithParam<Fault> {
         return outcome;
     }
 
-    // The query that comes next is answered as if nothing had been.
+    // The next query is answered as usual.
     bool next_query_is_answered(const SampleQuery &query) const {
         const Outcome outcome = stage.datastore.call(query.call, 60);
         EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
@@ -825,7 +824,7 @@ class Faults : public testing::TestWithParam<Fault> {
         return is_made;
     }
 
-    // What goes on once the fault is over, in words.
+    // In words, what works after the fault.
     std::string survivors(const Fault &fault) {
         std::string text = next_query_is_answered(*fault.request.next) ? "queries" : "";
         bool edits_go_on = next_edit_is_made();

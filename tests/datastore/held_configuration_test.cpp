@@ -1,4 +1,4 @@
-// What the daemon holds is what the datastore holds.
+// The daemon holds what the datastore holds.
 #include "daemon.h"
 #include "datastore.h"
 #include "log.h"
@@ -41,8 +41,8 @@ std::string text_of(const ordered_json &value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-// The leaves of the datastore's tree by their XPath, list keys left out; of a
-// leaf without content only that it is there.
+// The leaves of the datastore's tree by their XPath, without list keys and, for a leaf
+// without content, without a value.
 void collect(const ordered_json &node, const std::string &path, Leaves &leaves) {
     for (const auto &[name, child] : node.items()) {
         const std::string step = path + "/" + name;
@@ -65,7 +65,7 @@ void collect(const ordered_json &node, const std::string &path, Leaves &leaves) 
     }
 }
 
-// The same of what the daemon holds: its names carry the keys already.
+// The same for the daemon's configuration, whose names already contain the keys.
 void collect_held(const ordered_json &node, const std::string &path, Leaves &leaves) {
     for (const auto &[name, child] : node.items()) {
         const std::string step = path + "/" + name;
@@ -151,7 +151,7 @@ TEST_F(HeldConfiguration, IsEmptyAfterEverythingWasDeleted) {
 
 // --- The examples of whole networks --------------------------------------------------
 
-// A directory of examples: edits and calls, each as XML and as JSON.
+// A directory of examples: edits and RPCs, each as XML and as JSON.
 class Example : public HeldConfiguration, public testing::WithParamInterface<const char *> {
   protected:
     // The examples' paths below the directory of all, without the extension.

@@ -1,5 +1,5 @@
-// The five RPCs from a client's call to its output, on the real datastore and
-// in the real plug-in host.
+// The five RPCs from the client's request to the output, on the real datastore and in
+// the real plug-in host.
 #include "datastore.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
@@ -37,7 +37,7 @@ class QueriesOnDatastore : public testing::Test {
         daemon.answer_next(configd::Reply{MODULE_ID_BGP, sub_mod, 0, std::move(payload)});
     }
 
-    // Calls an RPC that has to succeed and returns the query that it sent.
+    // Sends an RPC that must succeed and returns the query that the plug-in sent.
     std::string query_of(std::int32_t sub_mod, const std::string &payload,
                          const std::string &call) {
         reply(sub_mod, payload);
@@ -209,7 +209,7 @@ TEST_F(QueriesOnDatastore, TextsThatFillTheirFieldsAreTaken) {
     EXPECT_THAT(outcome.output, HasSubstr("<neighbor>" + std::string(47, 'n') + "</neighbor>"));
 }
 
-// The library's own client, for calls in a row.
+// The library's own client, for many RPCs.
 class Client {
   public:
     Client() {
@@ -244,8 +244,8 @@ TEST_P(ManyQueriesOnDatastore, LeaveMemoryAndDescriptorsWhereTheyWere) {
     if (Host::is_sanitized()) {
         GTEST_SKIP() << "by design: the sanitizers keep what was freed, and find leaks themselves";
     }
-    // Every call that fails after its first values would leave these behind, an
-    // unknown address family's; the calls here all succeed.
+    // An RPC that fails after its first values, for an unknown address family, would
+    // leave them behind; the RPCs here all succeed.
     daemon.answer_otherwise(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(GetParam())});
     Client client;
     const auto call = [&](int times) {

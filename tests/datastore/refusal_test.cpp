@@ -1,4 +1,4 @@
-// The reason of a refusal as the client sees it, on the real datastore and in the real host.
+// The reason of a refusal that the client sees, on the real datastore and in the real host.
 #include "datastore.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
@@ -23,12 +23,12 @@ using testing::HasSubstr;
 
 class RefusalOnDatastore : public testing::Test {
   protected:
-    // What a client prints of a reason, and of the path beside it.
+    // The output of a client for a reason and its path.
     static auto told(const std::string &reason, const std::string &path) {
         return testing::AllOf(HasSubstr(reason), HasSubstr(path + ")"),
                               testing::Not(HasSubstr(path + ": ")));
     }
-    // Makes an edit that has to be refused, and returns what the client prints.
+    // Makes an edit that must be refused, and returns the output of the client.
     std::string refused(const std::string &content) const {
         const Outcome outcome = datastore.edit(router_bgp(content));
         EXPECT_NE(outcome.exit_code, 0) << content;

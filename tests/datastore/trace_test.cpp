@@ -1,4 +1,4 @@
-// orv_bgpctl trace: an operator turns the plug-in's traces on and off in the running host.
+// orv_bgpctl trace: switches the plug-in's traces in the running host on and off.
 #include "datastore.h"
 #include "recording_daemon.h"
 
@@ -46,7 +46,7 @@ class TraceOnHost : public testing::Test {
                   0);
     }
 
-    // What the host prints until the text is there, which has to come before its end.
+    // The output of the host until the text, which must come before the host ends.
     std::string printed_up_to(const std::string &text) {
         std::string output;
         while (output.find(text) == std::string::npos) {
@@ -68,7 +68,7 @@ TEST_F(TraceOnHost, LinesComeWhileASwitchIsOnAndAtOnce) {
     edit(1);
     EXPECT_EQ(trace(pid, {"on"}).exit_code, 0);
     edit(2);
-    // The lines have left the host while it runs on.
+    // The host has flushed the lines and still runs.
     EXPECT_THAT(printed_up_to("as:2 bgp_as.op:1"),
                 AllOf(Not(HasSubstr("as:1 ")), Not(HasSubstr("sendAndGetResponseCode"))));
     EXPECT_EQ(trace(pid, {"on", "--transport"}).exit_code, 0);
@@ -113,7 +113,7 @@ TEST_F(TraceOnHost, ErrorsSayWhatIsWrong) {
 }
 
 TEST_F(TraceOnHost, SeveralProcessesAskForOneToBeNamed) {
-    // Another process with the plug-in in it.
+    // Another process that has loaded the plug-in.
     const support::Process second(
         "env", {"LD_PRELOAD=" + (datastore.directory() / "plugins/orv_bgp_plugin.so").string(),
                 "sleep", "1000"});

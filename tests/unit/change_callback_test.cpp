@@ -1,5 +1,5 @@
-// What the four change callbacks have in common: events, iterators, values that are
-// missing, an AS that is missing and the daemon's answers.
+// The behavior that the four change callbacks share: events, iterators, missing values,
+// a missing AS and the daemon's answers.
 #include "record_expectations.h"
 
 #include <gmock/gmock.h>
@@ -23,7 +23,7 @@ struct Callback {
     scripted::Value setting; // that becomes one record
     bool needs_as;
     int no_value_result;
-    const char *event_line, *iterator_line; // "#": no number that anybody relies on
+    const char *event_line, *iterator_line; // "#": a number that nobody relies on
 
     friend void PrintTo(const Callback &row, std::ostream *out) { *out << row.name; }
 };
@@ -101,7 +101,7 @@ TEST_P(ChangeCallback, TakesTheInstanceFromTheDatastoreAtEveryEventWhenItNeedsOn
               std::vector<std::string>(row().needs_as ? 10 : 0, "/orv_bgp:router-bgp/as"));
 }
 
-// The callback of the AS sets it itself.
+// The AS callback sets the AS number itself.
 class CallbackBelowAs : public ChangeCallback {};
 INSTANTIATE_TEST_SUITE_P(Every, CallbackBelowAs,
                          testing::Values(callbacks[1], callbacks[2], callbacks[3]),

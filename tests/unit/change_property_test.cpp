@@ -1,6 +1,6 @@
-// Random edits, sensible and broken ones, run through the change callbacks and
-// through the model of them: both send the same records and give the same
-// result, and nothing of sysrepo's is left open.
+// Runs random edits, valid and invalid ones, through the change callbacks and
+// through their model: both send the same records and return the same result, and
+// nothing of sysrepo's is left open.
 #include "change_model.h"
 #include "random_rounds.h"
 
@@ -31,7 +31,7 @@ class Edits {
           std::vector<const char *> keys)
         : random_(seed), subscription_(subscription), lists_(lists), keys_(std::move(keys)) {}
 
-    // Every second edit is a sensible one; the others are broken somewhere.
+    // Every second edit is valid; the others have a fault.
     Edit next() {
         Edit edit;
         const bool broken = one_in(2);
@@ -288,7 +288,7 @@ TEST_P(ChangeProperty, RandomEditsDoWhatTheModelDoes) {
             ++codes[record.sub_mod];
         }
     }
-    // The edits reach every result and every record that the callback knows.
+    // The edits reach every result and every record of the callback.
     for (const int result : {0, 1, 7, 16, 18, 20, -1, 1000000}) {
         EXPECT_GE(results[result], edits_per_callback / 600) << "result " << result;
     }

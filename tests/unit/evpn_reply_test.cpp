@@ -20,7 +20,7 @@ using Reallocs = std::vector<std::pair<std::size_t, std::size_t>>;
 
 const EvpnNextHop next_hop = {"10.0.0.2", 4294967295U, 100, 32768, "65002 65003"};
 
-// A route with everything that a route can have.
+// A route with all optional parts.
 const EvpnDistinguisher whole = {
     "65001:1", {{"[2]:[0]", 1, 1, 2, {1, "RT:65001:1"}, {1, "10001"}, {next_hop}}}};
 

@@ -37,8 +37,8 @@ class FamilyChange : public support::FamilyTest,
   protected:
     FamilyChange() : FamilyTest(*GetParam()) {}
 
-    // Runs the changes, then one that drops what is pending, so that only what
-    // the changes themselves sent is left.
+    // Runs the changes, then one that drops the pending record, so that only the
+    // records of the changes themselves are left.
     Records sent_on_the_way(const Changes &changes) {
         const CapturedOutput output;
         EXPECT_EQ(change(joined(changes, {without_value(SR_OP_CREATED)})), SR_ERR_OK);
@@ -110,7 +110,7 @@ TEST_P(FamilyChange, KeyLongerThanItsFieldIsRefusedAtAnyNodeOfTheEntry) {
 TEST_P(FamilyChange, MissingListKeyIsToldAndTheWalkGoesOnWithoutACode) {
     for (const FamilyList *list : kind().lists()) {
         for (std::size_t given = 0; given < list->keys.size(); ++given) {
-            // The keys before the missing one are there.
+            // The path has the keys before the missing one.
             const ListEntry entry(family(), *list, std::vector<std::string>(given, "k"));
             const auto value = scripted::text(entry.path(list->leaves[0].node), "1");
             const CapturedOutput output;
@@ -286,7 +286,7 @@ TEST_P(FamilyChange, OptionAtTheEndIsTheOperationOfTheLastChangeRead) {
 }
 
 TEST_P(FamilyChange, FirstContainerThatThePathNamesParsesTheChange) {
-    // A key may hold anything, the name of a container as well.
+    // A key may contain anything, even the name of a container.
     const CapturedOutput output;
     EXPECT_EQ(change({created(neighbor(kind().network.container).leaf("activate"))}),
               SR_ERR_INVAL_ARG);
@@ -390,8 +390,8 @@ TEST_P(FamilyChange, FamilyWithoutKnownKeysIsAnInternalErrorAtOnce) {
 }
 
 TEST_P(FamilyChange, ShorterPathIsReadWithWhatALongerOneLeftBehindIt) {
-    // Only the characters of a path are copied for the look-ups, which cut it
-    // behind each key: the keys in front of the last cut are found once more.
+    // The plug-in copies only the characters of a path for the look-ups, which cut it
+    // after each key: a look-up also finds the keys before the last cut.
     const std::string list = kind().subscription;
     const std::string keys = kind().in_vrf ? "[afi='AFI_IP'][safi='SAFI_UNICAST'][vrf-name='red']"
                                            : "[safi='SAFI_UNICAST'][afi='AFI_IP']";
@@ -451,7 +451,7 @@ class FamilyParser : public FamilyChange {
 
     FamilyParser() : key_{} {
         g_bgp_id = as;
-        // The parsers copy the whole key, whatever it holds.
+        // The parsers copy the whole key, whatever it contains.
         key_.op = 3;
         key_.bgp_id = 4;
         key_.afi = 5;
@@ -471,7 +471,7 @@ class FamilyParser : public FamilyChange {
         sr_free_val(made);
         return result;
     }
-    // The record after its head was written over what it held.
+    // The record with its head overwritten.
     RecordBytes head(const FamilyList &list, int op, char before = fill) const {
         return RecordBytes(list.size, before)
             .put({0, 4}, op)

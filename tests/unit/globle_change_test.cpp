@@ -35,7 +35,7 @@ constexpr Leaf multihop = {"ebgp-multihop", 5,
 constexpr Leaf update_source = {
     "update-source", 6, RECORD_FIELD(bgp_globle_neighbor_config, update_source), Leaf::text};
 constexpr const Leaf *neighbor_leaves[] = {&remote_as, &description, &multihop, &update_source};
-// The deletions of these go with the deletion of the remote AS.
+// The deletion of the remote AS includes the deletions of these.
 constexpr const Leaf *carried_leaves[] = {&description, &multihop, &update_source};
 
 constexpr auto op_field = RECORD_FIELD(bgp_globle_neighbor_config, op);
@@ -356,7 +356,7 @@ class GlobleNeighborParser : public GlobleChange {
         return result;
     }
     std::string record() const { return support::bytes_of(record_); }
-    // The record before the parser wrote anything but what it writes at every node.
+    // The record with only the fields that the parser writes for every node.
     static RecordBytes filled(int op) { return head(RecordBytes(412, fill), op); }
 
     bgp_globle_neighbor_config record_;
@@ -449,7 +449,7 @@ class GlobleTrace : public GlobleChange {
   protected:
     GlobleTrace() { set_switches(1, 0); }
 
-    // What a call on these changes prints between the lines that begin every walk and its end.
+    // The output for these changes, between the lines at the start and the end of every walk.
     static std::string trace(Changes changes) {
         const CapturedOutput output;
         change(std::move(changes));

@@ -70,7 +70,7 @@ TEST_F(Helpers, ListContainersAreSkippedAndNothingElse) {
 
 class ChooseValue : public Helpers {
   protected:
-    // The value chosen, with the result in `result`.
+    // The chosen value; the result is in `result`.
     sr_val_t *choose(sr_change_oper_t operation, sr_val_t *old_value, sr_val_t *new_value) {
         sr_val_t *chosen = &other_;
         result = plugin_value_choose(operation, old_value, new_value, &chosen);

@@ -1,5 +1,4 @@
-// Replies whose counts and texts are not what they should be, and replies as
-// chance makes them.
+// Replies with invalid counts and texts, and random replies.
 #include "expected_values.h"
 #include "random_rounds.h"
 
@@ -52,7 +51,7 @@ class HostileReply : public support::PluginTest {
         });
     }
 
-    // That the reply is refused with one line, and leaves nothing behind.
+    // Checks that the reply is refused with one line and leaves nothing behind.
     static void expect_refused(const Parser &parser, const Reply &reply, std::size_t before = 0) {
         Values values(before);
         const CapturedOutput output;
@@ -68,7 +67,7 @@ class HostileReply : public support::PluginTest {
             expect_refused(parser, Reply(parser.sub_mod, payload), before);
         }
     }
-    // That there is no array for what the reply announces: sysrepo is not asked for one.
+    // Checks that the parser requests no array for the number that the reply announces.
     static void expect_no_array(const Parser &parser, const Reply &reply, std::size_t before) {
         sysrepo().reallocs.clear();
         Values values(before);
@@ -84,7 +83,7 @@ class HostileReply : public support::PluginTest {
             expect_no_array(parser, Reply(parser.sub_mod, payload), before);
         }
     }
-    // That the reply is accepted and has that many values.
+    // Checks that the reply is accepted and has that many values.
     static void expect_values(const Parser &parser, const std::string &payload, std::size_t count) {
         Values values;
         const CapturedOutput output;
@@ -124,9 +123,9 @@ std::string repeated(const std::string &item, std::size_t times) {
 
 // --- Counts ------------------------------------------------------------------------
 
-// Numbers of records of that size that no reply has room for: the first, huge
-// ones, and those whose product with the size, or with the number of values of
-// a record, wraps to a small number.
+// Numbers of records of that size that do not fit into a reply: the smallest one, huge
+// ones, and those whose product with the size, or with the number of values of a
+// record, wraps to a small number.
 std::vector<std::uint32_t> too_many(std::uint32_t first, std::uint32_t size, std::uint32_t values) {
     return {first,
             first + 1,
@@ -167,7 +166,7 @@ TEST_F(HostileReply, InfoOfMoreNextHopsThanThereIsRoomForIsRefused) {
 }
 
 TEST_F(HostileReply, NetworksThatNextHopsPushOutsideAreRefused) {
-    // The first network's next hops end so that the second one has room, or not.
+    // The end of the first network's next hops leaves room for the second network, or not.
     const auto most = static_cast<std::uint32_t>((payload_limit - 60 - 2 * 56) / 92);
     const std::string hops = repeated(Record(support::next_hop_record).bytes(), most);
     expect_values(info, info_of(most, 2, network_of(most) + hops), 5 + std::size_t{4} * most);
@@ -175,7 +174,7 @@ TEST_F(HostileReply, NetworksThatNextHopsPushOutsideAreRefused) {
 }
 
 TEST_F(HostileReply, InfoThatEndsExactlyAtTheBuffersEndIsAccepted) {
-    // 13 networks and as many next hops as fill the buffer to its last byte.
+    // 13 networks, and next hops that fill the buffer to its last byte.
     std::uint32_t networks = 1;
     while ((payload_limit - 60 - 56 * networks) % 92 != 0) {
         ++networks;
@@ -235,8 +234,8 @@ TEST_F(HostileReply, PeersThatFamiliesPushOutsideAreRefused) {
     Values values;
     EXPECT_EQ(parse(neighbor, reply(most), values), SR_ERR_OK);
     EXPECT_EQ(values.size(), 40 + std::size_t{9} * most);
-    // As many as have room behind the first peer, with too little left for the
-    // second; the values before the call make room for those of the families.
+    // As many as fit after the first peer, with too little room left for the second;
+    // the values before the call make room for those of the families.
     expect_refused(neighbor, reply(static_cast<std::uint32_t>((payload_limit - 4 - 312) / 108)),
                    100);
 }
@@ -254,7 +253,7 @@ TEST_F(HostileReply, ThereIsNoArrayForMoreValuesThanAnEvpnReplyHolds) {
     for (const std::uint32_t count :
          {static_cast<std::uint32_t>(evpn.most_values) + 1, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU,
           static_cast<std::uint32_t>(0xFFFFFFFF / sizeof(sr_val_t)) + 1}) {
-        // What there is room for is written all the same.
+        // The parser still writes the values that fit.
         for (const std::size_t before : {0U, 2U, 3U, 5U}) {
             Values values(before);
             const CapturedOutput output;
@@ -267,7 +266,7 @@ TEST_F(HostileReply, ThereIsNoArrayForMoreValuesThanAnEvpnReplyHolds) {
 }
 
 TEST_F(HostileReply, EvpnReplyOfNothingButTheShortestRoutesIsAccepted) {
-    // Twelve bytes each, five values each: no reply has more of them.
+    // Twelve bytes and five values each: the largest number of values in a reply.
     const EvpnRoute shortest = {"", 1, 1, 1, {1, ""}, {1, ""}};
     const auto routes = static_cast<std::uint32_t>((payload_limit - 13) / 12);
     const std::string payload = packed(routes * 5) + packed(std::uint32_t{1}) + packed("") +
@@ -276,7 +275,7 @@ TEST_F(HostileReply, EvpnReplyOfNothingButTheShortestRoutesIsAccepted) {
 }
 
 TEST_F(HostileReply, EvpnCountsThatLeadOutsideTheReplyAreRefused) {
-    const std::string route_end(5, '\0'); // no texts, and next hops to be counted
+    const std::string route_end(5, '\0'); // no texts, and a count of next hops
     const std::string one = packed(std::uint32_t{1});
     const std::string starts[] = {
         "",
@@ -332,7 +331,7 @@ TEST_F(HostileReply, NeighborsThatHaveMoreValuesThanTheLengthTellsAreRefused) {
             packed(std::uint32_t{1}) + peer_of(families) + repeated(plain_family(), families);
         Reply reply(neighbor.sub_mod, payload);
         expect_refused(neighbor, reply.length(16 + 4 + 312 + 108 * (families - 1)));
-        // What is there before the call is room as well.
+        // The values before the call are room, too.
         Values values(9);
         EXPECT_EQ(parse(neighbor, reply, values), SR_ERR_OK);
         EXPECT_EQ(values.size(), 20U + 9 * families);
@@ -341,8 +340,7 @@ TEST_F(HostileReply, NeighborsThatHaveMoreValuesThanTheLengthTellsAreRefused) {
 
 // --- The end of the buffer ------------------------------------------------------------
 
-// A stream whose last `tail` bytes lie before the buffer's end, moved on by
-// `beyond` bytes.
+// A stream whose last `tail` bytes end at the end of the buffer, moved by `beyond` bytes.
 std::string at_the_end(std::size_t tail_size, const std::string &tail, std::size_t beyond) {
     const std::size_t head = 4 + 4 + 1; // what is around the distinguisher's text
     std::string stream = packed(std::uint32_t{100}) + packed(std::uint32_t{1}) +
@@ -360,7 +358,7 @@ TEST_F(HostileReply, EvpnStreamMayEndAtTheBuffersEndAndNotBeyond) {
               SR_ERR_OK);
     EXPECT_EQ(values.size(), 9U);
     EXPECT_STREQ(values.at(8).data.string_val, "path");
-    // Whatever item the buffer's end cuts.
+    // The end of the buffer may cut any item.
     for (std::size_t beyond = 1; beyond <= tail.size() + 1; ++beyond) {
         expect_refused(evpn, Reply(evpn.sub_mod, at_the_end(tail.size(), tail, beyond)));
     }
@@ -403,7 +401,7 @@ TEST_F(HostileReply, EvpnTextWithoutANulIsRefused) {
 
 // --- Texts without a NUL -----------------------------------------------------------------
 
-// A record in which every byte is an x but for its numbers.
+// A record in which every byte except its numbers is an x.
 Record filled_with_text(const WireRecord &layout) {
     const std::string bytes(layout.size, 'x');
     Record record = Record::at(layout, bytes, 0);
@@ -474,7 +472,7 @@ TEST_F(HostileReply, XPathOf999CharactersIsWholeAndALongerOneLosesItsEnd) {
 }
 
 TEST_F(HostileReply, EveryXPathIsCutAfter999Characters) {
-    // Which text is how long: the cut goes through all that follows it.
+    // Changing the length of a text moves everything after it across the cut.
     for (const int which : {0, 1, 2}) {
         for (std::size_t length = 700; length <= 1100; ++length) {
             const std::string text(length, 'x');
@@ -518,13 +516,13 @@ class Chance {
     std::uint32_t below(std::uint32_t limit) { return next() % limit; }
     bool once_in(std::uint32_t times) { return below(times) == 0; }
 
-    // Any number, the odd ones often.
+    // Any number, often a special one.
     std::uint32_t number() {
         static constexpr std::uint32_t odd[] = {0,     1,     2,          3,          255,
                                                 65535, 65536, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
         return once_in(2) ? odd[below(std::size(odd))] : next() >> below(32);
     }
-    // Any text of at most `limit` bytes, often of none or of all of them.
+    // Any text of at most `limit` bytes, often empty or of full length.
     std::string text(std::uint32_t limit) {
         std::string text(once_in(8) ? limit : once_in(8) ? 0 : below(limit + 1), '\0');
         for (char &character : text) {
@@ -543,7 +541,7 @@ class Chance {
         }
         return made;
     }
-    // Records of that layout; `shape` adds to a record what belongs to it.
+    // Records of that layout; `shape` adds the data that belong to a record.
     std::string records(std::uint32_t count, const WireRecord &layout,
                         const std::function<std::string(Record)> &shape) {
         std::string bytes;
@@ -638,7 +636,7 @@ class RandomReply : public HostileReply, public testing::WithParamInterface<Sour
   protected:
     const int rounds = support::random_rounds(2000);
 
-    // That the call did what it is to do with a reply that it did not refuse.
+    // Checks the result of a reply that was not refused.
     static void expect_as_expected(const Values &values, std::size_t before,
                                    const Expected &expected) {
         EXPECT_EQ(values.written(), expected.outputs);
@@ -662,7 +660,7 @@ TEST_P(RandomReply, GivesTheExpectedValues) {
     }
 }
 
-// Something in the reply becomes something else.
+// Changes one part of the reply.
 void spoil(Chance &chance, std::string &bytes, Reply &reply) {
     const auto size = static_cast<std::uint32_t>(bytes.size());
     const std::uint32_t at = chance.below(size);
@@ -680,7 +678,7 @@ void spoil(Chance &chance, std::string &bytes, Reply &reply) {
         bytes += std::string(chance.below(500), 'x');
         break;
     case 4: {
-        // A number where the counts are: at a multiple of four.
+        // A number at a position of the counts: a multiple of four.
         const std::uint32_t number = chance.once_in(4) ? chance.number() : chance.below(50);
         bytes.replace(at / 4 * 4, 4, packed(number));
         break;
@@ -697,7 +695,7 @@ void spoil(Chance &chance, std::string &bytes, Reply &reply) {
 TEST_P(RandomReply, IsRefusedOrGivesTheExpectedValuesWhenItIsSpoiled) {
     const Parser &parser = *GetParam().parser;
     Chance chance(19991231);
-    // Zeros may be walked through for long: mostly there is something else.
+    // Reading zeros may take long, so most replies are followed by other bytes.
     Reply before_zeros(parser.sub_mod);
     Reply before_text(parser.sub_mod, {}, 'x');
     int refused = 0;
@@ -733,7 +731,7 @@ TEST_P(RandomReply, IsRefusedOrGivesTheExpectedValuesWhenItIsSpoiled) {
         EXPECT_EQ(result, expected.result);
         expect_as_expected(values, before, expected);
     }
-    // Neither all of them nor none.
+    // Some of them are refused, but not all.
     EXPECT_GT(refused, rounds / 100);
     EXPECT_LT(refused, rounds * 99 / 100);
 }

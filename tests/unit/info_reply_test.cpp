@@ -182,7 +182,7 @@ TEST_F(InfoReply, ArrayIsSizedFromTheTotalNotFromTheNetworks) {
 
 TEST_F(InfoReply, EmptyTableWritesNothingAndLeavesTheCount) {
     for (const std::size_t before : {std::size_t{0}, std::size_t{4}}) {
-        // Whatever total is announced.
+        // The announced total does not matter.
         for (const std::uint32_t total : {0U, 9U}) {
             std::string payload = info(plain_table(), {});
             payload.replace(0, 4, packed(total));

@@ -72,7 +72,7 @@ TEST_F(Lifecycle, SuccessIsTraced) {
     EXPECT_EQ(output.text(), "sysrepo bgp plugin INIT...OK\n orv_bgp plugin cleanup finished.\n");
 }
 
-// Each registration failing in turn.
+// Each registration fails once.
 class LifecycleFailure : public Lifecycle, public testing::WithParamInterface<std::size_t> {};
 
 TEST_P(LifecycleFailure, UndoesTheEarlierRegistrationsAndReturnsTheCode) {

@@ -76,7 +76,7 @@ Record plain_family(std::uint32_t afi = 1, std::uint32_t safi = 1) {
         .put("prefix_announced_statis", 4294967295U);
 }
 
-// A family whose other fields tell it from every other.
+// A family whose fields differ from those of every other family.
 Record family(unsigned seed, std::uint32_t afi, std::uint32_t safi) {
     return Record(family_record, seed).put("afi", afi).put("safi", safi);
 }
@@ -158,7 +158,7 @@ TEST_F(NeighborReply, FirstAddressFamilyOfAPeerIsPublishedForEachOfThem) {
     }
     EXPECT_EQ(expected.size(), 38U);
     EXPECT_EQ(outputs({{peer, {first, family(3, 3, 5)}}}), expected);
-    // Nothing of the second one counts, not even a family without a name.
+    // The parser does not use the second one, not even a family without a name.
     EXPECT_EQ(outputs({{peer, {first, family(4, 99, 99)}}}), expected);
 }
 
@@ -255,7 +255,7 @@ TEST_F(NeighborReply, ArrayIsSizedOnceFromTheLengthOfTheReply) {
     };
     for (const Row &row : {
              Row{1, 0, 0, 0, 20}, Row{1, 1, 0, 0, 29}, Row{2, 3, 0, 0, 94},
-             Row{2, 3, 7, 0, 101},                      // what is there counts as well
+             Row{2, 3, 7, 0, 101},                      // existing values count, too
              Row{1, 0, 0, 4 + 312 + 108 * 3, 47},       // room for three families
              Row{1, 0, 5, 4 + 312 + 108 * 3, 52},       //
              Row{1, 0, 0, 312 + 107, 20},               // one byte short of a family

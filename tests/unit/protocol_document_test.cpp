@@ -1,6 +1,5 @@
-// docs/protocol.md: its tables are those of the code, and its examples say what they claim. The
-// examples are written for a big-endian machine; on another one their numbers are turned round
-// first.
+// Compares the tables and examples of docs/protocol.md with the code. The examples are those of a
+// big-endian machine; on another one the test first swaps the bytes of their numbers.
 #include "message.h"
 #include "replies.h"
 
@@ -30,7 +29,7 @@ bool is_little_endian() {
 // --- The document --------------------------------------------------------------------
 
 struct Block {
-    std::string kind; // what stands behind the opening fence: "hex NAME", "text" ...
+    std::string kind; // the text after the opening fence: "hex NAME", "text" ...
     std::vector<std::string> lines;
 };
 
@@ -126,7 +125,7 @@ class HostOrder {
             }
         }
     }
-    // Turns the numbers of a reply's record and moves behind it.
+    // Swaps the numbers of a reply's record and moves to its end.
     void turn(const WireRecord &record) {
         for (const support::WireField &field : record.fields) {
             if (!field.is_text) {
@@ -208,7 +207,7 @@ std::string published(support::ReplyParser parse, const std::string &bytes) {
 
 class ReplyExample : public support::PluginTest {
   protected:
-    // That the example whose numbers were turned is a whole reply, and what it publishes.
+    // Checks that the swapped example is a complete reply, and what the parser publishes.
     static void expect_reply(const char *name, support::ReplyParser parse, const HostOrder &host) {
         EXPECT_EQ(host.position(), host.bytes().size()) << name;
         EXPECT_EQ(published(parse, host.bytes()), examples().at(name).says) << name;

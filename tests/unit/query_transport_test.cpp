@@ -93,7 +93,7 @@ std::vector<Query> all_queries() {
     return {evpn_query(), info_query(), neighbor_query(), summary_query(2), clear_query()};
 }
 
-// A whole reply; a `length` of 0 is its own.
+// A whole reply; with a `length` of 0 dataLen is its real length.
 std::string reply_bytes(int sub_mod, const std::string &payload, std::int32_t length = 0,
                         int module = MODULE_ID_BGP) {
     const auto whole = static_cast<std::int32_t>(payload.size() + 16);
@@ -105,7 +105,7 @@ std::string reply_bytes(const Query &query) {
 }
 
 int call(const Query &query, Values &output) {
-    sr_val_t input{}; // nothing in particular is asked for
+    sr_val_t input{}; // selects nothing
     return output.fill([&](sr_val_t **array, size_t *count) {
         return query.callback(scripted::session(), "/orv_bgp:rpc", &input, 0, SR_EV_RPC, 1, array,
                               count, nullptr);
@@ -127,8 +127,8 @@ class QueryTransport : public support::PluginTest {
 
 // --- Replies in pieces --------------------------------------------------------------
 
-// A daemon that takes one query on the daemon's port and answers it piece by
-// piece, without waiting for more to send along.
+// A daemon that receives one query on the daemon's port and answers it piece by piece,
+// without combining pieces.
 class PieceDaemon {
   public:
     explicit PieceDaemon(std::vector<std::string> pieces)

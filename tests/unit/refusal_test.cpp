@@ -214,7 +214,7 @@ TEST_F(EditRefusal, SaysThatTheDaemonClosedTheConnection) {
 }
 
 TEST_F(EditRefusal, SaysThatThereIsNoMemoryForTheMessage) {
-    // The message alone: what the scripted sysrepo allocates is not the plug-in's.
+    // The message alone: the plug-in does not own what the scripted sysrepo allocates.
     support::ObservedCalls calls;
     calls.malloc_fails = true;
     std::uint64_t record = 0;

@@ -1,4 +1,4 @@
-// What the four parsers of replies have in common.
+// The behavior that the four reply parsers share.
 #include "expected_values.h"
 #include "observed_calls.h"
 
@@ -21,7 +21,7 @@ struct Row {
     std::string payload; // that has values
     const char *trace;   // the name in its first trace
     const char *another; // line for another query's reply
-    const char *no_room; // line when the array cannot be had
+    const char *no_room; // line when the array is not available
 
     friend void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
 };
@@ -70,7 +70,7 @@ class AnyReply : public support::ReplyTest, public testing::WithParamInterface<R
         EXPECT_EQ(parse(values, payload), SR_ERR_OK);
         return values.outputs();
     }
-    // That the call did nothing to the array.
+    // Checks that the parser did not change the array.
     static void expect_untouched(const Values &values, std::size_t before) {
         EXPECT_EQ(values.size(), before);
         EXPECT_EQ(values.written_count(), 0U);
@@ -128,7 +128,7 @@ TEST_P(AnyReply, IsRefusedWhenItAnswersAnotherQuery) {
     EXPECT_TRUE(sysrepo().reallocs.empty());
 }
 
-// The EVPN parser goes on with the room that there is.
+// The EVPN parser uses the array as it is.
 class SizedReply : public AnyReply {};
 INSTANTIATE_TEST_SUITE_P(Every, SizedReply, testing::Values(rows[1], rows[2], rows[3]),
                          [](const auto &test) { return test.param.name; });

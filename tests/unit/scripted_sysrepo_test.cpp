@@ -1,5 +1,5 @@
-// The scripted sysrepo stands in for the library: what it computes itself has
-// to be what the library computes.
+// The scripted sysrepo replaces the library: its own results must be those of the
+// library.
 #include "scripted_sysrepo.h"
 
 #include <dlfcn.h>

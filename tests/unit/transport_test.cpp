@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-// The transport's receive buffer, and the room that it is the first half of.
+// The transport's receive buffer, which is the first half of `reply_room`.
 extern "C" {
 extern char buf[BUF_SIZE_MAX];
 extern char reply_room[2 * BUF_SIZE_MAX];
@@ -33,7 +33,7 @@ using support::CapturedOutput;
 using support::ObservedCalls;
 using support::RecordingDaemon;
 
-// A message in the heap.
+// A message on the heap.
 struct FreeMessage {
     void operator()(netconf_data_struc *message) const { std::free(message); }
 };
@@ -57,13 +57,13 @@ MessagePointer make_query(const std::string &payload = "query") {
     return query;
 }
 
-// The bytes of the reply as they lie behind the pointer.
+// The bytes of the reply at the pointer.
 std::string bytes_at(const netconf_data_struc *reply, std::size_t size) {
     return {reinterpret_cast<const char *>(reply), size};
 }
 
-// The other end of a query connection. Every piece that it sends is read by
-// one read, however the two run.
+// The other end of a query connection. One read returns exactly one piece that it
+// sends, whatever the timing.
 class Peer {
   public:
     Peer() {
@@ -374,7 +374,7 @@ TEST_F(Transport, EveryReadAsksForAWholeBuffer) {
 }
 
 TEST_F(Transport, SenderOfMoreThanItAnnouncedFindsRoomAndLeavesNothing) {
-    // As much as can come: one byte less than the buffer takes, then a whole buffer more.
+    // The largest amount: one byte less than the buffer, then a whole buffer more.
     const std::vector<std::size_t> sizes = {BUF_SIZE_MAX - 1, BUF_SIZE_MAX};
     const std::string header = message_bytes(3, 21, 0, BUF_SIZE_MAX, "");
     std::size_t reads = 0;
@@ -471,8 +471,8 @@ TEST_F(Transport, NegativeAnnouncedLengthEndsTheReplyAfterTheFirstRead) {
     EXPECT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
 }
 
-// Sends from a thread what no socket buffer holds at once, in pieces that are
-// read by one read each, as far as the other end takes them.
+// Sends from a thread more than a socket buffer holds, in pieces that one read
+// returns each, until the other end stops reading.
 class Sender {
   public:
     explicit Sender(std::vector<std::string> pieces) {

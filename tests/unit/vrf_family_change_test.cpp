@@ -1,4 +1,4 @@
-// What the address families of VRFs do otherwise than those of the instance.
+// The differences between the address families of VRFs and those of the instance.
 #include "family_paths.h"
 
 #include <gmock/gmock.h>

@@ -10,8 +10,8 @@ std::size_t wire_c11_header_size(void);
 
 namespace {
 
-// The layouts are asserted beside the records; here are the numbers that
-// travel, and what both languages have to agree on.
+// The headers assert the layouts. This checks the numbers in messages, and that C and
+// C++ agree.
 
 TEST(Wire, ModuleNumbers) {
     EXPECT_EQ(MODULE_ID_USER, 1);
