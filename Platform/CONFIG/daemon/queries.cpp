@@ -34,7 +34,7 @@ std::uint32_t number_from(std::string_view text) {
 // The configuration.
 
 // What is below the node at this step; nothing when the step is not there.
-const json &child(const json &node, const std::string &step) {
+const json &child(const json &node, std::string_view step) {
     static const json nothing = json::object();
     const auto found = node.find(step);
     return found == node.end() ? nothing : *found;

@@ -5,6 +5,7 @@
 #include <libyang/libyang.h>
 #include <sysrepo.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 

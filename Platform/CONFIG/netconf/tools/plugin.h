@@ -4,6 +4,7 @@
 
 #include <sysrepo.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
