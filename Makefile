@@ -8,12 +8,13 @@ build: setup
 	cmake --build --preset release
 
 # Runs the demonstration on a private datastore; KEEP=1 keeps it running,
-# BACKEND=frr manages a real BGP speaker.
+# BACKEND=frr manages a real BGP speaker, NETCONF=1 edits through a NETCONF server (docs/netconf.md).
 run:
-	scripts/install-dependencies --for-demo $(if $(filter frr,$(BACKEND)),--for-frr)
+	$(if $(and $(NETCONF),$(KEEP)$(BACKEND)),$(error NETCONF=1 goes with neither KEEP nor BACKEND))
+	scripts/install-dependencies --for-demo $(if $(filter frr,$(BACKEND)),--for-frr) $(if $(NETCONF),--for-netconf)
 	cmake --preset demo
 	cmake --build --preset demo
-	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/demo $(if $(KEEP),--keep)
+	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/demo $(if $(KEEP),--keep) $(if $(NETCONF),--netconf)
 
 # For every change: unit, shared-object and daemon tests, format, links, module, exports.
 check: setup
