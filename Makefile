@@ -10,7 +10,7 @@ build: setup
 # Runs the demonstration on a private datastore; KEEP=1 keeps it running,
 # BACKEND=frr manages a real BGP speaker, NETCONF=1 edits through a NETCONF server (docs/netconf.md).
 run:
-	$(if $(and $(NETCONF),$(KEEP)$(BACKEND)),$(error NETCONF=1 goes with neither KEEP nor BACKEND))
+	$(if $(and $(NETCONF),$(KEEP)$(BACKEND)),$(error NETCONF=1 cannot be combined with KEEP or BACKEND))
 	scripts/install-dependencies --for-demo $(if $(filter frr,$(BACKEND)),--for-frr) $(if $(NETCONF),--for-netconf)
 	cmake --preset demo
 	cmake --build --preset demo
