@@ -47,7 +47,7 @@ fuzz: setup
 
 # Builds the Debian packages into build/packages.
 package: setup
-	scripts/install-dependencies --for-proof
+	scripts/install-dependencies --for-packages
 	scripts/build-package build/packages
 
 # Measures which lines and branches of the plug-in the unit tests reach.
