@@ -10,7 +10,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <thread>
@@ -160,9 +159,11 @@ class PieceDaemon {
         setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         char query[1000];
         if (recv(connection, query, sizeof query, 0) > 0) {
-            std::all_of(pieces.begin(), pieces.end(), [&](const std::string &piece) {
-                return send(connection, piece.data(), piece.size(), MSG_NOSIGNAL) >= 0;
-            });
+            for (const std::string &piece : pieces) {
+                if (send(connection, piece.data(), piece.size(), MSG_NOSIGNAL) < 0) {
+                    break;
+                }
+            }
         }
         close(connection);
     }
