@@ -277,4 +277,9 @@ INSTANTIATE_TEST_SUITE_P(Options, BadOptionTest,
                                          std::vector<std::string>{"--unknown"},
                                          std::vector<std::string>{"argument"}));
 
+#ifndef BACKEND_FRR
+INSTANTIATE_TEST_SUITE_P(LeftOutBackends, BadOptionTest,
+                         testing::Values(std::vector<std::string>{"--backend", "frr"}));
+#endif
+
 } // namespace

@@ -1,10 +1,12 @@
 // bgp_configd: the configuration daemon's life.
 #include "daemon.h"
-#include "frr/frr_backend.h"
 #include "memory_backend.h"
 #include "options.h"
 #include "server.h"
 #include "state.h"
+#ifdef BACKEND_FRR
+#include "frr/frr_backend.h"
+#endif
 
 #include <nlohmann/json.hpp>
 
@@ -13,13 +15,18 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
 
 std::unique_ptr<configd::Backend> make_backend(const configd::Options &options) {
     if (options.backend == configd::BackendKind::Frr) {
+#ifdef BACKEND_FRR
         return std::make_unique<configd::frr::FrrBackend>(options.vty_socket, options.frr_lines);
+#else
+        throw std::runtime_error{"--backend frr: this daemon was built without it (BACKEND_FRR)"};
+#endif
     }
     return std::make_unique<configd::MemoryBackend>(
         options.state_file.empty() ? configd::State{} : configd::load_state(options.state_file));

@@ -12,16 +12,18 @@ const std::vector<Family> &families() {
         {BGP_AFI_IP,
          BGP_SAFI_UNICAST,
          "ipv4 unicast",
+         "ipv4Unicast",
          4,
          {"babel", "connected", "eigrp", "isis", "kernel", "nhrp", "openfabric", "ospf", "rip",
           "static", "table", "vnc", "vnc-direct"}},
-        {BGP_AFI_IP, BGP_SAFI_MULTICAST, "ipv4 multicast", 4, {}},
+        {BGP_AFI_IP, BGP_SAFI_MULTICAST, "ipv4 multicast", "ipv4Multicast", 4, {}},
         {BGP_AFI_IPV6,
          BGP_SAFI_UNICAST,
          "ipv6 unicast",
+         "ipv6Unicast",
          6,
          {"connected", "isis", "kernel", "nhrp", "ospf6", "ripng", "static"}},
-        {BGP_AFI_L2VPN, BGP_SAFI_EVPN, "l2vpn evpn", 0, {}},
+        {BGP_AFI_L2VPN, BGP_SAFI_EVPN, "l2vpn evpn", "l2VpnEvpn", 0, {}},
     };
     return table;
 }
@@ -47,6 +49,10 @@ const Family *find_family(std::uint32_t afi, std::uint32_t safi, bool in_vrf) {
 
 const Family *find_family(std::string_view name) {
     return first_family([=](const Family &family) { return family.name == name; });
+}
+
+const Family *find_answered_family(std::string_view answer_name) {
+    return first_family([=](const Family &family) { return family.answer_name == answer_name; });
 }
 
 } // namespace configd::frr

@@ -14,6 +14,7 @@ struct Family {
     std::uint32_t afi;
     std::uint32_t safi;
     std::string_view name;                   // behind `address-family`
+    std::string_view answer_name;            // in what bgpd answers
     int ip_version;                          // of its networks; 0: it takes none
     std::vector<std::string_view> protocols; // that it redistributes
 
@@ -24,8 +25,10 @@ struct Family {
 // nullptr when bgpd has none. Static storage.
 const Family *find_family(std::uint32_t afi, std::uint32_t safi, bool in_vrf);
 
-// The family of this name, or nullptr. Static storage.
+// The family that has this name behind `address-family`, or in an answer; nullptr when none has.
+// Static storage.
 const Family *find_family(std::string_view name);
+const Family *find_answered_family(std::string_view answer_name);
 
 } // namespace configd::frr
 

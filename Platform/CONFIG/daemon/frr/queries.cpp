@@ -1,8 +1,9 @@
 #include "frr/queries.h"
 
-#include "address_families.h"
 #include "field_text.h"
 #include "frr/command_text.h"
+#include "frr/families.h"
+#include "netconf_bgp_public.h"
 #include "plugin_public.h"
 #include "reply_payload.h"
 #include "selectors.h"
@@ -212,21 +213,6 @@ std::string_view vrf_from(std::string_view name) {
     return name == "default" ? std::string_view{} : name;
 }
 
-struct Family {
-    std::string_view name; // bgpd's
-    std::uint32_t afi, safi;
-};
-
-// Those that have a number on the wire.
-constexpr Family families[] = {
-    {"ipv4Unicast", 1, 1}, {"ipv4Multicast", 1, 2}, {"ipv6Unicast", 2, 1}, {"l2VpnEvpn", 3, 5}};
-
-const Family *find_family(std::string_view name) {
-    const auto *row = std::find_if(std::begin(families), std::end(families),
-                                   [=](const Family &family) { return family.name == name; });
-    return row == std::end(families) ? nullptr : row;
-}
-
 // Summary.
 
 // A neighbour in the families that it takes part in: the first says what it is, and each has
@@ -290,7 +276,7 @@ QueryResult answer_summary(const Message &message, Exchange &exchange) {
 
     std::vector<const json *> summaries;
     for (const auto &[name, summary] : objects_in(answer)) {
-        if (find_family(name) != nullptr) {
+        if (find_answered_family(name) != nullptr) {
             summaries.push_back(summary);
         }
     }
@@ -353,7 +339,7 @@ PeerFacts peer_facts(std::string_view vrf, std::string_view address, const json 
     peer.connection_dropped = number(facts, "connectionsDropped");
     peer.next_connect_timer = seconds(facts, "nextConnectTimerDueInMsecs");
     for (const auto &[name, family_facts] : objects_in(member(facts, "addressFamilyInfo"))) {
-        if (const Family *family = find_family(name); family != nullptr) {
+        if (const Family *family = find_answered_family(name); family != nullptr) {
             neighbor.families.push_back(family_record(*family, vrf, *family_facts, exchange));
         }
     }
