@@ -1,6 +1,6 @@
 # Each target first installs the packages that it needs (scripts/install-dependencies).
 
-.PHONY: build run check test proof faults bench fuzz soak coverage mutants package figures format clean
+.PHONY: build run check test proof faults bench fuzz soak coverage mutants package figures wire format clean
 
 # Builds everything with g++.
 build: setup
@@ -67,6 +67,12 @@ soak: build
 figures: setup
 	scripts/install-dependencies --for-figures --for-tests
 	scripts/draw-figures $(DEMO)
+
+# Writes the tables of the dissector and of docs/protocol.md anew, from the records in the headers.
+wire: setup
+	cmake --preset release
+	cmake --build --preset release --target wire_tables
+	build/release/Platform/CONFIG/daemon/wire/wire_tables .
 
 format:
 	scripts/check-format --fix

@@ -31,7 +31,9 @@ std::string field_bytes(Input &input, const configd::Field &field);
 std::string record_bytes(Input &input, const configd::RecordLayout &record) {
     std::string bytes(record.size, '\0');
     for (const configd::Field &field : record) {
-        bytes.replace(field.offset, field.size, field_bytes(input, field));
+        if (field.type != configd::FieldType::Reserved) {
+            bytes.replace(field.offset, field.size, field_bytes(input, field));
+        }
     }
     return bytes;
 }
@@ -44,7 +46,7 @@ std::string field_bytes(Input &input, const configd::Field &field) {
         return text;
     }
     case configd::FieldType::AddressFamily:
-        return record_bytes(input, *configd::find_record_kind(BGP_SUB_ADDRESS_FAMILY_VRF)->record);
+        return record_bytes(input, configd::layout_of<address_family_val>);
     case configd::FieldType::Signed:
         return support::bytes_of(input.pick(operations));
     default:

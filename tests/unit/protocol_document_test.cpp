@@ -1,5 +1,5 @@
-// Compares the tables and examples of docs/protocol.md with the code. The examples are those of a
-// big-endian machine; on another one the test first swaps the bytes of their numbers.
+// Compares the examples of docs/protocol.md with the code. They are those of a big-endian machine; on
+// another one the test first swaps the bytes of their numbers.
 #include "message.h"
 #include "replies.h"
 
@@ -15,9 +15,6 @@
 #include <vector>
 
 namespace {
-
-using support::Outputs;
-using support::WireRecord;
 
 bool is_little_endian() {
     const std::uint16_t one = 1;
@@ -117,21 +114,16 @@ class HostOrder {
     void turn(const configd::RecordLayout &record, std::size_t start) {
         for (const configd::Field &field : record) {
             if (field.type == configd::FieldType::AddressFamily) {
-                for (std::size_t i = 0; i < 4; ++i) {
-                    turn(start + field.offset + 4 * i, 4);
-                }
-            } else if (field.type != configd::FieldType::Text) {
+                turn(configd::layout_of<address_family_val>, start + field.offset);
+            } else if (field.type == configd::FieldType::Signed ||
+                       field.type == configd::FieldType::Unsigned) {
                 turn(start + field.offset, field.size);
             }
         }
     }
-    // Swaps the numbers of a reply's record and moves to its end.
-    void turn(const WireRecord &record) {
-        for (const support::WireField &field : record.fields) {
-            if (!field.is_text) {
-                turn(position_ + field.offset, field.size);
-            }
-        }
+    // Swaps the numbers of a record and moves to its end.
+    void turn(const configd::RecordLayout &record) {
+        turn(record, position_);
         position_ += record.size;
     }
     // The same of a number, a flag or a text of the packed reply.
@@ -175,7 +167,7 @@ TEST(ProtocolDocument, RequestsSayWhatStandsBelowThem) {
         const Example &example = all.at(kind.name);
         HostOrder host(example.bytes);
         ASSERT_EQ(example.bytes.size(), configd::header_size + kind.record->size) << kind.name;
-        host.turn(*kind.record, configd::header_size);
+        host.turn(*kind.record);
         const configd::Message message = configd::message_from_bytes(host.bytes());
         EXPECT_EQ(message.sub_mod, code);
         EXPECT_EQ(configd::readable(message), example.says);
@@ -217,25 +209,25 @@ class ReplyExample : public support::PluginTest {
 
 TEST_F(ReplyExample, SummaryPublishesWhatStandsBelowIt) {
     HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_SUMMARY");
-    host.turn(support::summary_block);
-    host.turn(support::summary_entry);
+    host.turn(configd::layout_of<bgp_rpc_ip_bgp_summary_output_neighbors>);
+    host.turn(configd::layout_of<bgp_rpc_ip_bgp_summary_output_entry>);
     expect_reply("reply BGP_SUB_RPC_IP_BGP_SUMMARY", ip_bgp_summary_output_parse, host);
 }
 
 TEST_F(ReplyExample, NeighborPublishesWhatStandsBelowIt) {
     HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_NEIGHBOR");
     host.number();
-    host.turn(support::peer_record);
-    host.turn(support::family_record);
+    host.turn(configd::layout_of<bgp_rpc_ip_bgp_neighbor_output_neighbor>);
+    host.turn(configd::layout_of<bgp_rpc_ip_bgp_neighbor_output_addrsss_family>);
     expect_reply("reply BGP_SUB_RPC_IP_BGP_NEIGHBOR", ip_bgp_neighbor_output_parse, host);
 }
 
 TEST_F(ReplyExample, InformationPublishesWhatStandsBelowIt) {
     HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_INFO");
     host.number();
-    host.turn(support::table_record);
-    host.turn(support::network_record);
-    host.turn(support::next_hop_record);
+    host.turn(configd::layout_of<bgp_rpc_ip_bgp_info_output_public>);
+    host.turn(configd::layout_of<bgp_rpc_ip_bgp_info_output_entry>);
+    host.turn(configd::layout_of<bgp_rpc_ip_bgp_info_next_hop_output_entry>);
     expect_reply("reply BGP_SUB_RPC_IP_BGP_INFO", ip_bgp_info_output_parse, host);
 }
 
@@ -262,70 +254,6 @@ TEST_F(ReplyExample, EvpnPublishesWhatStandsBelowIt) {
 }
 
 // --- Tables --------------------------------------------------------------------------------
-
-// The rows of the record tables: record, then offset, size and field.
-std::set<std::string> table_rows() {
-    std::set<std::string> rows;
-    std::string record;
-    bool code = false;
-    for (const std::string &line : document()) {
-        code = code != (line.rfind("```", 0) == 0);
-        if (code) {
-            continue;
-        }
-        if (line.rfind('`', 0) == 0 && line.find(" bytes:") != std::string::npos) {
-            record = line.substr(1, line.find('`', 1) - 1);
-        } else if (line.rfind('#', 0) == 0) {
-            record.clear();
-        } else if (!record.empty() && line.rfind("| ", 0) == 0 &&
-                   line.find("| `reserved") == std::string::npos && line[2] != 'O') {
-            std::istringstream words(line);
-            std::string bar;
-            std::string offset;
-            std::string size;
-            std::string field;
-            words >> bar >> offset >> bar >> size >> bar >> field;
-            rows.insert(record + " " + offset + " " + size + " " +
-                        field.substr(1, field.size() - 2));
-        }
-    }
-    return rows;
-}
-
-TEST(ProtocolDocument, TablesOfRequestsAreThoseOfTheRecords) {
-    const std::set<std::string> rows = table_rows();
-    EXPECT_GT(rows.size(), 100U);
-    for (std::int32_t code = 1; code < BGP_SUB_MAX; ++code) {
-        const configd::RecordLayout &record = *configd::find_record_kind(code)->record;
-        for (const configd::Field &field : record) {
-            EXPECT_THAT(rows, testing::Contains(std::string(record.name) + " " +
-                                                std::to_string(field.offset) + " " +
-                                                std::to_string(field.size) + " " + field.name));
-        }
-    }
-}
-
-TEST(ProtocolDocument, TablesOfRepliesAreThoseOfTheRecords) {
-    const struct {
-        const char *name;
-        const WireRecord &record;
-    } records[] = {
-        {"bgp_rpc_ip_bgp_summary_output_neighbors", support::summary_block},
-        {"bgp_rpc_ip_bgp_summary_output_entry", support::summary_entry},
-        {"bgp_rpc_ip_bgp_neighbor_output_neighbor", support::peer_record},
-        {"bgp_rpc_ip_bgp_info_output_public", support::table_record},
-        {"bgp_rpc_ip_bgp_info_output_entry", support::network_record},
-        {"bgp_rpc_ip_bgp_info_next_hop_output_entry", support::next_hop_record},
-    };
-    const std::set<std::string> rows = table_rows();
-    for (const auto &[name, record] : records) {
-        for (const support::WireField &field : record.fields) {
-            EXPECT_THAT(rows,
-                        testing::Contains(std::string(name) + " " + std::to_string(field.offset) +
-                                          " " + std::to_string(field.size) + " " + field.name));
-        }
-    }
-}
 
 // The cells of the rows of the table with this heading, without the marks of code.
 std::vector<std::vector<std::string>> table(const std::string &heading) {
@@ -361,21 +289,6 @@ TEST(ProtocolDocument, ResultCodesAreThoseOfTheHeader) {
         found[row.at(1)] = std::stoi(row.at(0));
     }
     EXPECT_EQ(found, names);
-}
-
-TEST(ProtocolDocument, SubModuleCodesAreThoseOfTheRecords) {
-    std::set<std::int32_t> found;
-    for (const char *heading : {"| Code | Name | Record |", "| Code | Name | Query | Reply |"}) {
-        for (const auto &row : table(heading)) {
-            const std::int32_t code = std::stoi(row.at(0));
-            const configd::RecordKind *kind = configd::find_record_kind(code);
-            ASSERT_NE(kind, nullptr) << code;
-            EXPECT_EQ(row.at(1), kind->name);
-            EXPECT_THAT(row.at(2), testing::StartsWith(kind->record->name));
-            found.insert(code);
-        }
-    }
-    EXPECT_EQ(found.size(), static_cast<std::size_t>(BGP_SUB_MAX - 1));
 }
 
 } // namespace

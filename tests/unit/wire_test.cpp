@@ -1,7 +1,12 @@
+#include "file_bytes.h"
 #include "netconf_bgp_public.h"
 #include "netconf_public.h"
+#include "wire.h"
+#include "wire/tables.h"
 
 #include <gtest/gtest.h>
+
+#include <string>
 
 extern "C" {
 int wire_c11_last_sub_module(void);
@@ -41,39 +46,27 @@ TEST(Wire, ResultCodesContinueTheLibrarysNumbering) {
 }
 
 TEST(Wire, SubModuleCodesCountFromOneWithoutGaps) {
-    const int codes[] = {BGP_SUB_BGP_AS,
-                         BGP_SUB_ROUTER_ID,
-                         BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS,
-                         BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION,
-                         BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP,
-                         BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE,
-                         BGP_SUB_NETWORK,
-                         BGP_SUB_REDISTRIBUTE,
-                         BGP_SUB_NEIGHBOR_ACTIVATE,
-                         BGP_SUB_NEIGHBOR_NEXT_HOP_SELF,
-                         BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET,
-                         BGP_SUB_ADDRESS_FAMILY_VRF,
-                         BGP_SUB_NEIGHBOR_VRF_REMOTE_AS,
-                         BGP_SUB_NEIGHBOR_VRF_ACTIVATE,
-                         BGP_SUB_NEIGHBOR_VRF_DESCRIPTION,
-                         BGP_SUB_NEIGHBOR_VRF_MULTIHOP,
-                         BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE,
-                         BGP_SUB_RPC_IP_BGP_EVPN,
-                         BGP_SUB_RPC_IP_BGP_INFO,
-                         BGP_SUB_RPC_IP_BGP_NEIGHBOR,
-                         BGP_SUB_RPC_IP_BGP_SUMMARY,
-                         BGP_SUB_RPC_CLEAR_IP_BGP,
-                         BGP_SUB_MAX};
     int expected = 1;
-    for (const int code : codes) {
-        EXPECT_EQ(code, expected++);
+    for (const configd::RecordKind &kind : configd::record_kinds) {
+        EXPECT_EQ(kind.sub_mod, expected++) << kind.name;
     }
-    EXPECT_EQ(expected, 24);
+    EXPECT_EQ(expected, BGP_SUB_MAX);
 }
 
 TEST(Wire, TheHeadersMeanTheSameInC) {
     EXPECT_EQ(wire_c11_last_sub_module(), BGP_SUB_MAX);
     EXPECT_EQ(wire_c11_header_size(), sizeof(netconf_data_struc));
+}
+
+TEST(Wire, TablesOfTheDissectorAndOfTheDocumentAreThoseOfTheRecords) {
+    const std::string root = SOURCE_DIRECTORY;
+    const std::string document = configd::read_file(PROTOCOL_DOCUMENT);
+    const std::string header =
+        configd::read_file(root + "/Platform/CONFIG/netconf/plugin/netconf_bgp_public.h");
+    EXPECT_TRUE(document == configd::wire::with_tables(document, header)) << "run make wire";
+    EXPECT_TRUE(configd::read_file(root + "/tools/wireshark/orv_bgp_tables.lua") ==
+                configd::wire::dissector_tables())
+        << "run make wire";
 }
 
 } // namespace

@@ -38,228 +38,18 @@ local result_codes = {
   [20] = "SR_ERR_SOCKET_FAILED",
 }
 
-local operations = { [1] = "set", [0] = "delete", [-1] = "other" }
-local afis = { [1] = "AFI_IP", [2] = "AFI_IPV6", [3] = "AFI_L2VPN" }
-local safis = { [1] = "SAFI_UNICAST", [2] = "SAFI_MULTICAST", [5] = "SAFI_EVPN", [71] = "SAFI_VRF" }
-local valid_flags = { [1] = "valid" }
-local select_flags = { [1] = "best" }
-local source_types = { [1] = "internal", [2] = "local" }
-
--- What travels under a sub-module code: the request's record, and for a query the reply's shape.
-local sub_modules = {
-  [1] = { "BGP_SUB_BGP_AS", "bgp_as_val" },
-  [2] = { "BGP_SUB_ROUTER_ID", "bgp_globle_config" },
-  [3] = { "BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS", "bgp_globle_neighbor_config" },
-  [4] = { "BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION", "bgp_globle_neighbor_config" },
-  [5] = { "BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP", "bgp_globle_neighbor_config" },
-  [6] = { "BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE", "bgp_globle_neighbor_config" },
-  [7] = { "BGP_SUB_NETWORK", "bgp_address_family_network_universal_val" },
-  [8] = { "BGP_SUB_REDISTRIBUTE", "bgp_address_family_redistribute_universal_val" },
-  [9] = { "BGP_SUB_NEIGHBOR_ACTIVATE", "bgp_address_family_neighbor_universal_val" },
-  [10] = { "BGP_SUB_NEIGHBOR_NEXT_HOP_SELF", "bgp_address_family_neighbor_universal_val" },
-  [11] = { "BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET", "bgp_address_family_neighbor_universal_val" },
-  [12] = { "BGP_SUB_ADDRESS_FAMILY_VRF", "address_family_val" },
-  [13] = { "BGP_SUB_NEIGHBOR_VRF_REMOTE_AS", "bgp_address_family_neighbor_universal_val" },
-  [14] = { "BGP_SUB_NEIGHBOR_VRF_ACTIVATE", "bgp_address_family_neighbor_universal_val" },
-  [15] = { "BGP_SUB_NEIGHBOR_VRF_DESCRIPTION", "bgp_address_family_neighbor_universal_val" },
-  [16] = { "BGP_SUB_NEIGHBOR_VRF_MULTIHOP", "bgp_address_family_neighbor_universal_val" },
-  [17] = { "BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE", "bgp_address_family_neighbor_universal_val" },
-  [18] = { "BGP_SUB_RPC_IP_BGP_EVPN", "bgp_rpc_ip_bgp_evpn", "evpn" },
-  [19] = { "BGP_SUB_RPC_IP_BGP_INFO", "bgp_rpc_ip_bgp_info_input", "info" },
-  [20] = { "BGP_SUB_RPC_IP_BGP_NEIGHBOR", "bgp_rpc_ip_bgp_neighbor_input", "neighbor" },
-  [21] = { "BGP_SUB_RPC_IP_BGP_SUMMARY", "bgp_rpc_ip_bgp_summary_input", "summary" },
-  [22] = { "BGP_SUB_RPC_CLEAR_IP_BGP", "bgp_rpc_clear_ip_bgp_input", "anything" },
-}
-local first_query = 18
+-- Records, sub-modules and the names of numbers in them, from the headers.
+local script = debug.getinfo(1, "S").source:match("^@?(.*)%.lua$")
+local tables = dofile(script .. "_tables.lua")
+local records, sub_modules, names = tables.records, tables.sub_modules, tables.names
+names.valid_flag = { [1] = "valid" }
+names.select_flag = { [1] = "best" }
+names.source_type = { [1] = "internal", [2] = "local" }
 
 local sub_module_names = {}
 for code, row in pairs(sub_modules) do
-  sub_module_names[code] = row[1]
+  sub_module_names[code] = row.name
 end
-
--- --- Records -------------------------------------------------------------------
-
--- Field by field as in netconf_bgp_public.h; a test compares them.
-local records = {
-  bgp_as_val = {
-    size = 8,
-    { offset = 0, name = "op", kind = "i32", names = operations },
-    { offset = 4, name = "as", kind = "u32" },
-  },
-  bgp_globle_config = {
-    size = 44,
-    { offset = 0, name = "op", kind = "i32", names = operations },
-    { offset = 4, name = "bgp_id", kind = "u32" },
-    { offset = 8, name = "router_id", kind = "text", size = 33 },
-  },
-  bgp_globle_neighbor_config = {
-    size = 412,
-    { offset = 0, name = "op", kind = "i32", names = operations },
-    { offset = 4, name = "bgp_id", kind = "u32" },
-    { offset = 8, name = "neighbor_ip_or_tag", kind = "text", size = 47 },
-    { offset = 55, name = "remote_as", kind = "text", size = 13 },
-    { offset = 68, name = "description", kind = "text", size = 81 },
-    { offset = 149, name = "update_source", kind = "text", size = 257 },
-    { offset = 408, name = "ebgp_multihop", kind = "u32" },
-  },
-  address_family_val = {
-    size = 84,
-    { offset = 0, name = "op", kind = "i32", names = operations },
-    { offset = 4, name = "bgp_id", kind = "u32" },
-    { offset = 8, name = "afi", kind = "u32", names = afis },
-    { offset = 12, name = "safi", kind = "u32", names = safis },
-    { offset = 16, name = "vrf_name", kind = "text", size = 65 },
-  },
-  bgp_address_family_network_universal_val = {
-    size = 404,
-    { offset = 0, name = "op", kind = "i32", names = operations },
-    { offset = 4, name = "bgp_id", kind = "u32" },
-    { offset = 8, name = "address_family", record = "address_family_val" },
-    { offset = 92, name = "network_ip_str", kind = "text", size = 50 },
-    { offset = 142, name = "route_map", kind = "text", size = 257 },
-    { offset = 400, name = "backdoor", kind = "u32" },
-  },
-  bgp_address_family_redistribute_universal_val = {
-    size = 376,
-    { offset = 0, name = "op", kind = "i32", names = operations },
-    { offset = 4, name = "bgp_id", kind = "u32" },
-    { offset = 8, name = "address_family", record = "address_family_val" },
-    { offset = 92, name = "protocol_name", kind = "text", size = 11 },
-    { offset = 103, name = "protocol_id_or_tag", kind = "text", size = 16 },
-    { offset = 119, name = "route_map", kind = "text", size = 257 },
-  },
-  bgp_address_family_neighbor_universal_val = {
-    size = 508,
-    { offset = 0, name = "op", kind = "i32", names = operations },
-    { offset = 4, name = "bgp_id", kind = "u32" },
-    { offset = 8, name = "address_family", record = "address_family_val" },
-    { offset = 92, name = "neighbor_ip_or_tag", kind = "text", size = 47 },
-    { offset = 140, name = "active", kind = "u32" },
-    { offset = 144, name = "next_hop_self", kind = "u32" },
-    { offset = 148, name = "remote_as", kind = "text", size = 13 },
-    { offset = 161, name = "description", kind = "text", size = 81 },
-    { offset = 242, name = "update_source", kind = "text", size = 257 },
-    { offset = 500, name = "ebgp_multihop", kind = "u32" },
-    { offset = 504, name = "route_reflector_client", kind = "u32" },
-  },
-  bgp_rpc_ip_bgp_evpn = {
-    size = 84,
-    { offset = 0, name = "type", kind = "u32" },
-    { offset = 4, name = "evpn_route_str", kind = "text", size = 80 },
-  },
-  bgp_rpc_ip_bgp_info_input = {
-    size = 116,
-    { offset = 0, name = "input_cnt", kind = "u32" },
-    { offset = 4, name = "vrf_name", kind = "text", size = 64 },
-    { offset = 68, name = "ip_type", kind = "u32" },
-    { offset = 72, name = "all", kind = "u32" },
-    { offset = 76, name = "ipaddr", kind = "text", size = 17 },
-    { offset = 93, name = "ipaddr_str", kind = "text", size = 21 },
-  },
-  bgp_rpc_ip_bgp_neighbor_input = {
-    size = 116,
-    { offset = 0, name = "all", kind = "u32" },
-    { offset = 4, name = "neighbor_addr", kind = "text", size = 47 },
-    { offset = 51, name = "vrf_name", kind = "text", size = 65 },
-  },
-  bgp_rpc_ip_bgp_summary_input = {
-    size = 76,
-    { offset = 0, name = "input_cnt", kind = "u32" },
-    { offset = 4, name = "vrf_name", kind = "text", size = 64 },
-    { offset = 68, name = "ip_type", kind = "u32" },
-    { offset = 72, name = "all", kind = "u32" },
-  },
-  bgp_rpc_clear_ip_bgp_input = {
-    size = 92,
-    { offset = 0, name = "address_family", record = "address_family_val" },
-    { offset = 84, name = "clear_all", kind = "u32" },
-    { offset = 88, name = "reconfig_type", kind = "u32" },
-  },
-  bgp_rpc_ip_bgp_info_output_public = {
-    size = 56,
-    { offset = 0, name = "version", kind = "u32" },
-    { offset = 4, name = "router_id", kind = "text", size = 47 },
-    { offset = 52, name = "prefix_number", kind = "u32" },
-  },
-  bgp_rpc_ip_bgp_info_output_entry = {
-    size = 56,
-    { offset = 0, name = "network", kind = "text", size = 47 },
-    { offset = 48, name = "mask_len", kind = "u16" },
-    { offset = 52, name = "nextop_num", kind = "u32" },
-  },
-  bgp_rpc_ip_bgp_info_next_hop_output_entry = {
-    size = 92,
-    { offset = 0, name = "nexthop", kind = "text", size = 47 },
-    { offset = 47, name = "metric", kind = "text", size = 11 },
-    { offset = 60, name = "loc_prf", kind = "u32" },
-    { offset = 64, name = "weight", kind = "u32" },
-    { offset = 68, name = "path", kind = "text", size = 21 },
-    { offset = 89, name = "valid_flag", kind = "u8", names = valid_flags },
-    { offset = 90, name = "select_flag", kind = "u8", names = select_flags },
-    { offset = 91, name = "source_type", kind = "u8", names = source_types },
-  },
-  bgp_rpc_ip_bgp_neighbor_output_neighbor = {
-    size = 312,
-    { offset = 0, name = "neighbor_addr", kind = "text", size = 47 },
-    { offset = 47, name = "vrf_name", kind = "text", size = 65 },
-    { offset = 112, name = "remote_as", kind = "u32" },
-    { offset = 116, name = "local_as", kind = "u32" },
-    { offset = 120, name = "version", kind = "u16" },
-    { offset = 122, name = "remote_router_id", kind = "text", size = 47 },
-    { offset = 169, name = "state", kind = "text", size = 33 },
-    { offset = 204, name = "home_time", kind = "u32" },
-    { offset = 208, name = "interval", kind = "u32" },
-    { offset = 212, name = "messages_in", kind = "u32" },
-    { offset = 216, name = "notifications_in", kind = "u32" },
-    { offset = 220, name = "queue_in", kind = "u32" },
-    { offset = 224, name = "messages_out", kind = "u32" },
-    { offset = 228, name = "notifications_out", kind = "u32" },
-    { offset = 232, name = "queue_out", kind = "u32" },
-    { offset = 236, name = "refresh_in", kind = "u32" },
-    { offset = 240, name = "refresh_out", kind = "u32" },
-    { offset = 244, name = "adver_interval", kind = "u32" },
-    { offset = 248, name = "update_source", kind = "text", size = 47 },
-    { offset = 296, name = "connection_established", kind = "u32" },
-    { offset = 300, name = "connection_dropped", kind = "u32" },
-    { offset = 304, name = "next_connect_timer", kind = "u32" },
-    { offset = 308, name = "address_family_cnt", kind = "u32" },
-  },
-  bgp_rpc_ip_bgp_neighbor_output_addrsss_family = {
-    size = 108,
-    { offset = 0, name = "address_family", record = "address_family_val" },
-    { offset = 84, name = "table_version", kind = "u32" },
-    { offset = 88, name = "neighbor_version", kind = "u32" },
-    { offset = 92, name = "index", kind = "u32" },
-    { offset = 96, name = "offset", kind = "u8" },
-    { offset = 97, name = "mask", kind = "u8" },
-    { offset = 98, name = "route_reflector_client", kind = "u8" },
-    { offset = 99, name = "community_attribute", kind = "u8" },
-    { offset = 100, name = "prefix_accepted_statis", kind = "u32" },
-    { offset = 104, name = "prefix_announced_statis", kind = "u32" },
-  },
-  bgp_rpc_ip_bgp_summary_output_neighbors = {
-    size = 84,
-    { offset = 0, name = "as", kind = "text", size = 21 },
-    { offset = 21, name = "router_id", kind = "text", size = 47 },
-    { offset = 68, name = "version", kind = "u32" },
-    { offset = 72, name = "as_path_number", kind = "u32" },
-    { offset = 76, name = "community_number", kind = "u32" },
-    { offset = 80, name = "neighbor_number", kind = "u32" },
-  },
-  bgp_rpc_ip_bgp_summary_output_entry = {
-    size = 160,
-    { offset = 0, name = "neighbor", kind = "text", size = 47 },
-    { offset = 47, name = "version", kind = "u8" },
-    { offset = 48, name = "AS", kind = "text", size = 21 },
-    { offset = 72, name = "msg_recvd", kind = "u32" },
-    { offset = 76, name = "msg_send", kind = "u32" },
-    { offset = 80, name = "tblver", kind = "u32" },
-    { offset = 84, name = "inq", kind = "u32" },
-    { offset = 88, name = "outq", kind = "u32" },
-    { offset = 92, name = "up_down", kind = "text", size = 33 },
-    { offset = 125, name = "state_pfxrcd", kind = "text", size = 33 },
-  },
-}
 
 -- --- Wireshark's fields --------------------------------------------------------
 
@@ -269,14 +59,14 @@ local constructors = {
   i32 = ProtoField.int32, u32 = ProtoField.uint32, u16 = ProtoField.uint16, u8 = ProtoField.uint8,
 }
 
-local function new_field(abbreviation, name, kind, names)
+local function new_field(abbreviation, name, kind, value_names)
   local full = "orv_bgp." .. abbreviation
   if kind == "text" then
     fields[abbreviation] = ProtoField.string(full, name)
   elseif kind == "none" then
     fields[abbreviation] = ProtoField.none(full, name)
   else
-    fields[abbreviation] = constructors[kind](full, name, base.DEC, names)
+    fields[abbreviation] = constructors[kind](full, name, base.DEC, value_names)
   end
 end
 
@@ -289,7 +79,7 @@ for name, record in pairs(records) do
   new_field(name, name, "none")
   for _, row in ipairs(record) do
     if not row.record then
-      new_field(name .. "." .. row.name, row.name, row.kind, row.names)
+      new_field(name .. "." .. row.name, row.name, row.kind, names[row.name])
     end
   end
 end
@@ -299,13 +89,13 @@ new_field("peer_cnt", "peer count", "u32")
 for _, row in ipairs({
   { "get_count", "u32" }, { "rd_number", "u32" }, { "rd_str", "text" },
   { "evpn_route_number", "u32" }, { "evpn_route_str", "text" },
-  { "valid_flag", "u8", valid_flags }, { "select_flag", "u8", select_flags },
-  { "source_type", "u8", source_types }, { "extcommu_str_len", "u8" },
-  { "evpn_extcommunity_str", "text" }, { "vni_str_len", "u8" }, { "evpn_vni_str", "text" },
+  { "valid_flag", "u8" }, { "select_flag", "u8" }, { "source_type", "u8" },
+  { "extcommu_str_len", "u8" }, { "evpn_extcommunity_str", "text" },
+  { "vni_str_len", "u8" }, { "evpn_vni_str", "text" },
   { "nexthop_number", "u32" }, { "nexthop_str", "text" }, { "metric", "u32" },
   { "locPrf", "u32" }, { "weight", "u32" }, { "aspath_str", "text" },
 }) do
-  new_field("evpn." .. row[1], row[1], row[2], row[3])
+  new_field("evpn." .. row[1], row[1], row[2], names[row[1]])
 end
 protocol.fields = fields
 
@@ -425,7 +215,7 @@ end
 
 local replies = {}
 
-function replies.summary(tree, buffer, offset, little)
+function replies.BGP_SUB_RPC_IP_BGP_SUMMARY(tree, buffer, offset, little)
   local name = "bgp_rpc_ip_bgp_summary_output_neighbors"
   if not has_room(buffer, offset, records[name].size) then
     return nil
@@ -435,7 +225,7 @@ function replies.summary(tree, buffer, offset, little)
     offset + records[name].size, block.neighbor_number, little)
 end
 
-function replies.neighbor(tree, buffer, offset, little)
+function replies.BGP_SUB_RPC_IP_BGP_NEIGHBOR(tree, buffer, offset, little)
   if not has_room(buffer, offset, 4) then
     return nil
   end
@@ -447,7 +237,7 @@ function replies.neighbor(tree, buffer, offset, little)
     end)
 end
 
-function replies.info(tree, buffer, offset, little)
+function replies.BGP_SUB_RPC_IP_BGP_INFO(tree, buffer, offset, little)
   local name = "bgp_rpc_ip_bgp_info_output_public"
   if not has_room(buffer, offset, 4 + records[name].size) then
     return nil
@@ -529,7 +319,7 @@ local function add_route(read)
   read.tree = above
 end
 
-function replies.evpn(tree, buffer, offset, little)
+function replies.BGP_SUB_RPC_IP_BGP_EVPN(tree, buffer, offset, little)
   local read = reader(buffer, offset, little)
   read.tree = tree
   read.number("get_count")
@@ -550,7 +340,7 @@ function replies.evpn(tree, buffer, offset, little)
 end
 
 -- The content of a reply to clear-ip-bgp says nothing.
-function replies.anything(_, buffer)
+function replies.BGP_SUB_RPC_CLEAR_IP_BGP(_, buffer)
   return buffer:len()
 end
 
@@ -568,10 +358,10 @@ local function subject(values)
       words[#words + 1] = tostring(text)
     end
   end
-  say(operations[values.op])
+  say(names.op[values.op])
   local family = values.address_family or (values.afi and values)
-  if family and afis[family.afi] then
-    say(afis[family.afi] .. "/" .. (safis[family.safi] or family.safi))
+  if family and names.afi[family.afi] then
+    say(names.afi[family.afi] .. "/" .. (names.safi[family.safi] or family.safi))
   end
   if family and family.vrf_name ~= "" then
     say("vrf " .. family.vrf_name)
@@ -618,18 +408,18 @@ local function dissect_request(buffer, pinfo, root)
     pinfo.cols.info:append(sub_module_name(code) .. " ")
     return buffer:len()
   end
-  local size = records[row[2]].size
+  local size = records[row.record].size
   if buffer:len() - header_size ~= size then
     tree:add_proto_expert_info(expert.bad_length, string.format(
-      "the payload has %d bytes, %s has %d", buffer:len() - header_size, row[2], size))
+      "the payload has %d bytes, %s has %d", buffer:len() - header_size, row.record, size))
   end
   local about = ""
   if has_room(buffer, header_size, size) then
-    local _, values = add_record(tree, row[2], buffer, header_size, little)
+    local _, values = add_record(tree, row.record, buffer, header_size, little)
     about = subject(values)
   end
   tree:append_text(" " .. about)
-  pinfo.cols.info:append(row[1] .. " " .. about .. " ")
+  pinfo.cols.info:append(row.name .. " " .. about .. " ")
   return buffer:len()
 end
 
@@ -657,11 +447,12 @@ local function dissect_reply(buffer, pinfo, root)
   tree:append_text(": " .. sub_module_name(code))
   pinfo.cols.info:append("reply to " .. sub_module_name(code) .. " ")
   local row = sub_modules[code]
-  if not row or not row[3] then
+  local add_reply = row and replies[row.name]
+  if not add_reply then
     tree:add_proto_expert_info(expert.unknown, "no query has the sub-module code " .. code)
     return buffer:len()
   end
-  local stop = replies[row[3]](tree, buffer, header_size, little)
+  local stop = add_reply(tree, buffer, header_size, little)
   if not stop then
     tree:add_proto_expert_info(expert.bad_length, "the counts lead outside the reply")
   elseif stop < buffer:len() then
@@ -689,7 +480,8 @@ end
 -- The configuration connection carries bare result codes back, a query's connection a message.
 local function answers_query(pinfo)
   if not pinfo.visited or answers[pinfo.number] == nil then
-    answers[pinfo.number] = (connection().sub_mod or 0) >= first_query
+    local row = sub_modules[connection().sub_mod]
+    answers[pinfo.number] = row ~= nil and row.is_query
   end
   return answers[pinfo.number]
 end

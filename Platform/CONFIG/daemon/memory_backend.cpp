@@ -1,12 +1,12 @@
 #include "memory_backend.h"
 
-#include "address_families.h"
 #include "list_keys.h"
 #include "netconf_bgp_public.h"
 #include "operation.h"
 #include "plugin_public.h"
 #include "queries.h"
 #include "values.h"
+#include "wire.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

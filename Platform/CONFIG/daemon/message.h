@@ -2,16 +2,17 @@
 #ifndef CONFIGD_MESSAGE_H
 #define CONFIGD_MESSAGE_H
 
-#include "netconf_bgp_public.h"
-#include "sub_modules.h"
+#include "wire.h"
 
 #include <nlohmann/json_fwd.hpp>
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 namespace configd {
 
@@ -25,40 +26,6 @@ struct Message {
     // What stands behind the header, 0 to BUF_SIZE_MAX - 16 bytes. A view into `bytes`.
     std::string_view payload() const { return std::string_view{bytes}.substr(header_size); }
 };
-
-enum class FieldType { Signed, Unsigned, Text, AddressFamily };
-
-// A field of a record: its name on the wire, where it starts and how many bytes it takes.
-struct Field {
-    const char *name;
-    std::size_t offset;
-    std::size_t size;
-    FieldType type;
-};
-
-// The fields of a record in the order of the wire, reserved bytes left out.
-struct RecordLayout {
-    const char *name;
-    std::size_t size; // bytes
-    const Field *first;
-    const Field *last;
-
-    const Field *begin() const { return first; }
-    const Field *end() const { return last; }
-};
-
-// What the payload of a message with this sub-module code is.
-struct RecordKind {
-    std::int32_t sub_mod;
-    const char *name; // of the enumerator
-    const RecordLayout *record;
-
-    // A query is answered by a message, a configuration message by a bare result code.
-    bool is_query() const { return configd::is_query(sub_mod); }
-};
-
-// The record kind of a sub-module code, or nullptr for a code that is none. Static storage.
-const RecordKind *find_record_kind(std::int32_t sub_mod);
 
 // The sub-module code that a person means by `text`: a number from 1 to 22, or the enumerator's
 // name with or without its BGP_SUB_, in upper or lower case.
@@ -82,9 +49,23 @@ Frame frame_of(std::string_view input);
 // The message that `bytes` are; they are at least 16 and as many as their header says.
 Message message_from_bytes(std::string bytes);
 
-// The record's fields under their wire names: numbers as numbers, a text up to its first NUL or
-// the field's end, the embedded address family as an object of its own. `payload` holds at least
-// record.size bytes. A text may hold any bytes: dump it with json_line.
+// The record that the message carries, which is one of its size.
+template <typename Record>
+Record record_from(const Message &message) {
+    Record record;
+    std::memcpy(&record, message.payload().data(), sizeof record);
+    return record;
+}
+
+// A number, or a text up to its first NUL or its field's end: a view into the record.
+using FieldValue = std::variant<std::int64_t, std::string_view>;
+
+// What a field of numbers or text holds. `record` has at least the bytes up to the field's end.
+FieldValue value_of(const Field &field, std::string_view record);
+
+// The record's fields under their wire names, reserved bytes left out: numbers as numbers, texts as
+// texts, the embedded address family as an object of its own. `payload` holds at least record.size
+// bytes. A text may hold any bytes: dump it with json_line.
 nlohmann::ordered_json decode_record(const RecordLayout &record, std::string_view payload);
 
 // The message as an object: module, subMod and dataLen; for a known sub-module code also its

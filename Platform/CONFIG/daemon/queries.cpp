@@ -1,10 +1,10 @@
 #include "queries.h"
 
-#include "address_families.h"
 #include "field_text.h"
 #include "plugin_public.h"
 #include "reply_payload.h"
 #include "selectors.h"
+#include "wire.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

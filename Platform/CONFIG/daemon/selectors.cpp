@@ -1,7 +1,7 @@
 #include "selectors.h"
 
-#include "address_families.h"
 #include "field_text.h"
+#include "wire.h"
 
 #include <fmt/format.h>
 

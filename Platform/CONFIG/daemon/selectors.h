@@ -2,24 +2,14 @@
 #ifndef CONFIGD_SELECTORS_H
 #define CONFIGD_SELECTORS_H
 
-#include "message.h"
 #include "netconf_bgp_public.h"
 #include "reply_payload.h"
 
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 #include <vector>
 
 namespace configd {
-
-// The record that the message carries, which is one of its size.
-template <typename Record>
-Record record_from(const Message &message) {
-    Record record;
-    std::memcpy(&record, message.payload().data(), sizeof record);
-    return record;
-}
 
 // Whether the query asks for the EVPN route of this text: one of an EVPN route type or of all, or
 // the one with the text asked for.

@@ -1,8 +1,8 @@
 #include "state.h"
 
-#include "address_families.h"
 #include "field_text.h"
 #include "file_bytes.h"
+#include "wire.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -4,7 +4,7 @@
 #include "frr/refusal.h"
 #include "netconf_bgp_public.h"
 #include "operation.h"
-#include "sub_modules.h"
+#include "wire.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

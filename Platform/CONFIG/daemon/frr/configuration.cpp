@@ -1,11 +1,11 @@
 #include "frr/configuration.h"
 
-#include "address_families.h"
 #include "frr/refusal.h"
 #include "message.h"
 #include "netconf_bgp_public.h"
 #include "operation.h"
 #include "plugin_public.h"
+#include "wire.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #include "frr/families.h"
 
-#include "address_families.h"
+#include "wire.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #include "frr/running_config.h"
 
-#include "address_families.h"
 #include "frr/families.h"
 #include "list_keys.h"
+#include "wire.h"
 
 #include <nlohmann/json.hpp>
 

@@ -19,16 +19,32 @@
 
 /*
  * A record's layout is a contract with the daemon. Beside every record stand
- * one NETCONF_FIELD for each field and one NETCONF_RECORD for the whole.
+ * one NETCONF_FIELD for each field and one NETCONF_RECORD for the whole. C++ can
+ * look them up: netconf_field<record, offset> is the field that starts there.
  */
-#define NETCONF_FIELD(record, field, offset)                                                       \
-    static_assert(offsetof(record, field) == (offset), #record "." #field " is at " #offset)
-
 #ifdef __cplusplus
+template <typename record, size_t offset>
+struct netconf_field;
+template <typename record>
+struct netconf_record;
+
+#define NETCONF_FIELD(record, field, offset)                                                       \
+    static_assert(offsetof(record, field) == (offset), #record "." #field " is at " #offset);      \
+    template <>                                                                                    \
+    struct netconf_field<record, offset> {                                                         \
+        using type = decltype(record::field);                                                      \
+        static constexpr const char *name = #field;                                                \
+    }
 #define NETCONF_RECORD(record, size)                                                               \
     static_assert(sizeof(record) == (size), #record " takes " #size " bytes");                     \
-    static_assert(std::is_trivially_copyable<record>::value, #record " is bytes")
+    static_assert(std::is_trivially_copyable<record>::value, #record " is bytes");                 \
+    template <>                                                                                    \
+    struct netconf_record<record> {                                                                \
+        static constexpr const char *name = #record;                                               \
+    }
 #else
+#define NETCONF_FIELD(record, field, offset)                                                       \
+    static_assert(offsetof(record, field) == (offset), #record "." #field " is at " #offset)
 #define NETCONF_RECORD(record, size)                                                               \
     static_assert(sizeof(record) == (size), #record " takes " #size " bytes")
 #endif
