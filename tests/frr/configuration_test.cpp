@@ -240,7 +240,7 @@ INSTANTIATE_TEST_SUITE_P(Messages, RefusedMessageTest, testing::ValuesIn(refused
 TEST(SettingOf, RefusesCodesWithoutARow) {
     for (const std::int32_t code : {+BGP_SUB_BGP_AS, +BGP_SUB_NETWORK, +BGP_SUB_MAX}) {
         try {
-            configd::frr::setting_of(code, true, {});
+            configd::frr::setting_of(code, true, bgp_globle_config{});
             ADD_FAILURE() << code;
         } catch (const configd::frr::Refusal &refusal) {
             EXPECT_EQ(refusal.code(), SR_ERR_NOT_SUPPORT) << code;

@@ -1,8 +1,8 @@
 #include "memory_backend.h"
 
+#include "field_text.h"
 #include "list_keys.h"
 #include "netconf_bgp_public.h"
-#include "operation.h"
 #include "plugin_public.h"
 #include "queries.h"
 #include "values.h"
@@ -13,6 +13,9 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace configd {
@@ -21,13 +24,10 @@ namespace {
 using nlohmann::json;
 using nlohmann::ordered_json;
 
-// Where in the tree the nodes of a record are.
-enum class Place { Root, Instance, GlobleNeighbor, Family, Network, Redistribute, Neighbor };
-
 // A leaf and the field that holds its value. Of a flag the protocol tells only that it changed.
 struct Leaf {
     const char *name;
-    const char *field;
+    Field field;
     bool is_flag = false;
 };
 
@@ -38,47 +38,40 @@ enum class Scope {
     NamedLeaves // those of the leaves that the record has values for
 };
 
-constexpr Leaf router_id{"router-id", "router_id"};
-constexpr Leaf remote_as{"remote-as", "remote_as"};
-constexpr Leaf description{"description", "description"};
-constexpr Leaf multihop{"ebgp-multihop", "ebgp_multihop"};
-constexpr Leaf update_source{"update-source", "update_source"};
-constexpr Leaf route_map{"route-map", "route_map"};
-constexpr Leaf backdoor{"backdoor", "backdoor", true};
-constexpr Leaf activate{"activate", "active", true};
-constexpr Leaf next_hop_self{"next-hop-self", "next_hop_self", true};
-constexpr Leaf reflector_client{"route-reflector-client", "route_reflector_client", true};
-
-} // namespace
-
 struct Setting {
     std::int32_t sub_mod;
-    Place place;
     Scope scope;
     Leaf leaves[2]; // one without a name is none
 };
 
-namespace {
-
+// clang-format off
+#define LEAF(sub_mod, scope, name, field) {sub_mod, scope, {{name, CONFIGD_FIELD(sub_mod, field)}}}
+#define FLAG(sub_mod, scope, name, field) {sub_mod, scope, {{name, CONFIGD_FIELD(sub_mod, field), true}}}
 constexpr Setting settings[] = {
-    {BGP_SUB_BGP_AS, Place::Root, Scope::Leaf, {{"as", "as"}}},
-    {BGP_SUB_ROUTER_ID, Place::Instance, Scope::Leaf, {router_id}},
-    {BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, Place::GlobleNeighbor, Scope::Entry, {remote_as}},
-    {BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, Place::GlobleNeighbor, Scope::Leaf, {description}},
-    {BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, Place::GlobleNeighbor, Scope::Leaf, {multihop}},
-    {BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, Place::GlobleNeighbor, Scope::Leaf, {update_source}},
-    {BGP_SUB_NETWORK, Place::Network, Scope::NamedLeaves, {route_map, backdoor}},
-    {BGP_SUB_REDISTRIBUTE, Place::Redistribute, Scope::NamedLeaves, {route_map}},
-    {BGP_SUB_NEIGHBOR_ACTIVATE, Place::Neighbor, Scope::Entry, {activate}},
-    {BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, Place::Neighbor, Scope::Leaf, {next_hop_self}},
-    {BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, Place::Neighbor, Scope::Leaf, {reflector_client}},
-    {BGP_SUB_ADDRESS_FAMILY_VRF, Place::Family, Scope::Entry, {}},
-    {BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, Place::Neighbor, Scope::Entry, {remote_as}},
-    {BGP_SUB_NEIGHBOR_VRF_ACTIVATE, Place::Neighbor, Scope::Leaf, {activate}},
-    {BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, Place::Neighbor, Scope::Leaf, {description}},
-    {BGP_SUB_NEIGHBOR_VRF_MULTIHOP, Place::Neighbor, Scope::Leaf, {multihop}},
-    {BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, Place::Neighbor, Scope::Leaf, {update_source}},
+    LEAF(BGP_SUB_BGP_AS, Scope::Leaf, "as", as),
+    LEAF(BGP_SUB_ROUTER_ID, Scope::Leaf, "router-id", router_id),
+    LEAF(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, Scope::Entry, "remote-as", remote_as),
+    LEAF(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, Scope::Leaf, "description", description),
+    LEAF(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, Scope::Leaf, "ebgp-multihop", ebgp_multihop),
+    LEAF(BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, Scope::Leaf, "update-source", update_source),
+    {BGP_SUB_NETWORK, Scope::NamedLeaves, {
+        {"route-map", CONFIGD_FIELD(BGP_SUB_NETWORK, route_map)},
+        {"backdoor", CONFIGD_FIELD(BGP_SUB_NETWORK, backdoor), true}}},
+    LEAF(BGP_SUB_REDISTRIBUTE, Scope::NamedLeaves, "route-map", route_map),
+    FLAG(BGP_SUB_NEIGHBOR_ACTIVATE, Scope::Entry, "activate", active),
+    FLAG(BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, Scope::Leaf, "next-hop-self", next_hop_self),
+    FLAG(BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, Scope::Leaf, "route-reflector-client",
+         route_reflector_client),
+    {BGP_SUB_ADDRESS_FAMILY_VRF, Scope::Entry, {}},
+    LEAF(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, Scope::Entry, "remote-as", remote_as),
+    FLAG(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, Scope::Leaf, "activate", active),
+    LEAF(BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, Scope::Leaf, "description", description),
+    LEAF(BGP_SUB_NEIGHBOR_VRF_MULTIHOP, Scope::Leaf, "ebgp-multihop", ebgp_multihop),
+    LEAF(BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, Scope::Leaf, "update-source", update_source),
 };
+// clang-format on
+#undef FLAG
+#undef LEAF
 static_assert(has_one_row_each(settings, is_setting), "one row for each setting");
 
 // The way down to a node: one key of the tree after the other.
@@ -87,64 +80,67 @@ struct Path {
     std::size_t kept = 0; // so many of the first steps stay when nothing is left below them
 };
 
-std::string predicate(const char *key, const ordered_json &value) {
-    return configd::predicate(key, value.get_ref<const std::string &>());
+// The node that holds the leaves of a record; std::nullopt for an address family there is not.
+
+std::optional<Path> path_of(const bgp_as_val & /*record*/) {
+    return Path{};
 }
 
-// The address family's entry; std::nullopt for a family there is not.
-std::optional<Path> family_path(const ordered_json &family) {
-    const char *afi = name_of(afi_names, family["afi"].get<std::uint32_t>());
-    const char *safi = name_of(safi_names, family["safi"].get<std::uint32_t>());
+std::optional<Path> path_of(const bgp_globle_config & /*record*/) {
+    return Path{{"bgp"}};
+}
+
+std::optional<Path> path_of(const bgp_globle_neighbor_config &record) {
+    return Path{
+        {"bgp", "bgp-globle-neighbors",
+         "globle-neighbor" + predicate("neighbor-address", text_of(record.neighbor_ip_or_tag))}};
+}
+
+std::optional<Path> path_of(const address_family_val &family) {
+    const char *afi = name_of(afi_names, family.afi);
+    const char *safi = name_of(safi_names, family.safi);
     if (afi == nullptr || safi == nullptr) {
         return std::nullopt;
     }
-    const std::string keys = configd::predicate("afi", afi) + configd::predicate("safi", safi);
-    if (!is_given(family["vrf_name"])) {
+    const std::string keys = predicate("afi", afi) + predicate("safi", safi);
+    const std::string_view vrf = text_of(family.vrf_name);
+    if (vrf.empty()) {
         return Path{{"bgp-address-family", "address-family" + keys}};
     }
-    return Path{{"bgp-address-family-vrf",
-                 "address-family-vrf" + keys + predicate("vrf-name", family["vrf_name"])}};
+    return Path{
+        {"bgp-address-family-vrf", "address-family-vrf" + keys + predicate("vrf-name", vrf)}};
 }
 
-// The node that holds the leaves; std::nullopt for an address family there is not.
-std::optional<Path> path_of(Place place, const ordered_json &fields) {
-    if (place == Place::Root) {
-        return Path{};
-    }
-    if (place == Place::Instance) {
-        return Path{{"bgp"}};
-    }
-    if (place == Place::GlobleNeighbor) {
-        return Path{
-            {"bgp", "bgp-globle-neighbors",
-             "globle-neighbor" + predicate("neighbor-address", fields["neighbor_ip_or_tag"])}};
-    }
-    if (place == Place::Family) {
-        return family_path(fields);
-    }
-
-    const ordered_json &family = fields["address_family"];
-    std::optional<Path> path = family_path(family);
+// The entry with these keys in a list of the family.
+std::optional<Path> entry_path(const address_family_val &family, const char *list,
+                               const std::string &keys) {
+    std::optional<Path> path = path_of(family);
     if (!path) {
         return std::nullopt;
     }
-    const char *vrf = is_given(family["vrf_name"]) ? "vrf-" : "";
-    const auto descend = [&](const char *list, const std::string &keys) {
-        path->steps.push_back(fmt::format("bgp-family-{}{}s", vrf, list));
-        path->steps.push_back(fmt::format("family-{}{}{}", vrf, list, keys));
-    };
-    if (family["safi"] == BGP_SAFI_VRF && is_given(family["vrf_name"])) {
+    const bool in_vrf = !text_of(family.vrf_name).empty();
+    if (in_vrf && family.safi == BGP_SAFI_VRF) {
         path->kept = path->steps.size();
     }
-    if (place == Place::Network) {
-        descend("network", predicate("prefix", fields["network_ip_str"]));
-    } else if (place == Place::Redistribute) {
-        descend("redistribute", predicate("protocol", fields["protocol_name"]) +
-                                    predicate("process", fields["protocol_id_or_tag"]));
-    } else {
-        descend("neighbor", predicate("neighbor-address", fields["neighbor_ip_or_tag"]));
-    }
+    path->steps.push_back(fmt::format("bgp-family-{}{}s", in_vrf ? "vrf-" : "", list));
+    path->steps.push_back(fmt::format("family-{}{}{}", in_vrf ? "vrf-" : "", list, keys));
     return path;
+}
+
+std::optional<Path> path_of(const bgp_address_family_network_universal_val &record) {
+    return entry_path(record.address_family, "network",
+                      predicate("prefix", text_of(record.network_ip_str)));
+}
+
+std::optional<Path> path_of(const bgp_address_family_redistribute_universal_val &record) {
+    return entry_path(record.address_family, "redistribute",
+                      predicate("protocol", text_of(record.protocol_name)) +
+                          predicate("process", text_of(record.protocol_id_or_tag)));
+}
+
+std::optional<Path> path_of(const bgp_address_family_neighbor_universal_val &record) {
+    return entry_path(record.address_family, "neighbor",
+                      predicate("neighbor-address", text_of(record.neighbor_ip_or_tag)));
 }
 
 // The node at the end of the path; the nodes that are not there are created.
@@ -175,54 +171,64 @@ void remove(json &node, const Path &path, std::size_t depth = 0) {
     }
 }
 
+// Whether a field has something to say: a text that is not empty, a number that is not 0.
+bool is_given(const FieldValue &value) {
+    return value != FieldValue{std::string_view{}} && value != FieldValue{0};
+}
+
 // The leaves that the record sets or deletes; none stands for the entry itself.
-std::vector<Leaf> named_leaves(const Setting &setting, const ordered_json &fields) {
+std::vector<Leaf> named_leaves(const Setting &setting, std::string_view record) {
     std::vector<Leaf> leaves;
     for (const Leaf &leaf : setting.leaves) {
         const bool is_leaf = leaf.name != nullptr;
-        if (is_leaf && (setting.scope != Scope::NamedLeaves || is_given(fields[leaf.field]))) {
+        if (is_leaf &&
+            (setting.scope != Scope::NamedLeaves || is_given(value_of(leaf.field, record)))) {
             leaves.push_back(leaf);
         }
     }
     return leaves;
 }
 
-// What a switch would say against the leaf's value; empty: nothing. A neighbor is at least one hop
-// away, as for any BGP speaker.
-std::string fault_of(const Leaf &leaf, const ordered_json &value) {
-    const auto text = [&] { return value.get<std::string>(); };
-    if (leaf.name == router_id.name && !is_router_id(text())) {
-        return fmt::format("'{}' is no router identifier", text());
+// What a switch would say against the value of a leaf or a key; empty: nothing. A neighbor is at
+// least one hop away, as for any BGP speaker.
+std::string fault_of(std::string_view name, const FieldValue &value) {
+    const auto *view = std::get_if<std::string_view>(&value);
+    const std::string text{view == nullptr ? std::string_view{} : *view};
+    if (name == "prefix" && !is_prefix(text)) {
+        return fmt::format("'{}' is no prefix", text);
     }
-    if (leaf.name == remote_as.name && !is_as_number(text())) {
-        return fmt::format("'{}' is no AS number", text());
+    if (name == "router-id" && !is_router_id(text)) {
+        return fmt::format("'{}' is no router identifier", text);
     }
-    if (leaf.name == multihop.name && value == 0) {
+    if (name == "remote-as" && !is_as_number(text)) {
+        return fmt::format("'{}' is no AS number", text);
+    }
+    if (name == "ebgp-multihop" && value == FieldValue{0}) {
         return "a neighbor is at least one hop away";
     }
     return {};
 }
 
 // The same of all that a record is to set.
-std::string fault_of(const Setting &setting, const std::vector<Leaf> &leaves,
-                     const ordered_json &fields) {
-    if (setting.place == Place::Network) {
-        const auto prefix = fields["network_ip_str"].get<std::string>();
-        if (!is_prefix(prefix)) {
-            return fmt::format("'{}' is no prefix", prefix);
-        }
+std::string fault_of(const Message &message, const std::vector<Leaf> &leaves) {
+    std::string fault;
+    if (message.sub_mod == BGP_SUB_NETWORK) {
+        fault = fault_of(
+            "prefix", value_of(CONFIGD_FIELD(BGP_SUB_NETWORK, network_ip_str), message.payload()));
     }
     for (const Leaf &leaf : leaves) {
-        if (std::string fault = fault_of(leaf, fields[leaf.field]); !fault.empty()) {
-            return fault;
+        if (fault.empty()) {
+            fault = fault_of(leaf.name, value_of(leaf.field, message.payload()));
         }
     }
-    return {};
+    return fault;
 }
 
-void set_leaves(json &node, const std::vector<Leaf> &leaves, const ordered_json &fields) {
+void set_leaves(json &node, const std::vector<Leaf> &leaves, std::string_view record) {
     for (const Leaf &leaf : leaves) {
-        node[leaf.name] = leaf.is_flag ? json(true) : json(fields[leaf.field]);
+        node[leaf.name] = leaf.is_flag ? json(true)
+                                       : std::visit([](auto value) { return json(value); },
+                                                    value_of(leaf.field, record));
     }
 }
 
@@ -239,60 +245,56 @@ void remove_leaves(json &tree, const Path &path, const std::vector<Leaf> &leaves
     }
 }
 
-} // namespace
-
-ApplyResult MemoryBackend::apply(const Message &message) {
-    const RecordKind *kind = find_record_kind(message.sub_mod);
-    const Setting *setting = row_of(settings, message.sub_mod);
-    if (kind == nullptr || setting == nullptr) {
-        return {SR_ERR_NOT_SUPPORT};
-    }
-    const ordered_json fields = decode_record(*kind->record, message.payload());
-    const auto op = fields["op"].get<std::int32_t>();
-    if (op == BGP_OP_OTHER) {
-        return {SR_ERR_OK};
-    }
-    if (op != BGP_OP_SET && op != BGP_OP_DELETE) {
-        return {SR_ERR_INVALID_VALUE};
-    }
-    const bool is_set = op == BGP_OP_SET;
-    return setting->place == Place::Root ? apply_as(is_set, fields["as"])
-                                         : apply_setting(*setting, is_set, fields);
-}
-
-ApplyResult MemoryBackend::apply_as(bool is_set, const ordered_json &as) {
-    if (is_set && as == 0) {
+ApplyResult apply(json &tree, bool is_set, const bgp_as_val &record, const Message & /*message*/) {
+    if (is_set && record.as == 0) {
         return {SR_ERR_INVALID_VALUE, "0 is no AS number"};
     }
     if (is_set) {
-        tree_["as"] = as;
+        tree["as"] = record.as;
     } else {
-        tree_.clear();
+        tree.clear();
     }
     return {SR_ERR_OK};
 }
 
-ApplyResult MemoryBackend::apply_setting(const Setting &setting, bool is_set,
-                                         const ordered_json &fields) {
-    const std::optional<Path> path = path_of(setting.place, fields);
+template <typename Record>
+ApplyResult apply(json &tree, bool is_set, const Record &record, const Message &message) {
+    const Setting *setting = row_of(settings, message.sub_mod);
+    if (setting == nullptr) {
+        return {SR_ERR_NOT_SUPPORT};
+    }
+    const std::optional<Path> path = path_of(record);
     if (!path) {
         return {SR_ERR_INVALID_VALUE, "there is no such address family"};
     }
+    const std::vector<Leaf> leaves = named_leaves(*setting, message.payload());
     if (!is_set) {
-        const bool whole = setting.scope == Scope::Entry;
-        remove_leaves(tree_, *path, whole ? std::vector<Leaf>{} : named_leaves(setting, fields));
+        remove_leaves(tree, *path, setting->scope == Scope::Entry ? std::vector<Leaf>{} : leaves);
         return {SR_ERR_OK};
     }
-    const auto as = tree_.find("as");
-    if (as == tree_.end() || *as != json(fields["bgp_id"])) {
+    if (const auto as = tree.find("as"); as == tree.end() || *as != record.bgp_id) {
         return {SR_ERR_CONFIG_FAILED, "its AS is not the one configured"};
     }
-    const std::vector<Leaf> leaves = named_leaves(setting, fields);
-    if (std::string fault = fault_of(setting, leaves, fields); !fault.empty()) {
+    if (std::string fault = fault_of(message, leaves); !fault.empty()) {
         return {SR_ERR_INVALID_VALUE, std::move(fault)};
     }
-    set_leaves(node_at(tree_, *path), leaves, fields);
+    set_leaves(node_at(tree, *path), leaves, message.payload());
     return {SR_ERR_OK};
+}
+
+} // namespace
+
+ApplyResult MemoryBackend::apply(const Message &message) {
+    const ApplyResult no_setting{SR_ERR_NOT_SUPPORT};
+    return with_setting(message, no_setting, [&](const auto &record) -> ApplyResult {
+        if (record.op == BGP_OP_OTHER) {
+            return {SR_ERR_OK};
+        }
+        if (record.op != BGP_OP_SET && record.op != BGP_OP_DELETE) {
+            return {SR_ERR_INVALID_VALUE};
+        }
+        return configd::apply(tree_, record.op == BGP_OP_SET, record, message);
+    });
 }
 
 QueryResult MemoryBackend::query(const Message &message) {
@@ -309,7 +311,8 @@ std::string xpath_of(const Message &message) {
     if (kind == nullptr || setting == nullptr || message.payload().size() != kind->record->size) {
         return {};
     }
-    auto path = path_of(setting->place, decode_record(*kind->record, message.payload()));
+    auto path = with_setting(message, std::optional<Path>{},
+                             [](const auto &record) { return path_of(record); });
     if (!path) {
         return {};
     }

@@ -12,9 +12,6 @@
 
 namespace configd {
 
-// What a sub-module code is about.
-struct Setting;
-
 // Holds what the configuration messages say as the tree of the YANG model, to be compared with
 // the datastore they came from.
 //
@@ -38,10 +35,6 @@ class MemoryBackend : public Backend {
     nlohmann::ordered_json configuration() const override;
 
   private:
-    ApplyResult apply_as(bool is_set, const nlohmann::ordered_json &as);
-    ApplyResult apply_setting(const Setting &setting, bool is_set,
-                              const nlohmann::ordered_json &fields);
-
     nlohmann::json tree_ = nlohmann::json::object();
     State state_;
 };

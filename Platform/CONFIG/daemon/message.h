@@ -57,6 +57,27 @@ Record record_from(const Message &message) {
     return record;
 }
 
+// The bytes of a record: a view into it.
+template <typename Record>
+std::string_view bytes_of(const Record &record) {
+    return {reinterpret_cast<const char *>(&record), sizeof record};
+}
+
+// Calls `use` with the record that the message carries, which is one of its size, as the struct
+// that it is. Returns what that returns, or `otherwise` for a sub-module code that is no setting.
+template <typename Result, typename Use>
+Result with_setting(const Message &message, Result otherwise, Use use) {
+    switch (message.sub_mod) {
+#define USE(sub_mod, record)                                                                       \
+    case sub_mod:                                                                                  \
+        return use(record_from<record>(message));
+        CONFIGD_SETTINGS(USE)
+#undef USE
+    default:
+        return otherwise;
+    }
+}
+
 // A number, or a text up to its first NUL or its field's end: a view into the record.
 using FieldValue = std::variant<std::int64_t, std::string_view>;
 

@@ -1,50 +1,47 @@
 #include "frr/commands.h"
 
+#include "field_text.h"
 #include "frr/command_text.h"
 #include "frr/refusal.h"
-#include "netconf_bgp_public.h"
-#include "operation.h"
-#include "wire.h"
+#include "message.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <iterator>
 #include <sstream>
 #include <string_view>
+#include <variant>
 
 namespace configd::frr {
 namespace {
 
-using nlohmann::ordered_json;
+// A text of a record, and the name of its field.
+struct Text {
+    const char *field;
+    std::string_view text;
+};
 
-const std::string &text_in(const ordered_json &fields, const char *field) {
-    return fields[field].get_ref<const std::string &>();
-}
-
-[[noreturn]] void refuse_text(const char *field) {
-    throw Refusal{SR_ERR_INVALID_VALUE,
-                  fmt::format("{} holds what may not go into a command line", field)};
-}
-
-std::string word_in(const ordered_json &fields, const char *field) {
-    const std::string &text = text_in(fields, field);
-    if (!is_word(text)) {
-        refuse_text(field);
+#define TEXT(record, field)                                                                        \
+    Text {                                                                                         \
+#field, text_of((record).field)                                                            \
     }
-    return text;
+
+// The text, which may go into a command line as `is_one` says.
+std::string checked(const Text &text, bool (*is_one)(std::string_view text)) {
+    if (!is_one(text.text)) {
+        throw Refusal{SR_ERR_INVALID_VALUE,
+                      fmt::format("{} holds what may not go into a command line", text.field)};
+    }
+    return std::string{text.text};
 }
 
-std::string line_end_in(const ordered_json &fields, const char *field) {
-    const std::string &text = text_in(fields, field);
-    if (!is_line_end(text)) {
-        refuse_text(field);
-    }
-    return text;
+std::string word(const Text &text) {
+    return checked(text, is_word);
 }
 
 // An address in the bytes of the wire, and back.
@@ -61,17 +58,18 @@ std::string address_text(int domain, const AddressBytes &bytes) {
     return text.data();
 }
 
-// A neighbour as bgpd writes it; what is no address is a name.
-std::string neighbor_in(const ordered_json &fields) {
-    const std::string name = word_in(fields, "neighbor_ip_or_tag");
+// A neighbor as bgpd writes it in a line; what is no address is a name.
+template <typename Record>
+std::string neighbor_of(const Record &record) {
+    const std::string name = word(TEXT(record, neighbor_ip_or_tag));
     AddressBytes bytes{};
     const int domain = domain_of(name);
-    return inet_pton(domain, name.c_str(), bytes.data()) == 1 ? address_text(domain, bytes) : name;
+    const bool is_address = inet_pton(domain, name.c_str(), bytes.data()) == 1;
+    return "neighbor " + (is_address ? address_text(domain, bytes) : name);
 }
 
 // A prefix of this IP version as bgpd writes it: without host bits.
-std::string prefix_in(const ordered_json &fields, int ip_version) {
-    const std::string text = word_in(fields, "network_ip_str");
+std::string prefix_of(const std::string &text, int ip_version) {
     const std::string address = text.substr(0, text.find('/'));
     const std::string_view length_text =
         std::string_view{text}.substr(std::min(text.size(), address.size() + 1));
@@ -91,134 +89,91 @@ std::string prefix_in(const ordered_json &fields, int ip_version) {
     return fmt::format("{}/{}", address_text(domain, bytes), length);
 }
 
-// Where the line of a record belongs.
-enum class Place { Session, Family };
+// clang-format off
+#define VALUE(sub_mod, words, field) {sub_mod, Place::Instance, words, CONFIGD_FIELD(sub_mod, field)}
+#define FLAG(sub_mod, words) {sub_mod, Place::Family, words}
 
-// A setting of a neighbour: the words in its line, and the field with its value, if it has one.
-struct NeighborSetting {
-    std::int32_t sub_mod;
-    Place place;
-    const char *words;
-    const char *field;
+constexpr SettingRow settings[] = {
+    {BGP_SUB_BGP_AS, Place::Record},
+    VALUE(BGP_SUB_ROUTER_ID, "router-id", router_id),
+    VALUE(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, "remote-as", remote_as),
+    VALUE(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, "description", description),
+    VALUE(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, "ebgp-multihop", ebgp_multihop),
+    VALUE(BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, "update-source", update_source),
+    {BGP_SUB_NETWORK, Place::Record},
+    {BGP_SUB_REDISTRIBUTE, Place::Record},
+    FLAG(BGP_SUB_NEIGHBOR_ACTIVATE, "activate"),
+    FLAG(BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, "next-hop-self"),
+    FLAG(BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, "route-reflector-client"),
+    {BGP_SUB_ADDRESS_FAMILY_VRF, Place::Record},
+    VALUE(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, "remote-as", remote_as),
+    FLAG(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, "activate"),
+    VALUE(BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, "description", description),
+    VALUE(BGP_SUB_NEIGHBOR_VRF_MULTIHOP, "ebgp-multihop", ebgp_multihop),
+    VALUE(BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, "update-source", update_source),
 };
-
-constexpr NeighborSetting neighbor_settings[] = {
-    {BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, Place::Session, "remote-as", "remote_as"},
-    {BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, Place::Session, "description", "description"},
-    {BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, Place::Session, "ebgp-multihop", "ebgp_multihop"},
-    {BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, Place::Session, "update-source", "update_source"},
-    {BGP_SUB_NEIGHBOR_ACTIVATE, Place::Family, "activate", nullptr},
-    {BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, Place::Family, "next-hop-self", nullptr},
-    {BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, Place::Family, "route-reflector-client", nullptr},
-    {BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, Place::Session, "remote-as", "remote_as"},
-    {BGP_SUB_NEIGHBOR_VRF_ACTIVATE, Place::Family, "activate", nullptr},
-    {BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, Place::Session, "description", "description"},
-    {BGP_SUB_NEIGHBOR_VRF_MULTIHOP, Place::Session, "ebgp-multihop", "ebgp_multihop"},
-    {BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, Place::Session, "update-source", "update_source"},
-};
-
-constexpr bool is_neighbor_setting(std::int32_t sub_mod) {
-    switch (sub_mod) {
-    case BGP_SUB_BGP_AS:
-    case BGP_SUB_ROUTER_ID:
-    case BGP_SUB_NETWORK:
-    case BGP_SUB_REDISTRIBUTE:
-    case BGP_SUB_ADDRESS_FAMILY_VRF:
-        return false;
-    default:
-        return is_setting(sub_mod);
-    }
-}
-static_assert(has_one_row_each(neighbor_settings, is_neighbor_setting),
-              "one row for each setting of a neighbor");
+// clang-format on
+#undef FLAG
+#undef VALUE
+static_assert(has_one_row_each(settings, is_setting), "one row for each setting");
 
 // The value behind the words. A description alone has blanks.
-std::string value_in(const ordered_json &fields, std::string_view field) {
-    const std::string name{field};
-    if (fields[name].is_number()) {
-        return fmt::to_string(fields[name].get<std::uint32_t>());
+std::string value_in(const Field &field, std::string_view record) {
+    const FieldValue value = value_of(field, record);
+    if (const auto *number = std::get_if<std::int64_t>(&value)) {
+        return fmt::to_string(*number);
     }
-    return field == "description" ? line_end_in(fields, name.c_str())
-                                  : word_in(fields, name.c_str());
+    const std::string_view name = field.name;
+    return checked({field.name, std::get<std::string_view>(value)},
+                   name == "description" ? is_line_end : is_word);
 }
 
-// Where in bgpd's configuration the entries of the record's family are.
-Setting setting_in(const ordered_json &fields) {
+// Where in bgpd's configuration the entries of a record's family are.
+Setting setting_in(const address_family_val &family) {
     Setting setting;
-    if (const auto family = fields.find("address_family"); family != fields.end()) {
-        setting.family = &family_of(*family);
-        setting.vrf = vrf_of(*family);
-    }
+    setting.family = &family_of(family);
+    setting.vrf = vrf_of(family);
+    setting.is_in_own_family = family.safi == BGP_SAFI_VRF;
     return setting;
 }
 
-Setting router_id_of(bool is_set, const ordered_json &fields) {
-    Setting setting;
-    setting.key = "bgp router-id";
-    setting.value = is_set ? word_in(fields, "router_id") : "";
-    setting.removal = "no bgp router-id";
-    return setting;
-}
-
-Setting neighbor_setting_of(std::int32_t sub_mod, bool is_set, const ordered_json &fields) {
-    const NeighborSetting *row = row_of(neighbor_settings, sub_mod);
-    if (row == nullptr) {
-        throw Refusal{SR_ERR_NOT_SUPPORT,
-                      fmt::format("sub-module {} is no setting of a neighbor", sub_mod)};
+// Makes `setting` the one that a record is, whose line begins with `subject`.
+Setting leaf_setting(Setting setting, std::int32_t sub_mod, bool is_set, const std::string &subject,
+                     std::string_view record) {
+    const SettingRow *row = row_of(settings, sub_mod);
+    if (row == nullptr || row->place == Place::Record) {
+        throw Refusal{SR_ERR_NOT_SUPPORT, fmt::format("sub-module {} is no leaf", sub_mod)};
     }
-    Setting setting = setting_in(fields);
-    if (row->place == Place::Session) {
+    if (row->place == Place::Instance) {
         setting.family = nullptr;
     }
-    const std::string neighbor = neighbor_in(fields);
-    setting.key = fmt::format("neighbor {} {}", neighbor, row->words);
-    // The neighbour is there as long as its AS.
-    const bool is_neighbor = std::string_view{row->words} == "remote-as";
-    setting.removal = is_neighbor ? "no neighbor " + neighbor : "no " + setting.key;
-    if (is_set && row->field != nullptr) {
-        setting.value = value_in(fields, row->field);
-    }
-    return setting;
-}
-
-Setting redistribution_of(bool is_set, const ordered_json &fields) {
-    Setting setting = setting_in(fields);
-    const std::string protocol = word_in(fields, "protocol_name");
-    if (!setting.family->redistributes(protocol)) {
-        throw Refusal{SR_ERR_NOT_SUPPORT, fmt::format("{} is not redistributed into {}", protocol,
-                                                      setting.family->name)};
-    }
-    setting.key = "redistribute " + protocol;
-    // Of the other protocols bgpd knows one process.
-    const bool has_processes = protocol == "ospf" || protocol == "table";
-    if (has_processes && (protocol == "table" || is_given(fields["protocol_id_or_tag"]))) {
-        setting.key += ' ' + word_in(fields, "protocol_id_or_tag");
-    }
-    setting.removal = "no " + setting.key;
-    if (is_set && is_given(fields["route_map"])) {
-        setting.value = "route-map " + word_in(fields, "route_map");
+    const std::string_view words = row->words;
+    setting.key = fmt::format("{} {}", subject, words);
+    // The neighbor is there as long as its AS.
+    setting.removal = "no " + (words == "remote-as" ? subject : setting.key);
+    if (is_set && row->field) {
+        setting.value = value_in(*row->field, record);
     }
     return setting;
 }
 
 } // namespace
 
-const Family &family_of(const ordered_json &address_family) {
-    const auto afi = address_family["afi"].get<std::uint32_t>();
-    const auto safi = address_family["safi"].get<std::uint32_t>();
-    const Family *family = find_family(afi, safi, is_given(address_family["vrf_name"]));
-    if (family == nullptr) {
-        throw Refusal{SR_ERR_NOT_SUPPORT,
-                      fmt::format("bgpd has no address family {}/{} here", afi, safi)};
+const Family &family_of(const address_family_val &family) {
+    const bool in_vrf = !text_of(family.vrf_name).empty();
+    const Family *known = find_family(family.afi, family.safi, in_vrf);
+    if (known == nullptr) {
+        throw Refusal{SR_ERR_NOT_SUPPORT, fmt::format("bgpd has no address family {}/{} here",
+                                                      family.afi, family.safi)};
     }
-    return *family;
+    return *known;
 }
 
-std::string vrf_of(const ordered_json &address_family) {
-    if (!is_given(address_family["vrf_name"])) {
+std::string vrf_of(const address_family_val &family) {
+    if (text_of(family.vrf_name).empty()) {
         return {};
     }
-    std::string vrf = word_in(address_family, "vrf_name");
+    std::string vrf = word(TEXT(family, vrf_name));
     // These stand for the instance outside VRFs and for every one.
     if (vrf == "default" || vrf == "all") {
         throw Refusal{SR_ERR_NOT_SUPPORT, fmt::format("bgpd has no VRF named {}", vrf)};
@@ -226,15 +181,47 @@ std::string vrf_of(const ordered_json &address_family) {
     return vrf;
 }
 
-Setting setting_of(std::int32_t sub_mod, bool is_set, const ordered_json &fields) {
-    switch (sub_mod) {
-    case BGP_SUB_ROUTER_ID:
-        return router_id_of(is_set, fields);
-    case BGP_SUB_REDISTRIBUTE:
-        return redistribution_of(is_set, fields);
-    default:
-        return neighbor_setting_of(sub_mod, is_set, fields);
+Setting setting_of(std::int32_t sub_mod, bool is_set, const bgp_globle_config &record) {
+    return leaf_setting({}, sub_mod, is_set, "bgp", bytes_of(record));
+}
+
+Setting setting_of(std::int32_t sub_mod, bool is_set, const bgp_globle_neighbor_config &record) {
+    return leaf_setting({}, sub_mod, is_set, neighbor_of(record), bytes_of(record));
+}
+
+Setting setting_of(std::int32_t sub_mod, bool is_set,
+                   const bgp_address_family_neighbor_universal_val &record) {
+    return leaf_setting(setting_in(record.address_family), sub_mod, is_set, neighbor_of(record),
+                        bytes_of(record));
+}
+
+Setting setting_of(std::int32_t /*sub_mod*/, bool is_set,
+                   const bgp_address_family_redistribute_universal_val &record) {
+    Setting setting = setting_in(record.address_family);
+    const std::string protocol = word(TEXT(record, protocol_name));
+    if (!setting.family->redistributes(protocol)) {
+        throw Refusal{SR_ERR_NOT_SUPPORT, fmt::format("{} is not redistributed into {}", protocol,
+                                                      setting.family->name)};
     }
+    setting.key = "redistribute " + protocol;
+    // Of the other protocols bgpd knows one process.
+    const bool has_process = !text_of(record.protocol_id_or_tag).empty();
+    if (protocol == "table" || (protocol == "ospf" && has_process)) {
+        setting.key += ' ' + word(TEXT(record, protocol_id_or_tag));
+    }
+    setting.removal = "no " + setting.key;
+    if (is_set && !text_of(record.route_map).empty()) {
+        setting.value = "route-map " + word(TEXT(record, route_map));
+    }
+    return setting;
+}
+
+const SettingRow *find_leaf(Place place, std::string_view words) {
+    const auto *row =
+        std::find_if(std::begin(settings), std::end(settings), [=](const SettingRow &leaf) {
+            return leaf.place == place && leaf.words != nullptr && leaf.words == words;
+        });
+    return row == std::end(settings) ? nullptr : row;
 }
 
 std::string Network::line() const {
@@ -242,19 +229,20 @@ std::string Network::line() const {
            (backdoor ? " backdoor" : "");
 }
 
-Network network_of(const ordered_json &fields) {
-    Network network{setting_in(fields)};
+Network network_of(const bgp_address_family_network_universal_val &record) {
+    Network network{setting_in(record.address_family)};
     const Family &family = *network.setting.family;
-    network.backdoor = is_given(fields["backdoor"]);
-    if (is_given(fields["route_map"])) {
-        network.route_map = word_in(fields, "route_map");
+    network.backdoor = record.backdoor != 0;
+    if (!text_of(record.route_map).empty()) {
+        network.route_map = word(TEXT(record, route_map));
     }
     if (family.ip_version == 0 || (network.backdoor && family.ip_version == 6)) {
         throw Refusal{SR_ERR_NOT_SUPPORT,
                       fmt::format("{} has no {}", family.name,
                                   family.ip_version == 0 ? "networks" : "backdoors")};
     }
-    network.setting.key = "network " + prefix_in(fields, family.ip_version);
+    network.setting.key =
+        "network " + prefix_of(word(TEXT(record, network_ip_str)), family.ip_version);
     network.setting.removal = "no " + network.setting.key;
     return network;
 }

@@ -3,11 +3,13 @@
 #define CONFIGD_FRR_COMMANDS_H
 
 #include "frr/families.h"
-
-#include <nlohmann/json_fwd.hpp>
+#include "netconf_bgp_public.h"
+#include "wire.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace configd::frr {
 
@@ -15,6 +17,7 @@ namespace configd::frr {
 struct Setting {
     std::string vrf;                // empty: the default instance
     const Family *family = nullptr; // nullptr: the instance itself
+    bool is_in_own_family = false;  // the record's family is one that only the VRF has
     std::string key;                // what the line begins with, as bgpd shows it
     std::string value;              // what stands behind the key, after a blank; may be empty
     std::string removal;            // the line that removes it
@@ -23,17 +26,37 @@ struct Setting {
     std::string line() const { return value.empty() ? key : key + ' ' + value; }
 };
 
-// What the functions below take are the fields of a record (see decode_record). They throw
-// Refusal: SR_ERR_INVALID_VALUE when a text may not go into a command line or is no prefix of the
-// family, SR_ERR_NOT_SUPPORT for what bgpd has not.
+// The functions below throw Refusal: SR_ERR_INVALID_VALUE when a text of the record may not go into
+// a command line or is no prefix of the family, SR_ERR_NOT_SUPPORT for what bgpd has not.
 
-// The family of an address_family_val record, and a word for the VRF.
-const Family &family_of(const nlohmann::ordered_json &address_family);
-std::string vrf_of(const nlohmann::ordered_json &address_family);
+// The family of a record, and a word for the VRF.
+const Family &family_of(const address_family_val &family);
+std::string vrf_of(const address_family_val &family);
 
-// The setting of a record; SR_ERR_NOT_SUPPORT for BGP_SUB_BGP_AS, BGP_SUB_NETWORK and
-// BGP_SUB_ADDRESS_FAMILY_VRF, and for a code that is no setting. A deletion needs no value.
-Setting setting_of(std::int32_t sub_mod, bool is_set, const nlohmann::ordered_json &fields);
+// The setting of a record; A deletion needs no value. SR_ERR_NOT_SUPPORT for a sub-module that
+// is none of the record's leaves.
+Setting setting_of(std::int32_t sub_mod, bool is_set, const bgp_globle_config &record);
+Setting setting_of(std::int32_t sub_mod, bool is_set, const bgp_globle_neighbor_config &record);
+Setting setting_of(std::int32_t sub_mod, bool is_set,
+                   const bgp_address_family_neighbor_universal_val &record);
+Setting setting_of(std::int32_t sub_mod, bool is_set,
+                   const bgp_address_family_redistribute_universal_val &record);
+
+// Where the line of a setting belongs: in the instance or in its family. A record that is a setting
+// as a whole has a function of its own.
+enum class Place { Instance, Family, Record };
+
+// How a setting stands in bgpd's configuration: the words in its line, and the field with the value
+// behind them; a flag has none.
+struct SettingRow {
+    std::int32_t sub_mod;
+    Place place;
+    const char *words = nullptr;
+    std::optional<Field> field = {};
+};
+
+// The leaf with these words, or nullptr. Static storage.
+const SettingRow *find_leaf(Place place, std::string_view words);
 
 // A network: its line has options, which a record may name one at a time.
 struct Network {
@@ -45,8 +68,8 @@ struct Network {
     std::string line() const;
 };
 
-// The network that a BGP_SUB_NETWORK record names, with the options that it names.
-Network network_of(const nlohmann::ordered_json &fields);
+// The network that a record names, with the options that it names.
+Network network_of(const bgp_address_family_network_universal_val &record);
 
 // The options in the network's line, which begins with its key.
 Network with_options_of(const Setting &setting, const std::string &line);

@@ -3,22 +3,20 @@
 #include "frr/refusal.h"
 #include "message.h"
 #include "netconf_bgp_public.h"
-#include "operation.h"
 #include "plugin_public.h"
-#include "wire.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 namespace configd::frr {
 namespace {
 
 using nlohmann::json;
-using nlohmann::ordered_json;
 
 // What each instance begins with. Without it bgpd asks for a policy at each eBGP session, holds
 // back networks that no other protocol knows, and activates neighbours by itself.
@@ -108,57 +106,47 @@ Configuration::Configuration(AskVty ask, std::vector<std::string> lines)
     : ask_{std::move(ask)}, lines_{std::move(lines)} {}
 
 ApplyResult Configuration::apply(const Message &message) {
-    const RecordKind *kind = find_record_kind(message.sub_mod);
-    if (kind == nullptr || kind->is_query()) {
-        return {SR_ERR_NOT_SUPPORT, fmt::format("sub-module {} is no setting", message.sub_mod)};
-    }
-    const ordered_json fields = decode_record(*kind->record, message.payload());
-    const auto op = fields["op"].get<std::int32_t>();
-    if (op == BGP_OP_OTHER) {
-        return {SR_ERR_OK};
-    }
-    if (op != BGP_OP_SET && op != BGP_OP_DELETE) {
-        return {SR_ERR_INVALID_VALUE, fmt::format("{} is no operation", op)};
-    }
-    try {
-        if (message.sub_mod == BGP_SUB_BGP_AS) {
-            apply_as(op == BGP_OP_SET, fields["as"].get<std::uint32_t>());
-        } else {
-            apply_setting(message.sub_mod, op == BGP_OP_SET, fields);
+    const ApplyResult no_setting{SR_ERR_NOT_SUPPORT,
+                                 fmt::format("sub-module {} is no setting", message.sub_mod)};
+    return with_setting(message, no_setting, [&](const auto &record) -> ApplyResult {
+        if (record.op == BGP_OP_OTHER) {
+            return {SR_ERR_OK};
         }
-        return {SR_ERR_OK};
-    } catch (const Refusal &refusal) {
-        return {refusal.code(), refusal.what()};
-    }
+        if (record.op != BGP_OP_SET && record.op != BGP_OP_DELETE) {
+            return {SR_ERR_INVALID_VALUE, fmt::format("{} is no operation", record.op)};
+        }
+        try {
+            apply_record(message.sub_mod, record.op == BGP_OP_SET, record);
+            return {SR_ERR_OK};
+        } catch (const Refusal &refusal) {
+            return {refusal.code(), refusal.what()};
+        }
+    });
 }
 
-void Configuration::apply_as(bool is_set, std::uint32_t as) {
+void Configuration::apply_record(std::int32_t /*sub_mod*/, bool is_set, const bgp_as_val &record) {
     if (is_set) {
-        set_as(as);
+        set_as(record.as);
         return;
     }
-    remove_as(as);
+    remove_as(record.as);
     vrf_families_.clear();
 }
 
-void Configuration::apply_setting(std::int32_t sub_mod, bool is_set, const ordered_json &fields) {
-    const auto as = fields["bgp_id"].get<std::uint32_t>();
-    if (sub_mod == BGP_SUB_ADDRESS_FAMILY_VRF) {
-        const Family &family = family_of(fields);
-        const std::string vrf = vrf_of(fields);
+template <typename Record>
+void Configuration::apply_record([[maybe_unused]] std::int32_t sub_mod, bool is_set,
+                                 const Record &record) {
+    const std::uint32_t as = record.bgp_id;
+    if constexpr (std::is_same_v<Record, address_family_val>) {
+        const Family &family = family_of(record);
+        const std::string vrf = vrf_of(record);
         is_set ? set_vrf_family(as, vrf, family) : erase_vrf_family(as, vrf, family);
-    } else if (sub_mod == BGP_SUB_NETWORK) {
-        const Network network = network_of(fields);
+    } else if constexpr (std::is_same_v<Record, bgp_address_family_network_universal_val>) {
+        const Network network = network_of(record);
         is_set ? set_network(as, network) : erase_network(as, network);
     } else {
-        const Setting setting = setting_of(sub_mod, is_set, fields);
+        const Setting setting = setting_of(sub_mod, is_set, record);
         is_set ? set(as, setting) : erase(as, setting);
-    }
-    // A VRF's own families are there until a message deletes them, others while they hold
-    // something.
-    const auto family = fields.find("address_family");
-    if (!is_set && family != fields.end() && (*family)["safi"] != BGP_SAFI_VRF) {
-        remove_if_unused(as, vrf_of(*family));
     }
 }
 
@@ -363,6 +351,7 @@ void Configuration::erase(std::uint32_t as, const Setting &setting) {
     if (code != SR_ERR_OK && !(may_be_absent && line_of(read_instances(), setting).empty())) {
         throw refusal_of(setting.removal, answer);
     }
+    remove_if_unused(as, setting);
 }
 
 // The record does not tell the deletion of an option from that of the network. Naming less than
@@ -457,14 +446,15 @@ bool Configuration::is_unused(const Instance &instance, const Family *except) co
     return !has_family && !has_line;
 }
 
-void Configuration::remove_if_unused(std::uint32_t as, const std::string &vrf) {
-    if (vrf.empty()) {
+// A VRF's own families are there until a message deletes them, others while they hold something.
+void Configuration::remove_if_unused(std::uint32_t as, const Setting &setting) {
+    if (setting.vrf.empty() || setting.is_in_own_family) {
         return;
     }
     const std::vector<Instance> instances = read_instances();
-    const Instance *instance = find_instance(instances, vrf);
+    const Instance *instance = find_instance(instances, setting.vrf);
     if (instance != nullptr && instance->as == as && is_unused(*instance, nullptr)) {
-        remove(as, vrf);
+        remove(as, setting.vrf);
     }
 }
 

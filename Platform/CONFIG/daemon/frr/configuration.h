@@ -44,8 +44,9 @@ class Configuration {
     void remove(std::uint32_t as, const std::string &vrf);
     void prepare(std::uint32_t as, const std::string &vrf);
 
-    void apply_as(bool is_set, std::uint32_t as);
-    void apply_setting(std::int32_t sub_mod, bool is_set, const nlohmann::ordered_json &fields);
+    void apply_record(std::int32_t sub_mod, bool is_set, const bgp_as_val &record);
+    template <typename Record>
+    void apply_record(std::int32_t sub_mod, bool is_set, const Record &record);
     void set_as(std::uint32_t as);
     void change_as(std::vector<Instance> instances, std::uint32_t as);
     void replay(const std::vector<Instance> &instances, std::uint32_t as);
@@ -62,7 +63,7 @@ class Configuration {
     void erase_vrf_family(std::uint32_t as, const std::string &vrf, const Family &family);
     void erase_lines(const Instance &instance, const Family &family);
     bool is_unused(const Instance &instance, const Family *except) const;
-    void remove_if_unused(std::uint32_t as, const std::string &vrf);
+    void remove_if_unused(std::uint32_t as, const Setting &setting);
 
     AskVty ask_;
     std::vector<std::string> lines_;

@@ -1,5 +1,6 @@
 #include "frr/running_config.h"
 
+#include "frr/commands.h"
 #include "frr/families.h"
 #include "list_keys.h"
 #include "wire.h"
@@ -69,39 +70,20 @@ void add_line(Instance &instance, std::string &family, std::string_view line) {
     }
 }
 
-struct NeighborLeaf {
-    std::string_view name; // of the leaf and in the line
-    enum Type { Text, Number, Flag } type;
-};
-
-constexpr NeighborLeaf session_leaves[] = {{"remote-as", NeighborLeaf::Text},
-                                           {"description", NeighborLeaf::Text},
-                                           {"ebgp-multihop", NeighborLeaf::Number},
-                                           {"update-source", NeighborLeaf::Text}};
-constexpr NeighborLeaf family_leaves[] = {{"activate", NeighborLeaf::Flag},
-                                          {"next-hop-self", NeighborLeaf::Flag},
-                                          {"route-reflector-client", NeighborLeaf::Flag}};
-
-// Adds the leaf that the line of a neighbour is about, `line` beginning behind its address.
-template <std::size_t size>
-void add_leaf(ordered_json &neighbor, const NeighborLeaf (&leaves)[size], std::string_view line) {
+// Adds the leaf that the line of a neighbor is about, `line` beginning behind its address.
+void add_leaf(ordered_json &neighbor, Place place, std::string_view line) {
     const std::string_view name = take_word(line);
-    const auto *leaf = std::find_if(std::begin(leaves), std::end(leaves),
-                                    [=](const NeighborLeaf &row) { return row.name == name; });
-    if (leaf == std::end(leaves)) {
+    const SettingRow *leaf = find_leaf(place, name);
+    if (leaf == nullptr) {
         return;
     }
     ordered_json &value = neighbor[std::string{name}];
-    switch (leaf->type) {
-    case NeighborLeaf::Text:
-        value = line;
-        break;
-    case NeighborLeaf::Number:
-        value = number_in(line);
-        break;
-    case NeighborLeaf::Flag:
+    if (!leaf->field) {
         value = true;
-        break;
+    } else if (leaf->field->type == FieldType::Text) {
+        value = line;
+    } else {
+        value = number_in(line);
     }
 }
 
@@ -140,7 +122,7 @@ class FamilyTree {
                         line);
         } else if (word == "neighbor") {
             const std::string_view address = take_word(line);
-            add_leaf(neighbor(address), family_leaves, line);
+            add_leaf(neighbor(address), Place::Family, line);
         }
     }
 
@@ -197,11 +179,11 @@ void add_instance_line(ordered_json &tree, const Instance &instance, std::string
     if (instance.vrf.empty()) {
         add_leaf(tree["bgp"]["bgp-globle-neighbors"]
                      ["globle-neighbor" + predicate("neighbor-address", address)],
-                 session_leaves, line);
+                 Place::Instance, line);
         return;
     }
     for (const Family *family : active_families(instance, address)) {
-        add_leaf(family_tree(tree, *family, instance.vrf).neighbor(address), session_leaves, line);
+        add_leaf(family_tree(tree, *family, instance.vrf).neighbor(address), Place::Instance, line);
     }
 }
 
