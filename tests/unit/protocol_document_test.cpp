@@ -1,5 +1,5 @@
-// Compares the examples of docs/protocol.md with the code. They are those of a big-endian machine; on
-// another one the test first swaps the bytes of their numbers.
+// Compares the examples of docs/protocol.md with the code. They are those of a big-endian machine;
+// on another one the test first swaps the bytes of their numbers.
 #include "message.h"
 #include "replies.h"
 

@@ -1,7 +1,6 @@
 #include "file_bytes.h"
 #include "netconf_bgp_public.h"
 #include "netconf_public.h"
-#include "wire.h"
 #include "wire/tables.h"
 
 #include <gtest/gtest.h>
@@ -43,14 +42,6 @@ TEST(Wire, ResultCodesContinueTheLibrarysNumbering) {
     EXPECT_EQ(SR_ERR_CONFIG_FAILED, 18);
     EXPECT_EQ(SR_ERR_NOT_SUPPORT, 19);
     EXPECT_EQ(SR_ERR_SOCKET_FAILED, 20);
-}
-
-TEST(Wire, SubModuleCodesCountFromOneWithoutGaps) {
-    int expected = 1;
-    for (const configd::RecordKind &kind : configd::record_kinds) {
-        EXPECT_EQ(kind.sub_mod, expected++) << kind.name;
-    }
-    EXPECT_EQ(expected, BGP_SUB_MAX);
 }
 
 TEST(Wire, TheHeadersMeanTheSameInC) {

@@ -139,7 +139,7 @@ void add(CLI::App &app, const Row &row) {
 }
 
 constexpr const char *footer =
-    "SUBMOD is a number from 1 to 22 or a name such as BGP_SUB_ROUTER_ID or router_id.\n"
+    "SUBMOD is a sub-module code or its name, such as BGP_SUB_ROUTER_ID or router_id.\n"
     "--fail, --fault, --reply and --frr-line are repeatable.\n"
     "SIGUSR1 prints the configuration as one JSON object; SIGINT and SIGTERM end "
     "the daemon.\n"
