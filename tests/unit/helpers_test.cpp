@@ -66,6 +66,7 @@ TEST_F(Helpers, ListContainersAreSkippedAndNothingElse) {
     for (const char *name : {"", "globle-neighbor", "family-network", "bgp-family-network"}) {
         EXPECT_EQ(is_continue_by_node_name(name), 0) << name;
     }
+    EXPECT_EQ(is_continue_by_node_name(nullptr), 0);
 }
 
 class ChooseValue : public Helpers {
@@ -135,6 +136,7 @@ TEST_F(Helpers, WithoutASessionNothingIsRead) {
     configure_as(65001);
     std::uint32_t as = 7;
     EXPECT_EQ(ip_bgp_check_bgp_as_config_exist(nullptr, &as), SR_ERR_INVAL_ARG);
+    EXPECT_EQ(ip_bgp_check_bgp_as_config_exist(scripted::session(), nullptr), SR_ERR_INVAL_ARG);
     EXPECT_EQ(as, 7U);
     EXPECT_TRUE(sysrepo().item_paths.empty());
 }

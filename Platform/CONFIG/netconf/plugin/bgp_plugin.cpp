@@ -912,17 +912,15 @@ int family_change(const FamilyKind &kind, sr_session_ctx_t *session, const Chang
     }
     debug.print("[%s][%d] sub_mod:%d  pNodeName:%s\n", function, __LINE__, state.pending.sub_mod,
                 change.node);
-    switch (decide(kind, change, state.pending)) {
-    case Decision::drop_change:
+    const Decision decision = decide(kind, change, state.pending);
+    if (decision == Decision::drop_change) {
         return SR_ERR_OK;
-    case Decision::send:
+    }
+    if (decision == Decision::send) {
         rc = send_pending(kind, change, state.pending);
         if (rc != SR_ERR_OK) {
             return rc;
         }
-        break;
-    case Decision::keep:
-        break;
     }
     refusal.about(change.value->xpath);
     if (is_vrf_entry(kind, change, state.family)) {
@@ -966,7 +964,7 @@ constexpr std::size_t payload_room = BUF_SIZE_MAX - sizeof(netconf_data_struc);
 
 // How many times `size` bytes fit into a payload from `offset` on.
 constexpr std::size_t room_for(std::size_t size, std::size_t offset) {
-    return offset > payload_room ? 0 : (payload_room - offset) / size;
+    return (payload_room - std::min(offset, payload_room)) / size;
 }
 
 // The query whose reply a parser accepts, and what the parser prints.

@@ -13,11 +13,12 @@
 inline constexpr std::size_t path_size = 1000; // bytes, terminator included
 
 // Refuses, with SR_ERR_INVALID_VALUE, a path that does not fit its working
-// buffer. The line shows the end of the path, which names the node.
+// buffer of hundreds of bytes. The line shows the end of the path, which names
+// the node.
 inline int refuse_path(const char *path, std::size_t limit) {
     const std::size_t length = std::strlen(path);
-    always.print("path ...%s is %zu bytes long, the limit is %zu\n",
-                 path + (length > 100 ? length - 100 : 0), length, limit);
+    always.print("path ...%s is %zu bytes long, the limit is %zu\n", path + length - 100, length,
+                 limit);
     refusal.because("the path is %zu bytes long, the limit is %zu; shorten its keys", length,
                     limit);
     return SR_ERR_INVALID_VALUE;

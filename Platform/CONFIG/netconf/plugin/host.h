@@ -30,7 +30,7 @@ class Host {
     // The loaded object that contains `address`; NULL: none.
     static const void *object_of(const void *address) {
         Dl_info info{};
-        return address != nullptr && dladdr(address, &info) != 0 ? info.dli_fbase : nullptr;
+        return dladdr(address, &info) != 0 ? info.dli_fbase : nullptr;
     }
 
     // Whether the functions that take and return sessions and arrays belong to one library, and not

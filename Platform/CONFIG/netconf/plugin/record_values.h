@@ -128,9 +128,11 @@ bool publish_field(OutputValues &values, const OutputXPath &entry, const char *r
 template <const ReplyRecord &layout, std::size_t... indexes>
 bool publish_rows(OutputValues &values, const OutputXPath &entry, const char *record,
                   std::index_sequence<indexes...> /*rows*/) {
-    return (publish_field<layout, (layout.published_first + indexes) % layout.field_count>(
-                values, entry, record) &&
-            ...);
+    bool fits = true;
+    ((fits &= publish_field<layout, (layout.published_first + indexes) % layout.field_count>(
+          values, entry, record)),
+     ...);
+    return fits;
 }
 template <const ReplyRecord &layout>
 bool publish_record(OutputValues &values, const OutputXPath &entry, const void *record) {
