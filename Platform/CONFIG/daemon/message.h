@@ -67,15 +67,13 @@ std::string_view bytes_of(const Record &record) {
 // that it is. Returns what that returns, or `otherwise` for a sub-module code that is no setting.
 template <typename Result, typename Use>
 Result with_setting(const Message &message, Result otherwise, Use use) {
-    switch (message.sub_mod) {
-#define USE(sub_mod, record)                                                                       \
-    case sub_mod:                                                                                  \
-        return use(record_from<record>(message));
-        CONFIGD_SETTINGS(USE)
-#undef USE
-    default:
-        return otherwise;
+#define USE(code, record)                                                                          \
+    if (message.sub_mod == (code)) {                                                               \
+        return use(record_from<record>(message));                                                  \
     }
+    CONFIGD_SETTINGS(USE)
+#undef USE
+    return otherwise;
 }
 
 // A number, or a text up to its first NUL or its field's end: a view into the record.
