@@ -12,7 +12,7 @@ build: setup
 run:
 	$(if $(and $(NETCONF),$(KEEP)$(BACKEND)),$(error NETCONF=1 cannot be combined with KEEP or BACKEND))
 	scripts/install-dependencies --for-demo $(if $(filter frr,$(BACKEND)),--for-frr) $(if $(NETCONF),--for-netconf)
-	cmake --preset demo
+	cmake --preset demo -D BACKEND_FRR=$(if $(filter frr,$(BACKEND)),ON,OFF)
 	cmake --build --preset demo
 	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/demo $(if $(KEEP),--keep) $(if $(NETCONF),--netconf)
 
