@@ -528,6 +528,9 @@ def main():
                 return 1
             names.append(step.name)
             print(f"{time.monotonic() - begin:5.1f} s  ok  {step.name}", flush=True)
+    except Exception:
+        print(stage.said())
+        raise
     finally:
         stage.close()
     print(f"{len(names)} steps in {time.monotonic() - start:.0f} s", *undone(names), sep="\n")

@@ -281,6 +281,11 @@ class Stage:
         reply = self.session().get_config(datastore, filter=("subtree", f'<router-bgp xmlns="{MODULE}"/>'))
         return leaves_of(reply.data)
 
+    def said(self):
+        """The end of what each part has printed."""
+        parts = [part for part in (self.server, self.host, self.daemon) if part is not None]
+        return "\n".join(f"{part.name}, exit code {part.child.poll()}: {part.said()}" for part in parts)
+
     def close(self):
         for part in (self.server, self.host, self.daemon):
             if part is not None:
