@@ -667,11 +667,11 @@ TEST_P(FamilyTrace, OfACarriedDeletion) {
     const int sub_mod = entry.sub_mod(kind().carrier);
     const std::string carried = kind().carried[0];
     EXPECT_THAT(trace({deleted(entry.leaf(kind().carrier)), deleted(entry.leaf(carried))}),
-                testing::EndsWith(length_line("get", 508, sub_mod) +
+                testing::EndsWith(length_line("get", kind().neighbor.size, sub_mod) +
                                   node_lines(SR_OP_DELETED, carried, entry.path(carried)) +
                                   keys_line() + pending_line(sub_mod, carried) +
                                   traced(" neighbor_data->op:0  changeOp:2\n") +
-                                  end_lines(508, sub_mod)));
+                                  end_lines(kind().neighbor.size, sub_mod)));
 }
 
 TEST_P(FamilyTrace, OfWhatACarrierIsSentBy) {
@@ -680,7 +680,7 @@ TEST_P(FamilyTrace, OfWhatACarrierIsSentBy) {
     EXPECT_THAT(trace({created(entry.leaf(kind().carrier)), moved(entry.key())}),
                 testing::HasSubstr(pending_line(sub_mod, "neighbor-address") +
                                    traced(" neighbor_data->op:1  changeOp:3\n") +
-                                   length_line("send", 508, sub_mod)));
+                                   length_line("send", kind().neighbor.size, sub_mod)));
 }
 
 TEST_P(FamilyTrace, OfAContainerEndsWithItsKeys) {
@@ -693,7 +693,8 @@ TEST_P(FamilyTrace, OfAContainerEndsWithItsKeys) {
 
 TEST_P(FamilyTrace, OfARecordWithoutACode) {
     EXPECT_THAT(trace({created(neighbor().key())}),
-                testing::EndsWith(length_line("get", 508, 0) + end_lines(508, 0) +
+                testing::EndsWith(length_line("get", kind().neighbor.size, 0) +
+                                  end_lines(kind().neighbor.size, 0) +
                                   "\nchange cfg for bgp failed:Item not found"));
 }
 
@@ -758,9 +759,9 @@ TEST_F(InstanceFamilyChange, LeavesOfANeighbourAreTraced) {
     const ListEntry entry = neighbor();
     for (const auto &[leaf, line] : lines) {
         EXPECT_THAT(trace({created(entry.leaf(leaf))}),
-                    testing::HasSubstr(path_line(entry.path(leaf)) + "[" + kind().neighbor.parser +
-                                       "][#]" + line +
-                                       length_line("get", 508, entry.sub_mod(leaf))));
+                    testing::HasSubstr(
+                        path_line(entry.path(leaf)) + "[" + kind().neighbor.parser + "][#]" + line +
+                        length_line("get", kind().neighbor.size, entry.sub_mod(leaf))));
     }
 }
 

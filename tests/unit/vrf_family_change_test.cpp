@@ -249,9 +249,9 @@ TEST_F(VrfFamilyChange, LeavesOfANeighbourAreTraced) {
     const ListEntry entry = neighbor();
     for (const auto &[leaf, line] : lines) {
         EXPECT_THAT(trace({created(entry.leaf(leaf))}),
-                    testing::HasSubstr(path_line(entry.path(leaf)) + "[" + kind().neighbor.parser +
-                                       "][#]" + line +
-                                       length_line("get", 508, entry.sub_mod(leaf))));
+                    testing::HasSubstr(
+                        path_line(entry.path(leaf)) + "[" + kind().neighbor.parser + "][#]" + line +
+                        length_line("get", kind().neighbor.size, entry.sub_mod(leaf))));
     }
 }
 
