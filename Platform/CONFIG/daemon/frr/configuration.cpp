@@ -116,7 +116,7 @@ ApplyResult Configuration::apply(const Message &message) {
             return {SR_ERR_INVALID_VALUE, fmt::format("{} is no operation", record.op)};
         }
         try {
-            apply_record(message.sub_mod, record.op == BGP_OP_SET, record);
+            this->apply_record(message.sub_mod, record.op == BGP_OP_SET, record);
             return {SR_ERR_OK};
         } catch (const Refusal &refusal) {
             return {refusal.code(), refusal.what()};
