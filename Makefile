@@ -50,7 +50,7 @@ package: setup
 	scripts/install-dependencies --for-packages
 	scripts/build-package build/packages
 
-# Measures which lines and branches of the plug-in the unit tests reach.
+# Measures which lines and branches of the plug-in the tests without a datastore reach.
 coverage: setup
 	scripts/install-dependencies --for-coverage
 	scripts/coverage

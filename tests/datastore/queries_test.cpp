@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <sysrepo.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -254,12 +255,20 @@ TEST_P(ManyQueriesOnDatastore, LeaveMemoryAndDescriptorsWhereTheyWere) {
             daemon.take_messages();
         }
     };
+    // sysrepo 1.4.140 opens one more for a moment: one that stays raises the fewest, too.
+    const auto fewest_descriptors = [&] {
+        std::size_t fewest = host.descriptors();
+        for (int i = 0; i < 20; ++i) {
+            call(1);
+            fewest = std::min(fewest, host.descriptors());
+        }
+        return fewest;
+    };
     call(100);
+    const std::size_t descriptors = fewest_descriptors();
     const long memory = host.process().resident();
-    const std::size_t descriptors = host.descriptors();
     call(5000);
-    // sysrepo 1.4.140 opens one more for a moment.
-    EXPECT_LE(host.descriptors(), descriptors + 1);
+    EXPECT_EQ(fewest_descriptors(), descriptors);
     EXPECT_LT(host.process().resident() - memory, 128) << "KiB of growth";
 }
 

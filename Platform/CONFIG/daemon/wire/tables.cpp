@@ -73,11 +73,11 @@ struct Comment {
     std::size_t size;
     std::string meaning;
 };
-using Comments = std::map<std::string, Comment>; // by record.field
+using Comments = std::map<std::string, Comment>; // by record.field; a record's own by record.
 
-// The rows of the tables above the structs: offset, size, field and what it means.
+// The tables above the structs: the record's size, and of each field offset, size and meaning.
 Comments comments_in(const std::string &header) {
-    static const std::regex head{R"( \* (\w+): \d+ bytes)"};
+    static const std::regex head{R"( \* (\w+): (\d+) bytes)"};
     static const std::regex row{R"( \* +(\d+) +(\d+)  (\w+) *(.*))"};
     Comments comments;
     std::string record;
@@ -86,6 +86,7 @@ Comments comments_in(const std::string &header) {
     for (std::string line; std::getline(lines, line);) {
         if (std::regex_match(line, match, head)) {
             record = match[1];
+            comments[record + "."] = {0, std::stoul(match[2]), {}};
         } else if (std::regex_match(line, match, row)) {
             comments[fmt::format("{}.{}", record, match[3].str())] = {
                 std::stoul(match[1]), std::stoul(match[2]), match[4]};
@@ -116,6 +117,12 @@ std::string markdown_record(const RecordLayout &record, Comments &comments) {
                                    "| Offset | Size | Field | Type | Meaning |\n"
                                    "|---:|---:|---|---|---|\n",
                                    record.name, record.size);
+    const auto head = comments.extract(fmt::format("{}.", record.name));
+    if (head.empty() || head.mapped().size != record.size) {
+        throw std::runtime_error{fmt::format("the comment above {} does not say that it takes {} "
+                                             "bytes",
+                                             record.name, record.size)};
+    }
     for (const Field &field : record) {
         const auto comment = comments.extract(fmt::format("{}.{}", record.name, field.name));
         if (comment.empty() || comment.mapped().offset != field.offset ||

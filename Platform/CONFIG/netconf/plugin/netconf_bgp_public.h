@@ -20,7 +20,7 @@
 
 #include "netconf_public.h"
 
-/* Sub-module codes: configuration 1 to 17, queries 18 to 22. */
+/* Sub-module codes: settings, then queries (BGP_SUB_RPC_*). */
 enum {
     BGP_SUB_BGP_AS = 1,
     BGP_SUB_ROUTER_ID = 2,
