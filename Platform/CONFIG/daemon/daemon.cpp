@@ -34,7 +34,7 @@ Answer faulty_answer(Fault fault) {
     return Silence{};
 }
 
-// The two sides of SUBMOD=VALUE, the left one resolved; std::nullopt when it is no such text.
+// The sub-module code and the value in SUBMOD=VALUE; std::nullopt for any other text.
 std::optional<std::pair<std::int32_t, std::string_view>> parse_assignment(std::string_view text) {
     const auto separator = text.find('=');
     if (separator == std::string_view::npos) {
@@ -47,14 +47,14 @@ std::optional<std::pair<std::int32_t, std::string_view>> parse_assignment(std::s
     return std::pair{*sub_mod, text.substr(separator + 1)};
 }
 
-// What one of the tables of overrides has for this kind of message; nullptr: nothing.
+// The entry for this sub-module code in a table of overrides, or nullptr.
 template <typename T>
 const T *find(const std::map<std::int32_t, T> &table, const Message &message) {
     const auto row = table.find(message.sub_mod);
     return row == table.end() ? nullptr : &row->second;
 }
 
-// The answer that is nothing but a result: a query takes it in a reply without content.
+// An answer that has only a result: for a query, a reply without content.
 Answer answer_with(const Message &message, std::int32_t code) {
     if (is_query(message.sub_mod)) {
         return Reply{message.module, message.sub_mod, code, {}};
@@ -149,7 +149,7 @@ std::optional<Job> Daemon::job_for(const Message &message) {
     if (is_overridden(message)) {
         return std::nullopt;
     }
-    // What the work finds, for the answer that follows it.
+    // The work's result, which the answer takes.
     struct Found {
         Answer answer;
         std::string note;

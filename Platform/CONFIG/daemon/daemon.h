@@ -22,50 +22,51 @@ enum class Fault {
     Silent // never answers
 };
 
-// What the daemon answers on purpose instead of the backend, by sub-module code. A fault goes
-// before a failure, and that before a canned reply; the backend does not see the message.
+// What the daemon answers in place of the backend, by sub-module code. A fault has precedence over
+// a result code, and a result code over a reply. The backend does not get the message.
 struct Overrides {
     std::map<std::int32_t, std::int32_t> codes; // result code to answer
     std::map<std::int32_t, Fault> faults;
     std::map<std::int32_t, std::string> replies = {}; // payload of the reply to a query
 };
 
-// Parses SUBMOD=CODE, a 32-bit number in decimal; std::nullopt when it is none.
+// Parses SUBMOD=CODE, where CODE is a 32-bit number in decimal. Returns std::nullopt for any other
+// text.
 std::optional<std::pair<std::int32_t, std::int32_t>> parse_failure(std::string_view text);
 
-// Parses SUBMOD=close|short|silent; std::nullopt when it is none.
+// Parses SUBMOD=close|short|silent. Returns std::nullopt for any other text.
 std::optional<std::pair<std::int32_t, Fault>> parse_fault(std::string_view text);
 
-// Parses SUBMOD=FILE with the sub-module of a query, and reads the file: the payload that answers
-// it, of any size that a header can tell. std::nullopt when the text is none or the file is
-// longer; throws std::system_error when the file cannot be read.
+// Parses SUBMOD=FILE, where SUBMOD is a query, and reads the file: the payload of the reply. It may
+// have any size that dataLen can hold. Returns std::nullopt for any other text and for a longer
+// file. Throws std::system_error when the file cannot be read.
 std::optional<std::pair<std::int32_t, std::string>> parse_reply(std::string_view text);
 
-// What is wrong with a message, and the result code that says so.
+// What is wrong with a message, and the result code for it.
 struct Refusal {
     std::int32_t code;
     std::string why;
 };
 
-// Nothing when the message is one for this daemon; otherwise what is wrong with its module, its
-// sub-module code (SR_ERR_NOT_SUPPORT) or its payload's size.
+// Returns std::nullopt for a message that this daemon supports, otherwise what is wrong with its
+// module, its sub-module code (SR_ERR_NOT_SUPPORT) or the size of its payload.
 std::optional<Refusal> check(const Message &message);
 
 class Daemon : public Handler {
   public:
-    // `backend` and `log` are not owned and outlive the daemon.
+    // `backend` and `log` are not owned and must outlive the daemon.
     Daemon(Backend &backend, Log &log, Overrides overrides = {});
 
-    // Answers a configuration message with the backend's code and a query with the backend's reply,
-    // whose note goes to the log; what check() refuses with the code that it says, in a reply
-    // without content when it is a query's.
+    // Answers a configuration message with the backend's code and a query with the backend's reply.
+    // The reply's note goes to the log. Answers a message that check() refuses with check()'s code;
+    // for a query, in a reply without content.
     Answer answer(const Message &message) override;
 
-    // The same at work, for messages that a slow backend is to answer: configuration messages in
-    // the order in which they came.
+    // The same as a job, for messages that a slow backend answers. The jobs of configuration
+    // messages run in the order in which the messages came.
     std::optional<Job> job_for(const Message &message) override;
 
-    // SR_ERR_OPERATION_FAILED, and a line in the log.
+    // Answers SR_ERR_OPERATION_FAILED and writes a line to the log.
     Answer failed(const Message &message, const std::string &why) override;
 
   private:

@@ -8,8 +8,8 @@
 
 namespace configd {
 
-// Puts the text into the field, zeros behind it. One that is longer is cut to the field and then
-// has no terminator.
+// Puts the text into the field and fills the rest with zeros. A text that is longer than the field
+// is cut. A text that fills the field has no terminator.
 template <std::size_t size>
 void put_text(char (&field)[size], std::string_view text) {
     const std::string_view kept = text.substr(0, size);

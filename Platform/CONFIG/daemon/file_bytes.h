@@ -6,7 +6,7 @@
 
 namespace configd {
 
-// All bytes of the file. Throws std::system_error, which names the file.
+// All bytes of the file. Throws std::system_error with the file's name.
 std::string read_file(const std::string &file);
 
 } // namespace configd

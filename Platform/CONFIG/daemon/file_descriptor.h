@@ -11,7 +11,7 @@ namespace configd {
 class FileDescriptor {
   public:
     FileDescriptor() = default;
-    // Takes ownership of fd; a negative one is none.
+    // Takes ownership of fd. A negative fd means none.
     explicit FileDescriptor(int fd) noexcept : fd_{fd} {}
     FileDescriptor(FileDescriptor &&other) noexcept : fd_{std::exchange(other.fd_, -1)} {}
     FileDescriptor &operator=(FileDescriptor &&other) noexcept {
@@ -26,7 +26,7 @@ class FileDescriptor {
         }
     }
 
-    // The descriptor, which stays owned here; -1: none.
+    // The descriptor, still owned by this object; -1 when there is none.
     int get() const noexcept { return fd_; }
 
   private:

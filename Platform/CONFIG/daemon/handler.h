@@ -1,4 +1,4 @@
-// What stands behind the server: one answer for each message.
+// The interface between the server and what answers its messages.
 #ifndef CONFIGD_HANDLER_H
 #define CONFIGD_HANDLER_H
 
@@ -24,7 +24,8 @@ struct Reply {
     std::string payload;
 };
 
-// Sent as it is; then the connection is closed, if so wanted. Empty: closed at once.
+// Bytes to send as they are. If close_after is set, the connection is then closed; without bytes it
+// is closed at once.
 struct RawBytes {
     std::string bytes;
     bool close_after;
@@ -35,12 +36,12 @@ struct Silence {};
 
 using Answer = std::variant<ResultCode, Reply, RawBytes, Silence>;
 
-// An answer that takes its time: first the work, on any thread, then the answer that came of it, in
-// the thread in Server::run.
+// An answer that takes long. Any thread does the work; then the thread in Server::run calls
+// `answer` for the result.
 struct Job {
     std::function<void()> work;
     std::function<Answer()> answer;
-    bool in_order = false; // one after the other with all such jobs, as their messages came in
+    bool in_order = false; // such jobs run one at a time, in the order of their messages
 };
 
 class Handler {
@@ -50,16 +51,16 @@ class Handler {
     Handler &operator=(const Handler &) = delete;
     virtual ~Handler() = default;
 
-    // The answer to one well-framed message of any module. Called from the thread in
-    // Server::run, for the messages of one connection in the order they came in.
+    // The answer to one well-framed message of any module. The thread in Server::run calls it, for
+    // the messages of one connection in the order in which they came.
     virtual Answer answer(const Message &message) = 0;
 
-    // What to do for an answer that others are not to wait for; std::nullopt: answer() it. Called
-    // as answer() is. The next message of the connection waits for the answer, those of other
-    // connections do not; so several jobs may be at work at once.
+    // The job for a message whose answer other connections must not wait for; std::nullopt: call
+    // answer(). Called as answer() is. The next message of the same connection waits for the
+    // answer, so several jobs may run at once for several connections.
     virtual std::optional<Job> job_for(const Message & /*message*/) { return std::nullopt; }
 
-    // The answer to a message that answer(), or a job for it, threw at; `why` says what. Throws
+    // The answer to a message for which answer() or its job threw; `why` is the reason. Throws
     // nothing.
     virtual Answer failed(const Message & /*message*/, const std::string & /*why*/) {
         return ResultCode{SR_ERR_OPERATION_FAILED};

@@ -9,7 +9,7 @@
 
 namespace configd {
 
-// [key='value'], in the quotes that the value does not hold.
+// [key='value'], or with double quotes if the value contains a single quote.
 inline std::string predicate(std::string_view key, std::string_view value) {
     const char quote = value.find('\'') == std::string_view::npos ? '\'' : '"';
     return fmt::format("[{}={}{}{}]", key, quote, value, quote);

@@ -39,7 +39,7 @@ struct AnswerObject {
     ordered_json operator()(const Silence & /*answer*/) const { return nullptr; }
 };
 
-// An event's name in JSON, and its words in text.
+// An event's name in JSON and its words in text.
 struct EventName {
     const char *name;
     const char *text;
@@ -117,7 +117,7 @@ void Log::configuration(const ordered_json &configuration) {
 }
 
 void Log::line(const std::string &text) {
-    // What a full disk or a closed pipe does not take is lost, and nothing else.
+    // A line that a full disk or a closed pipe does not accept is lost. Later lines are not.
     out_.clear();
     out_ << text << '\n' << std::flush;
 }

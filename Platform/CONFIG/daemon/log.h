@@ -16,7 +16,7 @@ namespace configd {
 enum class LogFormat { Text, Json, None };
 
 // Writes one line for each event, as text or as one JSON object with an `event`, and flushes it.
-// Without a format only what somebody waits for is written: listening and configuration.
+// With LogFormat::None it writes only what others wait for: listening and configuration.
 class Log {
   public:
     // `out` is not owned.
@@ -25,16 +25,16 @@ class Log {
     // The server is ready for connections on this port.
     void listening(std::uint16_t port);
 
-    // A connection was opened, closed or broke its framing.
+    // A connection was opened, closed or refused, or broke its framing.
     void connection(const ConnectionEvent &event);
 
     // A message came in; `error` says what is wrong with it, or is empty.
     void message(const Message &message, const std::string &error, const Answer &answer);
 
-    // What else there is to say of the message logged last.
+    // A remark about the message logged last.
     void note(const RecordKind &kind, const std::string &text);
 
-    // The configuration on request: as one JSON object in every format.
+    // The configuration, on request, as one JSON object in every format.
     void configuration(const nlohmann::ordered_json &configuration);
 
   private:

@@ -1,4 +1,4 @@
-// bgp_configd: the configuration daemon's life.
+// bgp_configd: starts, serves and stops the configuration daemon.
 #include "daemon.h"
 #include "memory_backend.h"
 #include "options.h"
@@ -32,7 +32,7 @@ std::unique_ptr<configd::Backend> make_backend(const configd::Options &options) 
         options.state_file.empty() ? configd::State{} : configd::load_state(options.state_file));
 }
 
-// Logs what the backend holds: behind what it is doing, where that takes its time.
+// Logs the backend's configuration, for a slow backend after its work under way.
 void log_configuration(configd::Server &server, const configd::Backend &backend,
                        configd::Log &log) {
     if (!backend.is_slow()) {
@@ -45,7 +45,7 @@ void log_configuration(configd::Server &server, const configd::Backend &backend,
 }
 
 void serve(const configd::Options &options) {
-    // A log that nobody reads any more ends nothing.
+    // The daemon continues when nobody reads its log any more.
     std::signal(SIGPIPE, SIG_IGN);
     configd::Log log{std::cout, options.log};
     const std::unique_ptr<configd::Backend> backend = make_backend(options);

@@ -24,24 +24,24 @@ namespace {
 using nlohmann::json;
 using nlohmann::ordered_json;
 
-// A leaf and the field that holds its value. Of a flag the protocol tells only that it changed.
+// A leaf and the field that holds its value. For a flag, the protocol tells only that it changed.
 struct Leaf {
     const char *name;
     Field field;
     bool is_flag = false;
 };
 
-// What a record does when it is a deletion, and which of the leaves it is about.
+// Which leaves a record is about, and what its deletion deletes.
 enum class Scope {
     Leaf,       // the leaf
-    Entry,      // the leaf; its deletion is that of the list entry with all that is in it
-    NamedLeaves // those of the leaves that the record has values for
+    Entry,      // the leaf; its deletion deletes the list entry with all that is in it
+    NamedLeaves // the leaves for which the record has values
 };
 
 struct Setting {
     std::int32_t sub_mod;
     Scope scope;
-    Leaf leaves[2]; // one without a name is none
+    Leaf leaves[2]; // unused without a name
 };
 
 // clang-format off
@@ -74,13 +74,13 @@ constexpr Setting settings[] = {
 #undef LEAF
 static_assert(has_one_row_each(settings, is_setting), "one row for each setting");
 
-// The way down to a node: one key of the tree after the other.
+// The path to a node: the keys of the tree, from the root.
 struct Path {
     std::vector<std::string> steps;
-    std::size_t kept = 0; // so many of the first steps stay when nothing is left below them
+    std::size_t kept = 0; // the number of first steps that stay even when they are empty
 };
 
-// The node that holds the leaves of a record; std::nullopt for an address family there is not.
+// The node that holds the leaves of a record; std::nullopt for an unknown address family.
 
 std::optional<Path> path_of(const bgp_as_val & /*record*/) {
     return Path{};
@@ -143,7 +143,7 @@ std::optional<Path> path_of(const bgp_address_family_neighbor_universal_val &rec
                       predicate("neighbor-address", text_of(record.neighbor_ip_or_tag)));
 }
 
-// The node at the end of the path; the nodes that are not there are created.
+// The node at the end of the path. Creates the missing nodes.
 json &node_at(json &tree, const Path &path) {
     json *node = &tree;
     for (const std::string &step : path.steps) {
@@ -156,7 +156,7 @@ json &node_at(json &tree, const Path &path) {
     return *node;
 }
 
-// Removes the node at the end of the path, and those on the way that are then empty.
+// Removes the node at the end of the path and the nodes on the path that are then empty.
 void remove(json &node, const Path &path, std::size_t depth = 0) {
     const auto child = node.find(path.steps[depth]);
     if (child == node.end()) {
@@ -171,12 +171,12 @@ void remove(json &node, const Path &path, std::size_t depth = 0) {
     }
 }
 
-// Whether a field has something to say: a text that is not empty, a number that is not 0.
+// Whether a field has a value: a text that is not empty, a number that is not 0.
 bool is_given(const FieldValue &value) {
     return value != FieldValue{std::string_view{}} && value != FieldValue{0};
 }
 
-// The leaves that the record sets or deletes; none stands for the entry itself.
+// The leaves that the record sets or deletes. Empty: the record is about the entry itself.
 std::vector<Leaf> named_leaves(const Setting &setting, std::string_view record) {
     std::vector<Leaf> leaves;
     for (const Leaf &leaf : setting.leaves) {
@@ -189,7 +189,7 @@ std::vector<Leaf> named_leaves(const Setting &setting, std::string_view record) 
     return leaves;
 }
 
-// What a switch would say against the value of a leaf or a key; empty: nothing. A neighbor is at
+// Why a switch would refuse the value of a leaf or a key; empty: it would not. A neighbor is at
 // least one hop away, as for any BGP speaker.
 std::string fault_of(std::string_view name, const FieldValue &value) {
     const auto *view = std::get_if<std::string_view>(&value);
@@ -209,7 +209,7 @@ std::string fault_of(std::string_view name, const FieldValue &value) {
     return {};
 }
 
-// The same of all that a record is to set.
+// The same for all values that a record sets.
 std::string fault_of(const Message &message, const std::vector<Leaf> &leaves) {
     std::string fault;
     if (message.sub_mod == BGP_SUB_NETWORK) {
@@ -232,8 +232,9 @@ void set_leaves(json &node, const std::vector<Leaf> &leaves, std::string_view re
     }
 }
 
-// The protocol does not tell the deletion of an entry from that of its leaves. Naming none of
-// them is the entry's; so is naming all that it has, since an empty entry does not stay.
+// The protocol does not distinguish deleting an entry from deleting its leaves. A record that names
+// no leaf deletes the entry. So does one that names all leaves of the entry, since an empty entry
+// does not stay.
 void remove_leaves(json &tree, const Path &path, const std::vector<Leaf> &leaves) {
     if (leaves.empty()) {
         remove(tree, path);

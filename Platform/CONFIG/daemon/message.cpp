@@ -14,7 +14,7 @@
 namespace configd {
 namespace {
 
-// A number as it lies in the bytes, which may be anywhere in memory.
+// The number in these bytes, which may have any alignment.
 template <typename Number>
 Number number_from(std::string_view bytes) {
     Number number;

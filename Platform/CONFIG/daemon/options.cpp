@@ -14,7 +14,7 @@
 namespace configd {
 namespace {
 
-// Takes one value; false when it is none of the option's values.
+// Stores one value; false when it is not valid for the option.
 using Take = std::function<bool(const std::string &value)>;
 
 struct Row {
@@ -56,7 +56,7 @@ Take any_text(std::string &target) {
     };
 }
 
-// Reads a whole number of at least `least`, and gives it to `set`.
+// Reads a whole number of at least `least` and passes it to `set`.
 template <typename Number>
 Take whole_number(Number least, std::function<void(Number)> set) {
     return [least, set = std::move(set)](const std::string &text) {

@@ -25,10 +25,10 @@ struct Options {
     Limits limits;
 };
 
-// Fills `options` with what the command line says. Returns the program's exit code when that is
-// the end of it: 0 after --help and --version, which are printed to standard output, another one
-// for a command line that cannot be read, which standard error says. Throws std::system_error when
-// a file that an option names cannot be read.
+// Fills `options` from the command line. Returns std::nullopt when the daemon is to run, otherwise
+// the program's exit code: 0 after --help and --version, which are printed to standard output;
+// another one for an invalid command line, which is reported on standard error. Throws
+// std::system_error when a file that an option names cannot be read.
 std::optional<int> read_options(int argc, const char *const *argv, Options &options);
 
 } // namespace configd

@@ -24,7 +24,7 @@ namespace {
 
 using nlohmann::json;
 
-// The number that the whole text is, or 0.
+// The text as a number; 0 when it is not entirely one.
 std::uint32_t number_from(std::string_view text) {
     std::uint32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -33,7 +33,7 @@ std::uint32_t number_from(std::string_view text) {
 
 // The configuration.
 
-// What is below the node at this step; nothing when the step is not there.
+// The child of the node at this step; null when there is none.
 const json &child(const json &node, std::string_view step) {
     static const json nothing = json::object();
     const auto found = node.find(step);
@@ -58,13 +58,13 @@ std::string key_value(const std::string &step, const char *key) {
     return step.substr(quote + 1, end - quote - 1);
 }
 
-// An address family with the containers in it. An empty VRF stands for those outside VRFs.
+// An address family and its containers. An empty VRF means outside VRFs.
 struct Family {
     std::string vrf;
     FamilyKey key;
     const json *node;
 
-    // The entries of one of its containers: networks, neighbors.
+    // The entries of a container: networks, neighbors.
     const json &entries(const char *container) const {
         return child(*node, fmt::format("bgp-family-{}{}", vrf.empty() ? "" : "vrf-", container));
     }
@@ -84,7 +84,7 @@ std::vector<Family> families_in(const json &configuration) {
     return families;
 }
 
-// What the configuration says of a neighbour.
+// A neighbor as configured.
 struct Neighbor {
     struct InFamily {
         FamilyKey key;
@@ -95,7 +95,7 @@ struct Neighbor {
     std::string update_source;
     std::vector<InFamily> families;
 
-    // Of the families of a VRF the first that has a setting says it.
+    // In a VRF, the first of its families that has a setting supplies it.
     void take_settings(const json &node) {
         if (remote_as.empty()) {
             remote_as = leaf_text(node, "remote-as");
@@ -108,8 +108,8 @@ struct Neighbor {
 
 using Neighbors = std::map<NeighborKey, Neighbor>;
 
-// All neighbours, those outside VRFs first. A VRF's are made in its families; outside VRFs the
-// families have only those that the instance has.
+// All neighbors, those outside VRFs first. In a VRF, the families create the neighbors. Outside
+// VRFs, the families only refer to neighbors of the instance.
 Neighbors neighbors_in(const json &configuration) {
     Neighbors neighbors;
     const json &globle = child(child(configuration, "bgp"), "bgp-globle-neighbors");
@@ -130,7 +130,7 @@ Neighbors neighbors_in(const json &configuration) {
     return neighbors;
 }
 
-// A network of the switch itself: it is its own best route, with the weight that such routes have.
+// A network of the switch itself. It is its own best route and has the weight of such routes.
 NetworkFacts network_facts(std::string_view prefix, std::uint32_t afi) {
     bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop{};
     put_text(next_hop.nexthop, afi == BGP_AFI_IP ? "0.0.0.0" : "::");
@@ -165,7 +165,7 @@ std::vector<NetworkFacts> networks_in(const json &configuration, std::string_vie
 
 // The records.
 
-// What is known of a neighbour: without a state, a session that was never established.
+// The state of a neighbor; without one, a session that was never established.
 NeighborState known_state(const State &state, const NeighborKey &key) {
     const auto found = state.neighbors.find(key);
     return found == state.neighbors.end() ? NeighborState{} : found->second;
@@ -277,9 +277,9 @@ QueryResult answer_summary(const Message &message, const json &configuration, St
     return summary_reply(instance, entries);
 }
 
-// What clearing does to an established session. Inbound, the neighbour is asked for its routes
-// anew; outbound, it is sent ours. Without either the session is dropped, and as nothing here
-// keeps it down, it is back at once.
+// Clears an established session. Inbound, the neighbor is asked for its routes again; outbound,
+// ours are sent to it. Otherwise the session is dropped; it is established again at once because
+// nothing here keeps it down.
 void clear_session(std::uint32_t reconfig_type, bgp_rpc_ip_bgp_neighbor_output_neighbor &peer) {
     constexpr std::uint32_t inbound = 1, outbound = 2; // 3: both
     if (reconfig_type == 0) {

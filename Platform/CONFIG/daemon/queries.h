@@ -1,4 +1,4 @@
-// Answers queries from the configuration held and the state known.
+// Answers queries from the configuration and the state.
 #ifndef CONFIGD_QUERIES_H
 #define CONFIGD_QUERIES_H
 
@@ -10,10 +10,11 @@
 
 namespace configd {
 
-// The answer to a query with a record of its size; SR_ERR_NOT_SUPPORT for what is no query.
+// The answer to a query, whose payload must have the size of its record; SR_ERR_NOT_SUPPORT for any
+// other message.
 //
-// configuration: as Backend::configuration describes it. Neighbours and networks come from it
-// alone; `state` adds what the configuration cannot say, and has the EVPN routes.
+// `configuration` is as Backend::configuration() describes it. All neighbors and networks come from
+// it. `state` adds what the configuration cannot say, and the EVPN routes.
 //
 //   EVPN       the routes of one EVPN route type or of all, or those with the text asked for
 //   info       the networks of one table, as routes of the switch itself: all, the one with the
@@ -24,7 +25,7 @@ namespace configd {
 //              clearing their established sessions makes happen; SR_ERR_INVALID_VALUE for a
 //              reconfig_type above 3
 //
-// A query that asks for nothing is answered with no entries, and so is one for what is not there.
+// A query that asks for nothing, or for something that does not exist, gets no entries.
 QueryResult answer_query(const Message &message, const nlohmann::json &configuration, State &state);
 
 } // namespace configd

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t longest_payload = BUF_SIZE_MAX - header_size;
 
-// The bytes of a number or a record, wherever they come to lie.
+// Appends the bytes of a number or a record.
 template <typename T>
 void append(std::string &payload, const T &value) {
     static_assert(std::is_trivially_copyable_v<T>);
@@ -35,7 +35,7 @@ void append_text(std::string &payload, const std::string &text) {
     payload += '\0';
 }
 
-// Writes over what append() put at this place.
+// Overwrites what append() wrote at this place.
 template <typename T>
 void replace(std::string &payload, std::size_t offset, const T &value) {
     static_assert(std::is_trivially_copyable_v<T>);
@@ -46,8 +46,8 @@ std::uint32_t count_of(std::size_t number) {
     return static_cast<std::uint32_t>(number);
 }
 
-// Has `append_unit` append one unit after the other, and takes back the first that does not fit
-// any more. Returns how many there are.
+// Calls `append_unit` for one unit after the other until one does not fit, and removes that one
+// again. Returns the number of units in the payload.
 template <typename Units, typename AppendUnit>
 std::size_t append_fitting(std::string &payload, const Units &units, AppendUnit append_unit) {
     std::size_t count = 0;
@@ -71,7 +71,7 @@ QueryResult result(std::string payload, const char *units, std::size_t count, st
     return {SR_ERR_OK, std::move(payload), std::move(note)};
 }
 
-// An EVPN text that may be missing: whether it is there, then the text.
+// An optional EVPN text: whether it is present, then the text.
 void append_optional_text(std::string &payload, const std::string &text) {
     append(payload, static_cast<std::int8_t>(text.empty() ? 0 : 1));
     if (!text.empty()) {
@@ -100,14 +100,15 @@ void append_route(std::string &payload, const EvpnRoute &route) {
     }
 }
 
-// The output values that the reader makes of a route: flags, texts and those of its next hops.
+// The number of output values that the reader makes of a route: flags, texts and the values of its
+// next hops.
 std::size_t value_count(const EvpnRoute &route) {
     return 3 + (route.ext_community.empty() ? 0U : 1U) + (route.label.empty() ? 0U : 1U) +
            4 * route.next_hops.size();
 }
 
-// Appends the distinguisher with those of its routes that fit, or nothing when none does. Returns
-// how many there are.
+// Appends the distinguisher with the routes that fit, or nothing when none does. Returns the number
+// of routes appended.
 std::size_t append_distinguisher(std::string &payload, const EvpnDistinguisher &distinguisher) {
     const std::size_t before = payload.size();
     append_text(payload, distinguisher.text);
@@ -177,7 +178,7 @@ QueryResult evpn_reply(const std::vector<EvpnDistinguisher> &distinguishers) {
     append(payload, std::uint32_t{0});
     std::size_t values = 0, written = 0, routes = 0, total = 0;
     for (const EvpnDistinguisher &distinguisher : distinguishers) {
-        // Once a route did not fit, no later one goes before it.
+        // After a route that did not fit, no later one is appended.
         const bool is_full = routes < total;
         const std::size_t count = is_full ? 0 : append_distinguisher(payload, distinguisher);
         for (std::size_t i = 0; i < count; ++i) {

@@ -1,10 +1,9 @@
-// Writes the replies to queries: facts in, payload bytes out. Where the facts come from is the
-// caller's matter.
+// Writes the payloads of replies from facts that the caller collects.
 //
-// Every reply carries the result 0 and fits into a message of BUF_SIZE_MAX bytes. What does not
-// fit is left out from the first neighbour, network or route on that does not; the counts in the
-// payload are those of what is there, and the reply's note says how much that is. The callers
-// leave the counts in the records at 0.
+// Every reply has the result 0 and fits in a message of BUF_SIZE_MAX bytes. The first neighbor,
+// network or route that does not fit is left out, and so are all after it. The counts in the
+// payload are those of the entries in it, and the reply's note gives them. Callers leave the counts
+// in the records at 0.
 #ifndef CONFIGD_REPLY_PAYLOAD_H
 #define CONFIGD_REPLY_PAYLOAD_H
 
@@ -35,7 +34,7 @@ struct EvpnNextHop {
     std::string path; // AS path
 };
 
-// A text of a route goes onto the wire up to its first NUL.
+// A route's texts are sent up to their first NUL.
 struct EvpnRoute {
     std::string text;            // such as [3]:[0]:[32]:[192.0.2.1]
     std::int8_t valid_flag = 0;  // 1 valid

@@ -16,7 +16,7 @@
 namespace configd {
 namespace {
 
-// The number that the whole text is, or 0.
+// The text as a number; 0 when it is not entirely one.
 std::uint16_t length_from(std::string_view text) {
     std::uint16_t length = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);

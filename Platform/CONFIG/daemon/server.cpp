@@ -23,10 +23,10 @@ namespace {
 using asio::ip::tcp;
 using std::error_code;
 
-// How long accepting waits for a free descriptor.
+// How long the server waits for a free descriptor before it accepts again.
 constexpr std::chrono::milliseconds descriptor_pause{100};
 
-// What goes out for an answer, and whether the connection ends with it.
+// The bytes to send for an answer, and whether the connection is then closed.
 struct AnswerBytes {
     RawBytes operator()(const ResultCode &answer) const {
         std::string bytes(sizeof answer.code, '\0');
@@ -41,7 +41,7 @@ struct AnswerBytes {
     RawBytes operator()(const Silence & /*answer*/) const { return {{}, false}; }
 };
 
-// Why `work` failed; empty: it did not.
+// Why `work` failed; empty if it did not.
 std::string failure_of(const std::function<void()> &work) {
     try {
         work();
@@ -54,7 +54,7 @@ std::string failure_of(const std::function<void()> &work) {
 
 } // namespace
 
-// All that a server has: connections hold on to it while they wait.
+// The server's data, which its connections refer to.
 struct Server::State {
     State(Handler &handler_of_messages, std::uint16_t port, const Limits &limits_of_peers)
         : handler(handler_of_messages), limits(limits_of_peers), acceptor(context),
@@ -81,7 +81,7 @@ struct Server::State {
         }
     }
 
-    // Does `work` on a thread, then `done` with why it failed, in run().
+    // Does `work` in a thread, then calls `done` in run() with the reason if it failed.
     void start(bool ordered, std::function<void()> work,
                std::function<void(const std::string &failure)> done) {
         std::optional<asio::thread_pool> &pool = ordered ? one_worker : workers;
@@ -109,10 +109,10 @@ struct Server::State {
     tcp::acceptor acceptor;
     asio::steady_timer descriptor_timer;
     std::uint64_t opened = 0;
-    std::size_t unfinished = 0; // bytes that connections hold of unfinished messages
+    std::size_t unfinished = 0; // bytes of unfinished messages, of all connections
     std::map<std::uint64_t, std::shared_ptr<Connection>> connections;
     std::vector<std::unique_ptr<asio::signal_set>> signals;
-    // These end first: what they do is for the others.
+    // Destroyed first: their work uses the members above.
     std::optional<asio::thread_pool> workers;
     std::optional<asio::thread_pool> one_worker;
 };
@@ -122,11 +122,11 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
     Connection(State &state, tcp::socket socket, std::uint64_t number)
         : state_(state), socket_(std::move(socket)), timer_(state.context), number_(number) {
         error_code ignored;
-        // Answers are small: each goes out as it is written.
+        // Answers are small, so each is sent as soon as it is written.
         socket_.set_option(tcp::no_delay(true), ignored);
     }
 
-    // Answers the messages received, until one has to be waited for.
+    // Answers the received messages up to the first that is incomplete or whose answer takes a job.
     void proceed() {
         const Frame frame = frame_of(input_);
         switch (frame.framing) {
@@ -144,7 +144,7 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
     }
 
   private:
-    // Takes what is received, from its start, off the message at hand and its time.
+    // Removes the first `size` bytes received and stops the message's timer.
     void drop(std::size_t size) {
         input_.erase(0, size);
         state_.unfinished -= size;
@@ -152,7 +152,7 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
         timer_.cancel();
     }
 
-    // Waits for more of a message that is unfinished, or for the next.
+    // Waits for the rest of an unfinished message or for the next message.
     void receive() {
         if (!input_.empty() && !is_timed_) {
             is_timed_ = true;
@@ -200,8 +200,8 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
         job ? start(message, std::move(*job)) : send(std::move(*answer));
     }
 
-    // Has the job done while the connection waits for its answer. All that comes up meanwhile is
-    // that the peer reset it.
+    // Runs the job while the connection waits for its answer. The only event that can come
+    // meanwhile is a reset by the peer.
     void start(const Message &message, Job job) {
         socket_.async_wait(tcp::socket::wait_error, [self = shared_from_this()](error_code error) {
             if (!error) {
@@ -258,7 +258,7 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
     asio::steady_timer timer_;
     bool is_timed_ = false; // while a message is unfinished
     std::uint64_t number_;
-    std::array<char, 4096> chunk_{}; // what one read took
+    std::array<char, 4096> chunk_{}; // the bytes of one read
     std::string input_;              // received and not answered yet
     RawBytes output_{{}, false};     // the answer being sent
 };
@@ -269,7 +269,7 @@ void Server::State::accept() {
             return;
         }
         if (error) {
-            // Out of descriptors: until one is free, new connections wait.
+            // No descriptor is free. New connections wait until one is.
             descriptor_timer.expires_after(descriptor_pause);
             descriptor_timer.async_wait([this](error_code /*ended early*/) { accept(); });
             return;

@@ -29,23 +29,23 @@ struct Limits {
     std::size_t unfinished = std::size_t{64} * 1024 * 1024; // bytes of unfinished messages, of all
 };
 
-// Listens on the loopback address and serves any number of connections from the one thread that
-// calls run(). It cuts the byte streams into messages and sends the handler's answers; what a
-// message says is the handler's matter. Only the handler's jobs have threads of their own.
+// Listens on the loopback address and serves any number of connections in the one thread that calls
+// run(). It splits the byte streams into messages and sends the handler's answers; the handler
+// interprets the messages. Only the handler's jobs run in other threads.
 //
-// A message whose dataLen is below 16 or above BUF_SIZE_MAX, that its peer breaks off, or that
-// exceeds the limits closes its connection. A connection that does not take its answer, or whose
-// answer is still at work, is not read from until it has it. When the process is out of
-// descriptors, new connections wait.
+// A connection is closed when a message on it has a dataLen below 16 or above BUF_SIZE_MAX, ends
+// too early or exceeds the limits. The server reads the next message of a connection only after it
+// has sent the answer to the previous one. When the process has no free descriptor, new connections
+// wait.
 class Server {
   public:
-    // Binds and listens on 127.0.0.1; `port` in host byte order, 0 for any free one. The handler
-    // is not owned and outlives the server. Throws std::system_error.
+    // Binds and listens on 127.0.0.1; `port` in host byte order, 0 for any free one. The handler is
+    // not owned and must outlive the server. Throws std::system_error.
     explicit Server(Handler &handler, std::uint16_t port = NETCONF_DAEMON_PORT,
                     const Limits &limits = {});
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
-    // Waits for the jobs at work. Those that wait for a thread are dropped.
+    // Waits for the jobs that run. Jobs that still wait for a thread are dropped.
     ~Server();
 
     // The port listened on, in host byte order.
@@ -58,12 +58,12 @@ class Server {
     // std::system_error.
     void on_signal(int number, std::function<void()> received);
 
-    // Does `work` behind the jobs in order that came before, then `done` from run(). Call from
+    // Does `work` after the jobs in order that came before, then calls `done` from run(). Call from
     // run().
     void in_order(std::function<void()> work, std::function<void()> done);
 
-    // Serves until stop(); returns at once when stop() came before. What a connection has not
-    // taken by then stays with it. Throws std::system_error.
+    // Serves until stop(). Returns at once if stop() was called before. Answers that are not sent
+    // by then are dropped. Throws std::system_error.
     void run();
 
     // Ends run(), from any thread.

@@ -21,7 +21,7 @@ namespace {
 
 using nlohmann::json;
 
-// A value of the document and where it stands.
+// A value of the document and its place in it.
 struct Place {
     const json &value;
     json::json_pointer pointer;
@@ -32,10 +32,10 @@ struct Place {
         "{} {}", place.pointer.empty() ? "the top level" : place.pointer.to_string(), problem));
 }
 
-// Takes the value at a place, or fails.
+// Reads the value at a place. Throws when it is invalid.
 using Reader = std::function<void(const Place &)>;
 
-// The text at the place, which is none with a NUL in it: on the wire a NUL ends a text.
+// The text at the place. It must not contain a NUL because on the wire a NUL ends a text.
 const std::string &text_at(const Place &place) {
     const auto *text = place.value.get_ptr<const json::string_t *>();
     if (text == nullptr || text->find('\0') != std::string::npos) {
@@ -73,7 +73,7 @@ Reader flag(std::uint8_t &target) {
     };
 }
 
-// A name of the table; its number goes to the target.
+// Reads a name of the table and stores its number in the target.
 template <std::size_t N, typename Number>
 Reader name(const NumberName (&names)[N], Number &target) {
     return [&names, &target](const Place &place) {

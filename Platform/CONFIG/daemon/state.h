@@ -1,4 +1,4 @@
-// What a BGP speaker would know beside its configuration. No BGP runs here, so a file says it.
+// What a BGP speaker would know besides its configuration. No BGP runs here, so a file supplies it.
 #ifndef CONFIGD_STATE_H
 #define CONFIGD_STATE_H
 
@@ -15,7 +15,7 @@
 
 namespace configd {
 
-// A neighbour in the daemon's tables: its VRF (empty outside VRFs) and its address.
+// A neighbor in the daemon's tables: its VRF (empty outside VRFs) and its address.
 using NeighborKey = std::pair<std::string, std::string>;
 
 // An address family: AFI and SAFI.
@@ -25,19 +25,19 @@ struct NeighborState {
     // A session that was never established, with the usual timers.
     NeighborState();
 
-    // What the configuration says of a neighbour is zero here: address, VRF, both AS numbers and
+    // The fields that come from the configuration are zero here: address, VRF, both AS numbers and
     // update source.
     bgp_rpc_ip_bgp_neighbor_output_neighbor peer{};
     std::map<FamilyKey, bgp_rpc_ip_bgp_neighbor_output_addrsss_family> families;
 
-    // Of the summary alone.
+    // In the summary only.
     std::string up_down = "never";
     std::string state_pfxrcd; // empty: the session's state
     std::uint32_t tblver = 0;
 };
 
-// A state file holds one JSON object with these members. Each may be left out, unless it is
-// marked with *; a leaf is named and written as in the output of the calls of the YANG model.
+// A state file holds one JSON object with these members. Those without * are optional. A leaf has
+// the name and the format that it has in the output of the YANG model's RPCs.
 //
 //   table-version, as-path-number, community-number
 //   neighbors: list of
@@ -58,7 +58,7 @@ struct NeighborState {
 //       next-hops: list of
 //         nexthop-address*, metric, LocPrf, Weight, path
 //
-// Neighbours and address families that are not configured stay in the background until they are.
+// Neighbors and address families that are not configured appear in replies only once they are.
 struct State {
     std::uint32_t table_version = 0;
     std::uint32_t as_path_number = 0;
@@ -67,13 +67,13 @@ struct State {
     std::vector<EvpnDistinguisher> evpn;
 };
 
-// The state that a JSON document describes. Throws std::runtime_error with the place (a JSON
-// pointer) and what is wrong there: a member that is unknown, missing, there twice or of another
-// type, a number that its record field does not hold.
+// The state in a JSON document. Throws std::runtime_error with the place (a JSON pointer) and what
+// is wrong there: a member that is unknown, missing, duplicate or of another type, or a number that
+// its record field cannot hold.
 State state_from_json(const nlohmann::json &document);
 
-// The state in a file. Throws std::system_error when it cannot be read, std::runtime_error when
-// it is no such document; both name the file.
+// The state in a file. Throws std::system_error when the file cannot be read and std::runtime_error
+// when it is not such a document; both name the file.
 State load_state(const std::string &file);
 
 } // namespace configd

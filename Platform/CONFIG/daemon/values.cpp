@@ -10,7 +10,7 @@
 namespace configd {
 namespace {
 
-// The number that the whole text is, if it is at most `largest`.
+// The text as a number, if it is entirely one and at most `largest`.
 std::optional<std::uint32_t> number_from(std::string_view text, std::uint32_t largest) {
     std::uint32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -19,7 +19,7 @@ std::optional<std::uint32_t> number_from(std::string_view text, std::uint32_t la
 }
 
 bool is_address(int family, const std::string &text) {
-    in6_addr address{}; // has room for either
+    in6_addr address{}; // large enough for both families
     return ::inet_pton(family, text.c_str(), &address) == 1;
 }
 

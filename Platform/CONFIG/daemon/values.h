@@ -1,4 +1,4 @@
-// Texts of the configuration that a switch would not take.
+// Checks texts of the configuration as a switch would.
 #ifndef CONFIGD_VALUES_H
 #define CONFIGD_VALUES_H
 
@@ -6,13 +6,14 @@
 
 namespace configd {
 
-// An IPv4 address other than 0.0.0.0, as a router identifier is.
+// Whether the text is a router identifier: an IPv4 address other than 0.0.0.0.
 bool is_router_id(const std::string &text);
 
-// An IPv4 or IPv6 address, alone or with a prefix length that it has room for.
+// Whether the text is an IPv4 or IPv6 address, alone or with a valid prefix length.
 bool is_prefix(const std::string &text);
 
-// An AS number: 1 to 4294967295, or as two numbers of 16 bits with a dot between them (asdot).
+// Whether the text is an AS number: 1 to 4294967295, or two 16-bit numbers with a dot between them
+// (asdot).
 bool is_as_number(const std::string &text);
 
 } // namespace configd

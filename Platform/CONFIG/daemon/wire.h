@@ -1,5 +1,5 @@
-// The wire as data: the records field by field, which sub-module carries which of them, and the
-// names of numbers in them. Fields, offsets, sizes and types are those of the headers' structs.
+// The wire as data: the records field by field, the record of each sub-module, and the names of
+// numbers in the records. Fields, offsets, sizes and types are those of the headers' structs.
 #ifndef CONFIGD_WIRE_H
 #define CONFIGD_WIRE_H
 
@@ -20,7 +20,7 @@ namespace configd {
 
 enum class FieldType { Signed, Unsigned, Text, AddressFamily, Reserved };
 
-// A field of a record: its name on the wire, where it starts and how many bytes it takes.
+// A field of a record: its name on the wire, its offset and its size in bytes.
 struct Field {
     const char *name;
     std::size_t offset;
@@ -28,7 +28,7 @@ struct Field {
     FieldType type;
 };
 
-// The fields of a record in the order of the wire, with its reserved bytes.
+// The fields of a record in wire order, including reserved bytes.
 struct RecordLayout {
     const char *name;
     std::size_t size; // bytes
@@ -52,8 +52,8 @@ constexpr Field make_field(const char *name, std::size_t offset) {
     return {name, offset, sizeof(T), type};
 }
 
-// `fields` and those from `offset` on. They fill the record: where one ends another one starts,
-// and has a NETCONF_FIELD.
+// `fields` and the fields from `offset` on. The fields fill the record: each starts where the one
+// before it ends, and each has a NETCONF_FIELD.
 template <typename Record, std::size_t offset = 0, typename... Fields>
 constexpr auto fields_from(Fields... fields) {
     using Next = netconf_field<Record, offset>;
@@ -74,7 +74,7 @@ inline constexpr RecordLayout layout_of{netconf_record<Record>::name, sizeof(Rec
                                         fields_of<Record>.data(),
                                         fields_of<Record>.data() + fields_of<Record>.size()};
 
-// The records of the replies. Those of the requests follow from the sub-modules.
+// The records of the replies. The records of the requests follow from the sub-modules.
 inline constexpr const RecordLayout *reply_records[] = {
     &layout_of<bgp_rpc_ip_bgp_info_output_public>,
     &layout_of<bgp_rpc_ip_bgp_info_output_entry>,
@@ -113,14 +113,14 @@ inline constexpr const RecordLayout *reply_records[] = {
     ROW(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input)                                  \
     ROW(BGP_SUB_RPC_CLEAR_IP_BGP, bgp_rpc_clear_ip_bgp_input)
 
-// What the payload of a request with this sub-module code is.
+// The payload of a request with this sub-module code.
 struct RecordKind {
     std::int32_t sub_mod;
     const char *name; // of the enumerator
     const RecordLayout *record;
     enum Use { Setting, Query } use;
 
-    // A query is answered by a message, a configuration message by a bare result code.
+    // A message answers a query, a bare result code a configuration message.
     constexpr bool is_query() const { return use == Query; }
 };
 
@@ -146,14 +146,14 @@ CONFIGD_SETTINGS(CARRIED)
 CONFIGD_QUERIES(CARRIED)
 #undef CARRIED
 
-// A field of the record that such requests carry.
+// A field of the record that requests with this sub-module code carry.
 #define CONFIGD_FIELD(sub_mod, field)                                                              \
     configd::make_field<decltype(configd::RecordOf<sub_mod>::field)>(                              \
         #field, offsetof(configd::RecordOf<sub_mod>, field))
 
 // --- Tables with a row for each sub-module -------------------------------------
 
-// The row whose `sub_mod` is this code, or nullptr.
+// The row with this sub-module code, or nullptr.
 template <typename Row, std::size_t N>
 constexpr const Row *row_of(const Row (&table)[N], std::int32_t sub_mod) {
     for (const Row &row : table) {
@@ -164,7 +164,7 @@ constexpr const Row *row_of(const Row (&table)[N], std::int32_t sub_mod) {
     return nullptr;
 }
 
-// The record kind of a sub-module code, or nullptr for a code that is none.
+// The record kind of a sub-module code; nullptr for an unknown code.
 constexpr const RecordKind *find_record_kind(std::int32_t sub_mod) {
     return row_of(record_kinds, sub_mod);
 }
@@ -211,7 +211,7 @@ struct NumberName {
 inline constexpr NumberName operation_names[] = {
     {BGP_OP_SET, "set"}, {BGP_OP_DELETE, "delete"}, {BGP_OP_OTHER, "other"}};
 
-// As the YANG model has them.
+// As in the YANG model.
 inline constexpr NumberName afi_names[] = {
     {BGP_AFI_IP, "AFI_IP"}, {BGP_AFI_IPV6, "AFI_IPV6"}, {BGP_AFI_L2VPN, "AFI_L2VPN"}};
 inline constexpr NumberName safi_names[] = {{BGP_SAFI_UNICAST, "SAFI_UNICAST"},

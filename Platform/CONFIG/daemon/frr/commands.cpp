@@ -20,7 +20,7 @@
 namespace configd::frr {
 namespace {
 
-// A text of a record, and the name of its field.
+// A text of a record and the name of its field.
 struct Text {
     const char *field;
     std::string_view text;
@@ -31,7 +31,7 @@ struct Text {
 #field, text_of((record).field)                                                            \
     }
 
-// The text, which may go into a command line as `is_one` says.
+// Returns the text if `is_one` accepts it, throws Refusal otherwise.
 std::string checked(const Text &text, bool (*is_one)(std::string_view text)) {
     if (!is_one(text.text)) {
         throw Refusal{SR_ERR_INVALID_VALUE,
@@ -44,7 +44,7 @@ std::string word(const Text &text) {
     return checked(text, is_word);
 }
 
-// An address in the bytes of the wire, and back.
+// Converts an address to its bytes and back.
 constexpr std::size_t longest_address = 16;
 using AddressBytes = std::array<unsigned char, longest_address>;
 
@@ -58,7 +58,7 @@ std::string address_text(int domain, const AddressBytes &bytes) {
     return text.data();
 }
 
-// A neighbor as bgpd writes it in a line; what is no address is a name.
+// A neighbor as bgpd writes it in a line. A text that is not an address is a name.
 template <typename Record>
 std::string neighbor_of(const Record &record) {
     const std::string name = word(TEXT(record, neighbor_ip_or_tag));
@@ -117,7 +117,7 @@ constexpr SettingRow settings[] = {
 #undef VALUE
 static_assert(has_one_row_each(settings, is_setting), "one row for each setting");
 
-// The value behind the words. A description alone has blanks.
+// The value after the words. Only a description may contain blanks.
 std::string value_in(const Field &field, std::string_view record) {
     const FieldValue value = value_of(field, record);
     if (const auto *number = std::get_if<std::int64_t>(&value)) {
@@ -128,7 +128,7 @@ std::string value_in(const Field &field, std::string_view record) {
                    name == "description" ? is_line_end : is_word);
 }
 
-// Where in bgpd's configuration the entries of a record's family are.
+// Where bgpd's configuration has the entries of a record's family.
 Setting setting_in(const address_family_val &family) {
     Setting setting;
     setting.family = &family_of(family);
@@ -137,7 +137,7 @@ Setting setting_in(const address_family_val &family) {
     return setting;
 }
 
-// Makes `setting` the one that a record is, whose line begins with `subject`.
+// Completes `setting` with the leaf of a record. Its line begins with `subject`.
 Setting leaf_setting(Setting setting, std::int32_t sub_mod, bool is_set, const std::string &subject,
                      std::string_view record) {
     const SettingRow *row = row_of(settings, sub_mod);
@@ -149,7 +149,7 @@ Setting leaf_setting(Setting setting, std::int32_t sub_mod, bool is_set, const s
     }
     const std::string_view words = row->words;
     setting.key = fmt::format("{} {}", subject, words);
-    // The neighbor is there as long as its AS.
+    // A neighbor exists as long as its AS does.
     setting.removal = "no " + (words == "remote-as" ? subject : setting.key);
     if (is_set && row->field) {
         setting.value = value_in(*row->field, record);
@@ -174,7 +174,7 @@ std::string vrf_of(const address_family_val &family) {
         return {};
     }
     std::string vrf = word(TEXT(family, vrf_name));
-    // These stand for the instance outside VRFs and for every one.
+    // For bgpd these mean the instance outside VRFs and every instance.
     if (vrf == "default" || vrf == "all") {
         throw Refusal{SR_ERR_NOT_SUPPORT, fmt::format("bgpd has no VRF named {}", vrf)};
     }
@@ -204,7 +204,7 @@ Setting setting_of(std::int32_t /*sub_mod*/, bool is_set,
                                                       setting.family->name)};
     }
     setting.key = "redistribute " + protocol;
-    // Of the other protocols bgpd knows one process.
+    // bgpd knows one process of each other protocol.
     const bool has_process = !text_of(record.protocol_id_or_tag).empty();
     if (protocol == "table" || (protocol == "ospf" && has_process)) {
         setting.key += ' ' + word(TEXT(record, protocol_id_or_tag));

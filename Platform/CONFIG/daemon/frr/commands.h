@@ -13,28 +13,29 @@
 
 namespace configd::frr {
 
-// A setting: the one line of bgpd's configuration that it is, and where that line belongs.
+// A setting as one line of bgpd's configuration, and where that line belongs.
 struct Setting {
     std::string vrf;                // empty: the default instance
     const Family *family = nullptr; // nullptr: the instance itself
     bool is_in_own_family = false;  // the record's family is one that only the VRF has
     std::string key;                // what the line begins with, as bgpd shows it
-    std::string value;              // what stands behind the key, after a blank; may be empty
+    std::string value;              // what follows the key and a blank; may be empty
     std::string removal;            // the line that removes it
 
     // The line that sets it.
     std::string line() const { return value.empty() ? key : key + ' ' + value; }
 };
 
-// The functions below throw Refusal: SR_ERR_INVALID_VALUE when a text of the record may not go into
-// a command line or is no prefix of the family, SR_ERR_NOT_SUPPORT for what bgpd has not.
+// The functions below throw Refusal: SR_ERR_INVALID_VALUE when a text of the record must not go
+// into a command line or is not a prefix of the family, SR_ERR_NOT_SUPPORT for what bgpd does not
+// have.
 
-// The family of a record, and a word for the VRF.
+// The family of a record, and its VRF as a word of a command line.
 const Family &family_of(const address_family_val &family);
 std::string vrf_of(const address_family_val &family);
 
-// The setting of a record; A deletion needs no value. SR_ERR_NOT_SUPPORT for a sub-module that
-// is none of the record's leaves.
+// The setting of a record. A deletion needs no value. SR_ERR_NOT_SUPPORT for a sub-module code that
+// belongs to none of the record's leaves.
 Setting setting_of(std::int32_t sub_mod, bool is_set, const bgp_globle_config &record);
 Setting setting_of(std::int32_t sub_mod, bool is_set, const bgp_globle_neighbor_config &record);
 Setting setting_of(std::int32_t sub_mod, bool is_set,
@@ -43,11 +44,11 @@ Setting setting_of(std::int32_t sub_mod, bool is_set,
                    const bgp_address_family_redistribute_universal_val &record);
 
 // Where the line of a setting belongs: in the instance or in its family. A record that is a setting
-// as a whole has a function of its own.
+// as a whole has its own function.
 enum class Place { Instance, Family, Record };
 
-// How a setting stands in bgpd's configuration: the words in its line, and the field with the value
-// behind them; a flag has none.
+// A setting in bgpd's configuration: the words of its line and the field with the value after them.
+// A flag has no value.
 struct SettingRow {
     std::int32_t sub_mod;
     Place place;
@@ -64,7 +65,7 @@ struct Network {
     std::string route_map = {}; // empty: not named
     bool backdoor = false;
 
-    // The line with its options behind the key.
+    // The line with its options after the key.
     std::string line() const;
 };
 

@@ -18,8 +18,8 @@ namespace {
 
 using nlohmann::json;
 
-// What each instance begins with. Without it bgpd asks for a policy at each eBGP session, holds
-// back networks that no other protocol knows, and activates neighbours by itself.
+// The first lines of each instance. Without them, bgpd requires a policy for each eBGP session,
+// does not announce networks that no other protocol knows, and activates neighbors by itself.
 constexpr const char *baseline[] = {"no bgp ebgp-requires-policy", "no bgp network import-check",
                                     "no bgp default ipv4-unicast"};
 
@@ -28,7 +28,7 @@ struct StatusCode {
     std::int32_t code;
 };
 
-// A warning says that something is so already.
+// bgpd warns when something is already so.
 constexpr StatusCode status_codes[] = {{0, SR_ERR_OK},
                                        {1, SR_ERR_OK},
                                        {2, SR_ERR_INVALID_VALUE},
@@ -48,7 +48,7 @@ std::string trimmed(const std::string &text) {
     return first == std::string::npos ? "" : text.substr(first, last - first + 1);
 }
 
-// bgpd's answer to a line that it does not take, on one line.
+// bgpd's answer to a line that it refuses, on one line.
 Refusal refusal_of(const std::string &line, const VtyAnswer &answer) {
     std::string reason = trimmed(answer.text);
     std::replace(reason.begin(), reason.end(), '\n', ' ');
@@ -59,7 +59,7 @@ std::string instance_line(std::uint32_t as, const std::string &vrf) {
     return fmt::format("router bgp {}{}{}", as, vrf.empty() ? "" : " vrf ", vrf);
 }
 
-// The line of the instance that the setting's key begins; empty when it is not there.
+// The line of the instance that begins with the setting's key; empty when there is none.
 std::string line_of(const std::vector<Instance> &instances, const Setting &setting) {
     const Instance *instance = find_instance(instances, setting.vrf);
     if (instance == nullptr) {
@@ -79,7 +79,7 @@ std::string negation(const std::string &line) {
     return line.compare(0, no.size(), no) == 0 ? line.substr(no.size()) : "no " + line;
 }
 
-// The neighbours that are active in the family and in no other one.
+// The neighbors that are active in this family only.
 std::set<std::string> neighbors_of(const Instance &instance, const Family &family) {
     constexpr std::string_view first = "neighbor ";
     constexpr std::string_view last = " activate";
@@ -158,7 +158,7 @@ std::vector<Instance> Configuration::instances() {
     }
 }
 
-// Enters a line that has to succeed. Returns bgpd's text.
+// Enters a line that must succeed. Returns bgpd's text.
 std::string Configuration::run(const std::string &line) {
     VtyAnswer answer = ask_(line);
     if (code_of(answer.status) != SR_ERR_OK) {
@@ -167,14 +167,14 @@ std::string Configuration::run(const std::string &line) {
     return std::move(answer.text);
 }
 
-// Reads from the terminal's first mode, and stays there.
+// Reads in the terminal's enable mode and stays in it.
 std::vector<Instance> Configuration::read_instances() {
     run("end");
     return instances_in(run("show running-config"));
 }
 
-// The names of the VRFs that have an instance; empty for the one outside VRFs. Looking comes
-// before entering an instance, which would create it, in the terminal's first mode.
+// The names of the VRFs that have an instance; an empty name is the instance outside VRFs. Call it
+// in the terminal's enable mode before entering an instance, because entering creates it.
 std::set<std::string> Configuration::vrfs() {
     const json answer = json::parse(run("show bgp vrfs json"), nullptr, false);
     const auto rows = answer.find("vrfs");
@@ -189,8 +189,8 @@ std::set<std::string> Configuration::vrfs() {
     return names;
 }
 
-// Enters an instance that is there, from the terminal's first mode. Returns false when it has
-// another AS.
+// Enters an existing instance from the terminal's enable mode. Returns false when it has another
+// AS.
 bool Configuration::enter(std::uint32_t as, const std::string &vrf) {
     run("configure terminal");
     const std::string line = instance_line(as, vrf);
@@ -208,7 +208,7 @@ void Configuration::enter_family(const Family *family) {
     }
 }
 
-// Creates an instance and enters it. One that does not take all its lines is not left behind.
+// Creates an instance and enters it. Removes it again when bgpd refuses one of its lines.
 void Configuration::create(std::uint32_t as, const std::string &vrf) {
     run("end");
     run("configure terminal");
@@ -223,7 +223,7 @@ void Configuration::create(std::uint32_t as, const std::string &vrf) {
         }
         throw;
     }
-    // A line may have led elsewhere.
+    // One of the lines may have changed the mode.
     run("end");
     enter(as, vrf);
 }
@@ -234,8 +234,8 @@ void Configuration::remove(std::uint32_t as, const std::string &vrf) {
     run("no " + instance_line(as, vrf));
 }
 
-// Enters the instance to set something in it. That of a VRF comes into being with its first
-// setting; the one outside VRFs has to be there, with this AS.
+// Enters the instance to set something in it. The first setting in a VRF creates the VRF's
+// instance. The instance outside VRFs must exist and have this AS.
 void Configuration::prepare(std::uint32_t as, const std::string &vrf) {
     const std::set<std::string> present = vrfs();
     if (present.count("") == 0) {
@@ -260,12 +260,13 @@ void Configuration::set_as(std::uint32_t as) {
         change_as(read_instances(), as);
         return;
     }
-    // It may be there from bgpd's own configuration file.
+    // The instance may come from bgpd's own configuration file, without the baseline.
     std::for_each(std::begin(baseline), std::end(baseline),
                   [this](const char *line) { run(line); });
 }
 
-// bgpd does not change the AS of an instance: it is removed and entered again, with its VRFs.
+// bgpd cannot change the AS of an instance. So the instance is removed and entered again, with its
+// VRFs.
 void Configuration::change_as(std::vector<Instance> instances, std::uint32_t as) {
     const Instance *main = find_instance(instances, "");
     if (main == nullptr) {
@@ -313,13 +314,13 @@ void Configuration::set(std::uint32_t as, const Setting &setting) {
     prepare(as, setting.vrf);
     enter_family(setting.family);
     if (begins_with(setting.key, "redistribute")) {
-        // A line without a route map would leave the old one.
+        // A line without a route map would keep the old one.
         run(setting.removal);
     }
     run(setting.line());
 }
 
-// The line replaces the one that is there, but the record names only what changed.
+// The new line replaces the old one, but the record names only the options that changed.
 void Configuration::set_network(std::uint32_t as, Network network) {
     const Setting setting = network.setting;
     prepare(as, setting.vrf);
@@ -339,7 +340,8 @@ void Configuration::set_network(std::uint32_t as, Network network) {
     run(network.line());
 }
 
-// bgpd fails to remove what is not there, and also some of what is: looking tells which.
+// bgpd fails to remove what does not exist, and also some things that exist. Its configuration
+// tells which it was.
 void Configuration::erase(std::uint32_t as, const Setting &setting) {
     if (vrfs().count(setting.vrf) == 0 || !enter(as, setting.vrf)) {
         return;
@@ -354,8 +356,8 @@ void Configuration::erase(std::uint32_t as, const Setting &setting) {
     remove_if_unused(as, setting);
 }
 
-// The record does not tell the deletion of an option from that of the network. Naming less than
-// the network has is the option's.
+// The record does not distinguish deleting an option from deleting the network. A record that names
+// some of the network's options but not all of them deletes these options.
 void Configuration::erase_network(std::uint32_t as, const Network &network) {
     const Setting &setting = network.setting;
     const bool names_all = network.backdoor && !network.route_map.empty();
@@ -374,14 +376,14 @@ void Configuration::erase_network(std::uint32_t as, const Network &network) {
     erase(as, setting);
 }
 
-// The network as bgpd has it; one without options when it is not there.
+// The network as bgpd has it; without options when bgpd does not have it.
 Network Configuration::present_network(const Setting &setting) {
     return with_options_of(setting, line_of(read_instances(), setting));
 }
 
-// Whether bgpd has no such network. Reading its whole configuration for each new network would
-// take long; so it is asked to remove the network with a label index that none has, which it
-// refuses with another reason when the network is there.
+// Whether bgpd has no such network. Reading the whole configuration for each new network would take
+// long. So this asks bgpd to remove the network with a label index that no network has. bgpd
+// refuses that, with another reason when the network exists.
 bool Configuration::is_absent(const Setting &network) {
     const VtyAnswer answer = ask_(network.removal + " label-index 1048560");
     if (answer.status == VtyAnswer::unreachable) {
@@ -395,7 +397,7 @@ void Configuration::set_vrf_family(std::uint32_t as, const std::string &vrf, con
     vrf_families_[vrf].insert(&family);
 }
 
-// Everything in the family goes with it, and with the last family of the VRF its instance.
+// Removes the family with everything in it and, with the last family of a VRF, the instance.
 void Configuration::erase_vrf_family(std::uint32_t as, const std::string &vrf,
                                      const Family &family) {
     vrf_families_[vrf].erase(&family);
@@ -412,7 +414,7 @@ void Configuration::erase_vrf_family(std::uint32_t as, const std::string &vrf,
     erase_lines(*instance, family);
 }
 
-// In the instance, which has been entered.
+// Removes the family's lines. The instance has been entered.
 void Configuration::erase_lines(const Instance &instance, const Family &family) {
     const std::set<std::string> neighbors = neighbors_of(instance, family);
     for (const std::string &neighbor : neighbors) {
@@ -431,8 +433,8 @@ void Configuration::erase_lines(const Instance &instance, const Family &family) 
     }
 }
 
-// Whether nothing keeps the instance of a VRF: no family but `except`, which goes with all the
-// neighbours that no other one has.
+// Whether the instance of a VRF can be removed: it has no family except `except` and no neighbor of
+// another family.
 bool Configuration::is_unused(const Instance &instance, const Family *except) const {
     const auto families = vrf_families_.find(instance.vrf);
     const bool has_family = families != vrf_families_.end() &&
@@ -446,7 +448,8 @@ bool Configuration::is_unused(const Instance &instance, const Family *except) co
     return !has_family && !has_line;
 }
 
-// A VRF's own families are there until a message deletes them, others while they hold something.
+// Families with SAFI_VRF exist until a message deletes them, others as long as they contain
+// something.
 void Configuration::remove_if_unused(std::uint32_t as, const Setting &setting) {
     if (setting.vrf.empty() || setting.is_in_own_family) {
         return;

@@ -15,22 +15,23 @@
 
 namespace configd::frr {
 
-// bgpd holds the configuration, which others may change as well: each message is applied to what
-// is there then. What a message says is checked before the first line goes out.
+// bgpd holds the configuration, and others may change it as well. So each message is applied to
+// what bgpd has at that moment. A message is checked before its first line is sent.
 class Configuration {
   public:
-    // Every instance that is created here gets the baseline that the records are written for, and
-    // `lines` behind it.
+    // Every instance that is created here gets the baseline that the records assume, and then
+    // `lines`.
     Configuration(AskVty ask, std::vector<std::string> lines);
 
-    // Applies a message in a terminal that is in its first mode. Returns 0, also for deleting what
-    // is not there, or the code that bgpd's answer stands for: SR_ERR_INVALID_VALUE for a line
-    // that bgpd does not understand, SR_ERR_CONFIG_FAILED for one that it refuses,
-    // SR_ERR_NOT_SUPPORT for what it has not, SR_ERR_SOCKET_FAILED when it cannot be asked; with
-    // the reason. What bgpd refuses halfway leaves nothing behind, but a broken exchange may.
+    // Applies a message in a terminal that is in its enable mode. Returns 0, also for deleting what
+    // does not exist, or the code for bgpd's answer, with the reason: SR_ERR_INVALID_VALUE for a
+    // line that bgpd does not understand, SR_ERR_CONFIG_FAILED for a line that it refuses,
+    // SR_ERR_NOT_SUPPORT for what it does not have, SR_ERR_SOCKET_FAILED when it cannot be reached.
+    // A message that bgpd refuses halfway leaves nothing behind. An exchange that breaks may leave
+    // a part.
     ApplyResult apply(const Message &message);
 
-    // The instances that bgpd has; empty when it cannot be asked.
+    // The instances that bgpd has; empty when it cannot be reached.
     std::vector<Instance> instances();
 
   private:
@@ -67,7 +68,7 @@ class Configuration {
 
     AskVty ask_;
     std::vector<std::string> lines_;
-    // The families of each VRF that messages created: bgpd shows none without lines.
+    // The families that messages created in each VRF: bgpd does not show a family without lines.
     std::map<std::string, std::set<const Family *>> vrf_families_;
 };
 

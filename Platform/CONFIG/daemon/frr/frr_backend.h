@@ -1,4 +1,4 @@
-// Has FRRouting's bgpd run what the daemon is told.
+// Configures and queries FRRouting's bgpd.
 #ifndef CONFIGD_FRR_FRR_BACKEND_H
 #define CONFIGD_FRR_FRR_BACKEND_H
 
@@ -15,19 +15,20 @@
 
 namespace configd::frr {
 
-// bgpd may end and come back at any time; while it is away each message is answered with
-// SR_ERR_SOCKET_FAILED. Each query has a terminal of its own, so that several may be answered
-// while a configuration message is applied.
+// bgpd may end and come back at any time. While it is away, each message is answered with
+// SR_ERR_SOCKET_FAILED. Each query has its own terminal, so that several can be answered while a
+// configuration message is applied.
 class FrrBackend : public Backend {
   public:
-    // `vty_socket` is the path of the socket, `lines` are entered in each instance that is
-    // created. bgpd is first asked with the first message.
+    // `vty_socket` is the path of the socket, `lines` are entered in each instance that is created.
+    // The backend connects to bgpd for the first message.
     FrrBackend(const std::string &vty_socket, std::vector<std::string> lines);
 
     // See Configuration::apply().
     ApplyResult apply(const Message &message) override;
 
-    // A table of 50,000 routes takes bgpd a third of a second to write and half a second to read.
+    // A table of 50,000 routes takes a third of a second to write in bgpd and half a second to read
+    // here.
     bool is_slow() const override { return true; }
 
     // See answer_query().
@@ -35,16 +36,16 @@ class FrrBackend : public Backend {
 
     void give_up() override;
 
-    // What of bgpd's running configuration settings of the model stand for, see
-    // configuration_of(); empty when bgpd cannot be asked.
+    // The part of bgpd's running configuration that the model covers, see configuration_of(). Empty
+    // when bgpd cannot be reached.
     nlohmann::ordered_json configuration() const override;
 
   private:
-    // The terminal of one query, which give_up() reaches while it lives.
+    // The terminal of one query. give_up() reaches it as long as it exists.
     class QueryVty;
 
     std::string vty_socket_;
-    std::mutex mutex_; // for what follows
+    std::mutex mutex_; // guards query_vtys_
     std::set<Vty *> query_vtys_;
     mutable Vty configuration_vty_;
     mutable Configuration configuration_;

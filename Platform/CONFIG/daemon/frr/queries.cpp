@@ -26,9 +26,9 @@
 namespace configd::frr {
 namespace {
 
-// An object's members in the order in which bgpd has its neighbours and routes. One more member is
-// not looked for among those before it, as nlohmann's own ordered map does: where each of 50,000
-// routes is a member, that is a billion comparisons.
+// An object's members in bgpd's order of neighbors and routes. Inserting a member does not search
+// the members before it, as nlohmann's own ordered map does: for an object of 50,000 routes that
+// would be a billion comparisons.
 template <typename Key, typename Value, typename Less, typename Allocator>
 struct Members : nlohmann::ordered_map<Key, Value, Less, Allocator> {
     using nlohmann::ordered_map<Key, Value, Less, Allocator>::ordered_map;
@@ -38,8 +38,8 @@ struct Members : nlohmann::ordered_map<Key, Value, Less, Allocator> {
 
 using json = nlohmann::basic_json<Members>;
 
-// What bgpd's JSON says. A member that is missing, or another thing than expected, is as nothing:
-// not every version of bgpd has the same ones.
+// Reads bgpd's JSON. A member that is missing or of an unexpected type counts as null: not every
+// version of bgpd has the same members.
 
 const json &member(const json &node, const char *name) {
     static const json nothing;
@@ -47,7 +47,7 @@ const json &member(const json &node, const char *name) {
     return found == node.end() ? nothing : *found;
 }
 
-// A whole number, at most what a record holds.
+// A whole number, cut to the largest that a record holds.
 std::uint32_t number(const json &node, const char *name) {
     constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
     const json &value = member(node, name);
@@ -75,7 +75,7 @@ bool is_set(const json &node, const char *name) {
     return value.is_boolean() && value.get<bool>();
 }
 
-// The members that are objects themselves: the name of each and what it is.
+// The members that are objects: the name and the object of each.
 std::vector<std::pair<std::string_view, const json *>> objects_in(const json &node) {
     std::vector<std::pair<std::string_view, const json *>> objects;
     if (!node.is_object()) {
@@ -89,7 +89,8 @@ std::vector<std::pair<std::string_view, const json *>> objects_in(const json &no
     return objects;
 }
 
-// The objects in a list, and in lists in it: each path of an EVPN route is a list of one.
+// Adds the objects in a list and in the lists inside it: each path of an EVPN route is a list of
+// one.
 void add_objects(const json &list, std::vector<const json *> &objects) {
     if (list.is_object()) {
         objects.push_back(&list);
@@ -112,7 +113,7 @@ json parse(std::string answer) {
     constexpr bool throws = false;
     json document = json::parse(answer, nullptr, throws);
     if (document.is_discarded()) {
-        // Somebody's description may be in Latin-1. Nothing that is read here is beyond ASCII.
+        // A description may be in Latin-1. Everything that is read here is ASCII.
         std::replace_if(
             answer.begin(), answer.end(), [](unsigned char byte) { return byte >= 0x80; }, '?');
         document = json::parse(answer, nullptr, throws);
@@ -120,7 +121,7 @@ json parse(std::string answer) {
     return document;
 }
 
-// An answer's first words, on one line.
+// The beginning of an answer, on one line.
 std::string excerpt(std::string answer) {
     constexpr std::size_t longest = 200;
     const auto is_gap = [](char one, char other) { return one == ' ' && other == ' '; };
@@ -131,12 +132,12 @@ std::string excerpt(std::string answer) {
     return answer.substr(0, longest);
 }
 
-// What one query has to say to bgpd, and what is to be said of it in the end.
+// The exchange with bgpd for one query, and the notes that come of it.
 class Exchange {
   public:
     explicit Exchange(const AskVty &ask) : ask_{ask} {}
 
-    // bgpd's answer; empty when there is none or it is a refusal. After the first of these
+    // bgpd's answer; empty when there is none or it is a refusal. After the first such failure
     // nothing more is asked.
     std::string text(const std::string &command) {
         if (res_value_ != SR_ERR_OK) {
@@ -147,7 +148,7 @@ class Exchange {
             fail(SR_ERR_SOCKET_FAILED, answer.text);
             return {};
         }
-        constexpr int warning = 1; // such as: there is no such VRF
+        constexpr int warning = 1; // for example: there is no such VRF
         if (answer.status > warning) {
             fail(SR_ERR_OPERATION_FAILED,
                  fmt::format("bgpd refuses \"{}\": {}", command, excerpt(answer.text)));
@@ -159,7 +160,7 @@ class Exchange {
         return std::move(answer.text);
     }
 
-    // The JSON that bgpd answers; nothing when it warns instead.
+    // The JSON that bgpd answers; null when it warns instead.
     json document(const std::string &command) {
         const std::string note_before = note_;
         json answer = parse(text(command));
@@ -203,20 +204,20 @@ class Exchange {
     std::size_t cut_ = 0;
 };
 
-// Where a command looks: nothing for what is outside VRFs.
+// The words that make a command look in a VRF; empty outside VRFs.
 std::string in_vrf(std::string_view vrf) {
     return vrf.empty() ? std::string{} : fmt::format("vrf {} ", vrf);
 }
 
-// The name that the protocol has for one of bgpd's VRFs.
+// The protocol's name for one of bgpd's VRFs.
 std::string_view vrf_from(std::string_view name) {
     return name == "default" ? std::string_view{} : name;
 }
 
 // Summary.
 
-// A neighbour in the families that it takes part in: the first says what it is, and each has
-// prefixes of its own.
+// A neighbor in the families that it takes part in. The first family supplies the session, each
+// family its own number of prefixes.
 struct SummaryPeer {
     std::string_view address;
     const json *facts;
@@ -256,11 +257,11 @@ bgp_rpc_ip_bgp_summary_output_entry summary_entry(const SummaryPeer &peer, Excha
     return entry;
 }
 
-// The number in front of these words: `2 BGP AS-PATH entries, using 80 bytes of memory`.
+// The number before these words: `2 BGP AS-PATH entries, using 80 bytes of memory`.
 std::uint32_t count_of(std::string_view words, std::string_view memory) {
     const std::size_t end = memory.find(words);
     if (end == std::string_view::npos) {
-        return 0; // bgpd leaves out most of what it has none of
+        return 0; // bgpd leaves out most counts that are 0
     }
     const std::size_t start = memory.find_last_of('\n', end) + 1; // 0 in the first line
     std::uint32_t count = 0;
@@ -296,7 +297,7 @@ QueryResult answer_summary(const Message &message, Exchange &exchange) {
     return summary_reply(instance, entries);
 }
 
-// Neighbours in detail.
+// Neighbors in detail.
 
 bgp_rpc_ip_bgp_neighbor_output_addrsss_family
 family_record(const Family &family, std::string_view vrf, const json &facts, Exchange &exchange) {
@@ -363,7 +364,7 @@ QueryResult answer_neighbor(const Message &message, Exchange &exchange) {
 
 // Routes.
 
-// The next hop that a path goes over: an IPv6 one may have a global and a link-local address.
+// The next hop of a path. An IPv6 path may have a global and a link-local one.
 std::string next_hop_of(const json &path) {
     const auto next_hops = list_at(path, "nexthops");
     const auto used = std::find_if(next_hops.begin(), next_hops.end(),
@@ -374,7 +375,7 @@ std::string next_hop_of(const json &path) {
     return text(used == next_hops.end() ? *next_hops.front() : **used, "ip");
 }
 
-// The AS path with the origin behind it, as BGP tables are usually printed: 64496 64500 i
+// The AS path followed by the origin, as BGP tables usually show it: 64496 64500 i
 std::string as_path(std::string path, std::string_view origin) {
     constexpr std::pair<std::string_view, const char *> origins[] = {
         {"IGP", "i"}, {"EGP", "e"}, {"incomplete", "?"}};
@@ -387,7 +388,7 @@ std::string as_path(std::string path, std::string_view origin) {
     return path;
 }
 
-// Where a path is from: 1 an internal neighbour, 2 the switch itself.
+// The source of a path: 1 an internal neighbor, 2 the switch itself.
 std::int8_t source_type(bool is_local, bool is_internal) {
     return is_local ? std::int8_t{2} : is_internal ? std::int8_t{1} : std::int8_t{0};
 }
@@ -437,14 +438,14 @@ bool is_best(const json &path) {
 }
 
 EvpnNextHop evpn_next_hop(const json &path) {
-    // bgpd's word for a path through no AS.
+    // bgpd's word for an empty AS path.
     std::string ases = text(member(path, "aspath"), "string");
     ases = ases == "Local" ? std::string{} : ases;
     return {next_hop_of(path), number(path, "metric"), number(path, "locPrf"),
             number(path, "weight"), as_path(std::move(ases), text(path, "origin"))};
 }
 
-// A route as its best path is, or its first one when none is best.
+// A route with the attributes of its best path, or of its first one when none is best.
 EvpnRoute evpn_route(std::string_view name, const json &facts) {
     EvpnRoute route;
     route.text = name;

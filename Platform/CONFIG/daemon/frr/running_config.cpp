@@ -19,14 +19,14 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// Takes the first word, and the blank behind it, off the text.
+// Removes the first word and the blank after it from the text. Returns the word.
 std::string_view take_word(std::string_view &text) {
     const std::string_view word = text.substr(0, text.find(' '));
     text.remove_prefix(std::min(text.size(), word.size() + 1));
     return word;
 }
 
-// What stands behind the key in a line that begins with it.
+// What follows the key in a line that begins with it.
 std::string_view behind(std::string_view line, std::string_view key) {
     return line.substr(std::min(line.size(), key.size() + 1));
 }
@@ -40,7 +40,8 @@ std::uint32_t number_in(std::string_view text) {
 constexpr std::string_view instance_key = "router bgp";
 constexpr std::string_view family_key = "address-family";
 
-// The instance that a line without indentation begins; none for anything else, and for a view.
+// The instance that begins with this line, which has no indentation; none for any other line and
+// for a view.
 std::optional<Instance> instance_of(std::string_view line) {
     if (!begins_with(line, instance_key)) {
         return std::nullopt;
@@ -58,7 +59,7 @@ std::optional<Instance> instance_of(std::string_view line) {
     return instance;
 }
 
-// Adds an indented line to the instance; `family` is the address family that it is in.
+// Adds an indented line to the instance; `family` is the current address family.
 void add_line(Instance &instance, std::string &family, std::string_view line) {
     instance.block.emplace_back(line);
     if (begins_with(line, family_key)) {
@@ -70,7 +71,7 @@ void add_line(Instance &instance, std::string &family, std::string_view line) {
     }
 }
 
-// Adds the leaf that the line of a neighbor is about, `line` beginning behind its address.
+// Adds the leaf of a neighbor's line; `line` begins after the address.
 void add_leaf(ordered_json &neighbor, Place place, std::string_view line) {
     const std::string_view name = take_word(line);
     const SettingRow *leaf = find_leaf(place, name);
@@ -87,7 +88,7 @@ void add_leaf(ordered_json &neighbor, Place place, std::string_view line) {
     }
 }
 
-// Adds the words that may stand behind a network or a redistribution.
+// Adds the options after a network or a redistribution.
 void add_options(ordered_json &entry, std::string_view rest) {
     while (!rest.empty()) {
         const std::string_view word = take_word(rest);
@@ -99,7 +100,7 @@ void add_options(ordered_json &entry, std::string_view rest) {
     }
 }
 
-// The entries below an address family: `infix` is what the model's names have more in a VRF.
+// The entries below an address family; in a VRF, the model's names contain `infix`.
 class FamilyTree {
   public:
     FamilyTree(ordered_json &tree, std::string infix) : tree_{tree}, infix_{std::move(infix)} {}
@@ -153,7 +154,7 @@ FamilyTree family_tree(ordered_json &tree, const Family &family, const std::stri
                   : FamilyTree{tree["bgp-address-family"]["address-family" + keys], ""};
 }
 
-// The families that a neighbour of the instance is active in.
+// The families in which a neighbor of the instance is active.
 std::vector<const Family *> active_families(const Instance &instance, std::string_view neighbor) {
     const std::string wanted = fmt::format("neighbor {} activate", neighbor);
     std::vector<const Family *> families;
@@ -202,7 +203,8 @@ std::vector<Instance> instances_in(std::string_view running_config) {
         std::string_view line = running_config.substr(0, running_config.find('\n'));
         running_config.remove_prefix(std::min(running_config.size(), line.size() + 1));
         line.remove_prefix(std::min(line.size(), line.find_first_not_of(' ')));
-        // Also where an instance ends a nested block it says so before its own `exit`.
+        // `!` does not end an instance: it also follows a nested block, before the instance's own
+        // `exit`.
         if (line.empty() || line == "!") {
             continue;
         }

@@ -14,7 +14,7 @@
 namespace configd::frr {
 namespace {
 
-// What ends an answer: three NULs, and the status behind them.
+// Each answer ends with three NULs and the status.
 constexpr std::string_view end_mark{"\0\0\0", 3};
 
 [[noreturn]] void fail(int error, const std::string &what) {
@@ -31,7 +31,7 @@ void send_all(int socket, std::string_view bytes) {
     }
 }
 
-// Adds what has come to `bytes`.
+// Appends the received bytes to `bytes`.
 void receive_more(int socket, std::string &bytes) {
     std::array<char, 65536> chunk;
     const ssize_t count = ::recv(socket, chunk.data(), chunk.size(), 0);
@@ -46,7 +46,7 @@ void receive_more(int socket, std::string &bytes) {
 
 VtyAnswer receive_answer(int socket) {
     std::string bytes;
-    std::size_t searched = 0; // no mark starts before
+    std::size_t searched = 0; // no mark starts before this offset
     while (true) {
         const std::size_t mark = bytes.find(end_mark, searched);
         const std::size_t status = mark + end_mark.size();
@@ -81,7 +81,7 @@ VtyAnswer Vty::ask(const std::string &command) {
 VtyAnswer Vty::start_over() {
     const bool was_open = socket_.get() >= 0;
     VtyAnswer answer = ask("end");
-    // The session was that of a bgpd that has ended: another one may run by now.
+    // The session belonged to a bgpd that has ended. Another one may run now.
     return was_open && answer.status == VtyAnswer::unreachable ? ask("end") : answer;
 }
 

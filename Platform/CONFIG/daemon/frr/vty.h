@@ -1,4 +1,4 @@
-// The client of bgpd's terminal: the unix socket that bgpd itself listens on.
+// A client of bgpd's terminal, on the unix socket that bgpd itself listens on.
 #ifndef CONFIGD_FRR_VTY_H
 #define CONFIGD_FRR_VTY_H
 
@@ -11,23 +11,24 @@
 
 namespace configd::frr {
 
-// One session of bgpd's terminal, in its enabled mode. bgpd may end and come back at any time:
-// the session is opened when it is needed and not there, and closed when an exchange breaks.
-// Not for two threads at once.
+// One session of bgpd's terminal, in its enable mode. bgpd may end and come back at any time: the
+// session is opened when one is needed and closed when an exchange breaks. Not for two threads at
+// once.
 class Vty {
   public:
-    // `path` is the socket's. An exchange in which bgpd says nothing for `patience` is broken.
+    // `path` is the path of the socket. An exchange breaks when bgpd sends nothing for `patience`.
     explicit Vty(std::string path, std::chrono::milliseconds patience = std::chrono::seconds{30});
 
-    // Sends one command line, which has no control characters, and waits for its answer. An
-    // exchange that breaks is not repeated, since bgpd may have done what the line says.
+    // Sends one command line, which has no control characters, and waits for its answer. A broken
+    // exchange is not repeated because bgpd may have executed the line.
     VtyAnswer ask(const std::string &command);
 
-    // Leaves whatever mode the session is in for its first one. A session that ended since the
-    // last exchange is opened anew, so what follows goes to the bgpd that runs now.
+    // Returns to the enable mode from any other. Opens a new session if the last one has ended, so
+    // that what follows goes to the bgpd that runs now.
     VtyAnswer start_over();
 
-    // Breaks the exchange under way and all that follow. The one function for another thread.
+    // Breaks the exchange under way and all later ones. The only function that another thread may
+    // call.
     void give_up();
 
   private:
@@ -37,7 +38,7 @@ class Vty {
     std::string path_;
     std::chrono::milliseconds patience_;
     FileDescriptor socket_;
-    std::mutex mutex_; // for what follows, and for which descriptor the socket is
+    std::mutex mutex_; // guards given_up_ and the descriptor in socket_
     bool given_up_ = false;
 };
 

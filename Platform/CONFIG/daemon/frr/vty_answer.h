@@ -1,4 +1,4 @@
-// One exchange with bgpd's terminal: what goes in, what comes back.
+// One exchange with bgpd's terminal: a command line and its answer.
 #ifndef CONFIGD_FRR_VTY_ANSWER_H
 #define CONFIGD_FRR_VTY_ANSWER_H
 
@@ -16,8 +16,8 @@ struct VtyAnswer {
     int status = 0;
 };
 
-// Sends one command line, without a line end, and waits for its answer. Never throws for what
-// bgpd does.
+// Sends one command line, without a line end, and waits for its answer. Nothing that bgpd does
+// makes it throw.
 using AskVty = std::function<VtyAnswer(const std::string &command)>;
 
 } // namespace configd::frr

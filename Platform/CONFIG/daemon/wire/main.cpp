@@ -1,4 +1,4 @@
-// wire_tables: writes the tables of the dissector and of docs/protocol.md anew.
+// wire_tables: updates the tables of the dissector and of docs/protocol.md.
 #include "file_bytes.h"
 #include "wire/tables.h"
 

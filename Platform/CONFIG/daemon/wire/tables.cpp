@@ -40,7 +40,7 @@ std::string lua_names(const NumberName (&names)[size]) {
     return text;
 }
 
-// What the dissector has to know of a field's type.
+// What the dissector needs to know about a field's type.
 std::string lua_kind(const Field &field) {
     switch (field.type) {
     case FieldType::AddressFamily:
@@ -67,7 +67,7 @@ std::string lua_record(const RecordLayout &record) {
 
 // --- Markdown --------------------------------------------------------------------
 
-// What a comment in the header says of a field.
+// What a comment in the header says about a field.
 struct Comment {
     std::size_t offset;
     std::size_t size;
@@ -75,7 +75,8 @@ struct Comment {
 };
 using Comments = std::map<std::string, Comment>; // by record.field; a record's own by record.
 
-// The tables above the structs: the record's size, and of each field offset, size and meaning.
+// Reads the tables in the comments above the structs: the size of each record, and the offset, size
+// and meaning of each field.
 Comments comments_in(const std::string &header) {
     static const std::regex head{R"( \* (\w+): (\d+) bytes)"};
     static const std::regex row{R"( \* +(\d+) +(\d+)  (\w+) *(.*))"};
@@ -111,7 +112,7 @@ const char *markdown_type(FieldType type) {
     return "`address_family_val`";
 }
 
-// The table of a record. Takes the comments of its fields out.
+// The table of a record. Removes the comments that it uses.
 std::string markdown_record(const RecordLayout &record, Comments &comments) {
     std::string text = fmt::format("`{}`, {} bytes:\n\n"
                                    "| Offset | Size | Field | Type | Meaning |\n"
@@ -148,7 +149,7 @@ std::string markdown_sub_modules(RecordKind::Use use) {
     return text;
 }
 
-// All tables of the document by their names.
+// All tables of the document by name.
 std::map<std::string, std::string> markdown_tables(const std::string &header) {
     std::map<std::string, std::string> tables{
         {"settings", markdown_sub_modules(RecordKind::Setting)},
