@@ -50,11 +50,11 @@ struct EvpnDistinguisher {
     std::vector<EvpnRoute> routes;
 };
 
-// The reply to BGP_SUB_RPC_IP_BGP_SUMMARY: the instance and its neighbours.
+// The reply to BGP_SUB_RPC_IP_BGP_SUMMARY: the instance and its neighbors.
 QueryResult summary_reply(bgp_rpc_ip_bgp_summary_output_neighbors instance,
                           const std::vector<bgp_rpc_ip_bgp_summary_output_entry> &entries);
 
-// The reply to BGP_SUB_RPC_IP_BGP_NEIGHBOR: each neighbour with its address families.
+// The reply to BGP_SUB_RPC_IP_BGP_NEIGHBOR: each neighbor with its address families.
 QueryResult neighbor_reply(const std::vector<PeerFacts> &peers);
 
 // The reply to BGP_SUB_RPC_IP_BGP_INFO: the table and each network with its next hops.

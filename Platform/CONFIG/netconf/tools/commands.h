@@ -9,7 +9,7 @@
 namespace bgpctl {
 
 // Each command prints its result to standard output and returns the exit code: 0 when all is well,
-// 1 when not. Each throws std::exception with one sentence for the operator when it fails.
+// otherwise 1. A command that fails throws a std::exception with one sentence for the operator.
 
 struct ReplayOptions {
     std::string plugin;   // path of the plug-in

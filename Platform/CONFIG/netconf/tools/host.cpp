@@ -27,7 +27,7 @@ bool ends_with(const std::string &text, const std::string &end) {
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// The names in a directory; what vanishes meanwhile is left out.
+// The names in a directory, without those that vanish meanwhile.
 std::vector<std::string> names_in(const fs::path &directory) {
     std::vector<std::string> names;
     std::error_code vanished;

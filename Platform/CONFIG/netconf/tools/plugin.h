@@ -17,7 +17,7 @@ struct PluginVersion {
     std::string revision; // of the module that it needs
 };
 
-// Nothing when the file contains no version. Throws std::runtime_error when the file cannot be
+// std::nullopt when the file contains no version. Throws std::runtime_error when the file cannot be
 // read.
 std::optional<PluginVersion> version_of(const std::string &file);
 

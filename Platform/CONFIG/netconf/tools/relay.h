@@ -30,21 +30,21 @@ class Upstream {
 };
 
 // Listens on port 8888 in the process's own network and passes each record to the daemon, or
-// accepts it. Runs in a thread of its own, from construction to destruction.
+// accepts it. Runs in its own thread, from construction to destruction.
 class Relay : private configd::Handler {
   public:
     // Gets each record with its result code, in the relay's thread.
     using Observer = std::function<void(const configd::Message &message, std::int32_t code)>;
 
-    // Accepts every record without an upstream. The caller keeps `upstream`. Throws
-    // std::system_error when the port is in use.
+    // Without `upstream` it accepts every record. `upstream` is not owned and must outlive the
+    // relay. Throws std::system_error when the port is in use.
     Relay(const Upstream *upstream, Observer observer);
     Relay(const Relay &) = delete;
     Relay &operator=(const Relay &) = delete;
     ~Relay() override;
 
     // How many records of each kind the daemon accepted, by the names of their sub-module codes.
-    // Call these only after the plug-in has returned.
+    // Call accepted() and refused() only after the plug-in has returned.
     const std::map<std::string, std::size_t> &accepted() const { return accepted_; }
     // The first record that the daemon refused, with its path and the reason; nothing without one.
     const std::optional<std::string> &refused() const { return refused_; }
