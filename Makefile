@@ -20,12 +20,12 @@ run:
 check: setup
 	scripts/run-tests check
 
-# Everything that shows behavior, the plug-in under sanitizers, and a big-endian machine.
+# Tests all behavior, also with sanitizers and on an emulated big-endian machine.
 test:
 	scripts/install-dependencies --for-tests
 	scripts/run-tests test
 
-# What takes longer: second machines, valgrind, threads, static analysis, packages, a soak, fuzzing.
+# The longer tests: second machines, valgrind, threads, static analysis, packages, a soak, fuzzing.
 # With REQUIRE_ALL=1 a group that this machine cannot run is a failure, here and in `test`.
 proof:
 	scripts/install-dependencies --for-proof
@@ -36,7 +36,7 @@ proof:
 faults: build
 	build/release/tests/datastore_test --gtest_filter='*Faults*' --gtest_brief=1
 
-# Measures what the plug-in adds to a floor that does only what cannot be avoided.
+# Measures what the plug-in adds to the work that cannot be avoided.
 bench: build
 	scripts/install-dependencies --for-figures
 	scripts/bench build/release
@@ -68,7 +68,7 @@ figures: setup
 	scripts/install-dependencies --for-figures --for-tests
 	scripts/draw-figures $(DEMO)
 
-# Writes the tables of the dissector and of docs/protocol.md anew, from the records in the headers.
+# Updates the tables of the dissector and of docs/protocol.md from the records in the headers.
 wire: setup
 	cmake --preset release
 	cmake --build --preset release --target wire_tables

@@ -2,7 +2,7 @@
 # GoogleTest from its sources.
 
 # The machine's include directory also contains the headers of its C library, so this links the
-# needed headers into a directory of their own.
+# needed headers into a separate directory.
 set(staged ${PROJECT_BINARY_DIR}/include)
 file(MAKE_DIRECTORY ${staged})
 foreach(header sysrepo.h sysrepo libyang nlohmann fmt CLI asio)
@@ -16,8 +16,8 @@ foreach(package fmt::fmt nlohmann_json::nlohmann_json CLI11::CLI11)
 endforeach()
 target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
 
-# The real library runs on this machine only: the shared object is linked with the scripted
-# sysrepo.
+# The real library runs only on this machine's architecture, so the shared object is linked
+# with the scripted sysrepo.
 add_library(PkgConfig::SYSREPO INTERFACE IMPORTED)
 target_link_libraries(PkgConfig::SYSREPO INTERFACE scripted_sysrepo_shared)
 
