@@ -1,8 +1,7 @@
-// The floor for the real plug-in, in the same host on a datastore of its own. It
-// subscribes to the same paths and does only what cannot be avoided: it walks the
-// changes of an edit and makes one exchange with the daemon for each created
-// network. It answers an RPC with copies of values that it computed at the first
-// one.
+// The floor for the real plug-in, in the same host on its own datastore. It subscribes to the same
+// paths and does only what cannot be avoided: it walks the changes of an edit and makes one
+// exchange with the daemon for each created network. It answers an RPC with copies of values that
+// it computed at the first one.
 //
 // With BENCH_ASKS in the environment it also makes the requests that any plug-in for
 // this daemon must make: the AS number from the datastore on every event and in

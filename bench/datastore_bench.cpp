@@ -1,6 +1,6 @@
-// Measures edits and RPCs on the real datastore and in the real plug-in host. The
-// floors are hosts with the comparison plug-in. Each host has a datastore and a
-// client in a process of its own; the clients take turns.
+// Measures edits and RPCs on the real datastore and in the real plug-in host. The floors are hosts
+// with the comparison plug-in. Each host has its own datastore and a client in its own process; the
+// clients take turns.
 #include "datastore.h"
 #include "namespaces.h"
 #include "netconf_bgp_public.h"

@@ -1,5 +1,4 @@
-// The main function of every benchmark program: enters a network of its own, then runs the
-// benchmarks.
+// The main function of every benchmark program: enters its own network, then runs the benchmarks.
 #include "namespaces.h"
 
 #include <benchmark/benchmark.h>

@@ -27,7 +27,7 @@ struct Cost {
     double bytes = 0; // peak of the resident memory
 };
 
-// Runs `work` in a process of its own and returns the exit code.
+// Runs `work` in a separate process. Throws std::runtime_error when that fails.
 Cost cost_of(int (*work)()) {
     int status = 0;
     rusage used{};

@@ -4,7 +4,7 @@
 
 namespace bench {
 
-// Every entry takes the same room.
+// Every entry takes the same number of bytes.
 std::uint32_t ReplyKind::most_entries() const {
     const std::size_t head = payload(0).size();
     const std::size_t room = BUF_SIZE_MAX - sizeof(netconf_data_struc) - head;

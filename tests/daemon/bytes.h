@@ -1,4 +1,4 @@
-// Builds the payloads that replies are expected to have, field by field in the order of the wire.
+// Builds the expected payloads of replies, field by field in wire order.
 #ifndef DAEMON_TEST_BYTES_H
 #define DAEMON_TEST_BYTES_H
 
@@ -26,7 +26,7 @@ class Bytes {
 
     Bytes &zeros(std::size_t count) { return text({}, count); }
 
-    // What other bytes there are.
+    // Appends other bytes.
     Bytes &then(const Bytes &other) {
         bytes_ += other.bytes_;
         return *this;

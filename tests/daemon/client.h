@@ -1,4 +1,4 @@
-// A server in a thread of its own, and connections to it.
+// A server in its own thread, and connections to it.
 #ifndef DAEMON_TEST_CLIENT_H
 #define DAEMON_TEST_CLIENT_H
 
@@ -37,7 +37,8 @@ class RunningServer {
 // A blocking connection to the daemon.
 class Client {
   public:
-    // receive_buffer: bytes that the connection takes unread, 0 for the system's default.
+    // receive_buffer: the size of the connection's receive buffer in bytes, 0 for the system's
+    // default.
     explicit Client(std::uint16_t port, int receive_buffer = 0)
         : socket_{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
         const int on = 1;
@@ -65,17 +66,17 @@ class Client {
         }
     }
 
-    // No more is sent; what the daemon sends still arrives.
+    // Ends sending; what the daemon sends still arrives.
     void finish_sending() { ::shutdown(socket_.get(), SHUT_WR); }
 
-    // Ends the connection with what is under way on it lost.
+    // Resets the connection. Unread and unsent bytes are lost.
     void reset() {
         const linger at_once{1, 0};
         ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
         socket_ = configd::FileDescriptor{};
     }
 
-    // The next bytes, fewer only when the daemon closes the connection before.
+    // The next bytes; fewer only when the daemon closes the connection first.
     std::string receive(std::size_t size) {
         std::string bytes(size, '\0');
         std::size_t received = 0;
@@ -101,7 +102,7 @@ class Client {
         return code;
     }
 
-    // Waits until the daemon has closed the connection. Returns whether it had nothing to say.
+    // Waits until the daemon has closed the connection. Returns whether it sent nothing before.
     bool is_closed() { return receive(1).empty(); }
 
     std::int32_t ask(const configd::Message &message) {

@@ -43,7 +43,7 @@ class DaemonTest : public testing::Test {
         return Daemon{backend, log, std::move(overrides)}.answer(message);
     }
 
-    // The result code answered, which a bad answer has none of.
+    // The result code of the answer; throws if the answer is of another kind.
     std::int32_t code(const Message &message, Overrides overrides = {}) {
         return std::get<configd::ResultCode>(answer(message, std::move(overrides))).code;
     }

@@ -20,7 +20,7 @@ class MemoryBackendTest : public testing::Test {
   protected:
     MemoryBackendTest() { apply({as_message(set, as)}); }
 
-    // Applies messages that are all accepted.
+    // Applies messages; all must be accepted.
     void apply(std::initializer_list<Message> messages) {
         for (const Message &message : messages) {
             EXPECT_EQ(backend.apply(message).code, 0) << readable(message);
@@ -97,7 +97,7 @@ TEST_F(MemoryBackendTest, DoesNotSupportCodesWithoutARow) {
     }
 }
 
-// What a switch would not take is refused with a reason, and deleted all the same.
+// An invalid value is refused with a reason. Its deletion is accepted.
 TEST_F(MemoryBackendTest, RefusesValuesThatNoSwitchTakes) {
     const std::string longest(47, '1');
     const auto remote_as = [](const char *text) {

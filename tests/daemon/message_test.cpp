@@ -23,7 +23,7 @@ struct RecordCase {
     ordered_json fields;
 };
 
-// What a failure calls it.
+// The name of the case in a failure.
 void PrintTo(const RecordCase &record, std::ostream *out) {
     *out << record.name;
 }
@@ -362,7 +362,7 @@ TEST(MakeMessage, PutsTheWholeLengthIntoTheHeader) {
     EXPECT_EQ(message.payload(), "12345678");
 }
 
-// The first bytes of a stream whose header says this length.
+// The frame at the start of a stream with this length in its header.
 configd::Frame frame_of(std::int32_t length, std::size_t received) {
     std::string bytes = configd::make_message(3, 1, "").bytes;
     std::memcpy(bytes.data() + 12, &length, sizeof length);

@@ -1,4 +1,4 @@
-// The program itself, as a process of its own.
+// The program itself, as a separate process.
 #include "bytes.h"
 #include "client.h"
 #include "process.h"
@@ -65,7 +65,7 @@ TEST(Program, PrintsEachMessageAsItComes) {
     EXPECT_EQ(program.read_line(), "connection 1 closed");
 }
 
-// What it prints may be lost: it goes on.
+// The daemon continues when its output is lost.
 TEST(Program, GoesOnWhenItsOutputIsFullOrClosed) {
     for (const char *output : {">/dev/full", ">&-", "| true"}) {
         support::Process shell("sh",
@@ -109,7 +109,8 @@ TEST(Program, PrintsItsConfigurationOnSigusr1) {
     EXPECT_EQ(program.read_line(), "{}");
 }
 
-// The payload of the daemon's reply to a query, which is well-formed and says 0.
+// The payload of the daemon's reply to a query. The reply must be well-formed and have the result
+// 0.
 template <typename Record>
 std::string ask(Client &client, std::int32_t sub_mod, const Record &query) {
     client.send(message_with(sub_mod, query).bytes);
@@ -154,7 +155,7 @@ TEST(Program, AnswersFromItsConfigurationAndTheStateFile) {
     EXPECT_STREQ(summary.data() + 84, "192.0.2.11");
     EXPECT_STREQ(summary.data() + 84 + 125, "118");
 
-    // Five routes with 3 flags each, 3 with two texts, 6 next hops.
+    // Five routes with 3 flags each, 3 of them with two texts, and 6 next hops.
     const std::string routes = ask_for_all_routes(client);
     EXPECT_EQ(u32_at(routes, 0), 5U * 3 + 3 * 2 + 6 * 4);
     EXPECT_EQ(u32_at(routes, 4), 2U);

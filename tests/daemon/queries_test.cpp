@@ -62,7 +62,7 @@ const json instance{
 
 class QueryTest : public testing::Test {
   protected:
-    // The answer to the record, which is no refusal.
+    // The answer to the record, which must not be a refusal.
     template <typename Record>
     std::string payload(std::int32_t sub_mod, const Record &record) {
         const auto result =
@@ -90,7 +90,7 @@ class SummaryTest : public QueryTest {
         return payload(BGP_SUB_RPC_IP_BGP_SUMMARY, query);
     }
 
-    // The neighbours named, in their order.
+    // The addresses of the neighbors in their order.
     std::vector<std::string> addresses(const char *vrf) {
         const std::string bytes = summary(vrf);
         std::vector<std::string> names;
@@ -220,7 +220,7 @@ TEST_F(SummaryTest, ReadsKeysWhateverTheyHold) {
     EXPECT_THAT(addresses(""), ElementsAre("", "a]b", "it's"));
 }
 
-// Neighbours in detail.
+// Neighbors in detail.
 
 Bytes family_bytes(std::uint32_t afi, std::uint32_t safi, const char *vrf, bool is_client = false) {
     return Bytes{}.zeros(8).u32(afi).u32(safi).text(vrf, 65).zeros(3 + 14).u8(is_client).zeros(9);

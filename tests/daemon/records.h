@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-// Writes a text to the start of a field, no terminator behind it.
+// Writes a text without a terminator to the start of a field.
 template <std::size_t N>
 void put(char (&field)[N], std::string_view text) {
     std::memcpy(field, text.data(), text.size() < N ? text.size() : N);

@@ -1,4 +1,4 @@
-// Replies that are full. What they say otherwise is tested with the queries.
+// Full replies. The tests of the queries cover the contents of replies.
 #include "reply_payload.h"
 
 #include "bytes.h"

@@ -56,7 +56,7 @@ Message numbered(std::int32_t number) {
     return configd::make_message(MODULE_ID_BGP, number, "payload");
 }
 
-// A header that announces this length.
+// A header with this length.
 std::string header_with(std::int32_t length) {
     const std::int32_t header[] = {MODULE_ID_BGP, BGP_SUB_BGP_AS, 0, length};
     std::string bytes(sizeof header, '\0');
@@ -64,7 +64,7 @@ std::string header_with(std::int32_t length) {
     return bytes;
 }
 
-// A running server of one handler function. Its connections are reported in text.
+// A running server with one handler function. It reports its connections as text.
 class TestServer {
   public:
     explicit TestServer(std::function<Answer(const Message &)> function, JobFor job_for = no_job,
@@ -86,7 +86,7 @@ class TestServer {
         return events_;
     }
 
-    // Everything reported, once the server has ended.
+    // All events, after the server has ended.
     std::vector<std::string> events_at_end() {
         running_.reset();
         return events();
@@ -187,7 +187,7 @@ TEST(Server, ServesManyConnectionsAtOnce) {
     while (clients.size() < 200) {
         clients.push_back(server.connect());
     }
-    // The last one first, and each of them twice.
+    // The last one first, and each twice.
     for (int round = 0; round < 2; ++round) {
         for (std::size_t i = clients.size(); i-- > 0;) {
             EXPECT_EQ(clients[i].ask(numbered(static_cast<std::int32_t>(i))), i);
@@ -309,7 +309,7 @@ TEST(Server, StaysSilentAndKeepsTheConnection) {
     EXPECT_EQ(client.receive_code(), 2);
 }
 
-// Jobs for the messages of one sub-module code, each at work until the gate opens.
+// Jobs for the messages of one sub-module code. Each runs until the gate opens.
 class GatedJobs {
   public:
     static constexpr std::int32_t sub_mod = BGP_SUB_RPC_IP_BGP_INFO;
@@ -328,14 +328,14 @@ class GatedJobs {
                    }};
     }
 
-    // Waits until one more is at work.
+    // Waits until one more job runs.
     void wait_for_begin() { begun_.acquire(); }
     void open() { opened_.set_value(); }
 
-    std::atomic<int> answered = 0; // whether or not there was somebody to send it to
+    std::atomic<int> answered = 0; // also counts answers to closed connections
 
   private:
-    // C++17 has none in its library.
+    // The library of C++17 has no semaphore.
     class Semaphore {
       public:
         void release() {
@@ -443,7 +443,7 @@ TEST(ServerJob, OfAConnectionThatWasResetIsAnsweredToNobody) {
     while (!is_closed()) {
         EXPECT_EQ(other.ask(numbered(4)), 4);
     }
-    Client next = server.connect(); // with the descriptor of the first one
+    Client next = server.connect(); // has the same descriptor as the first one
     EXPECT_EQ(next.ask(numbered(5)), 5);
     jobs.open();
     while (jobs.answered < 1) {
@@ -467,7 +467,7 @@ TEST(ServerJob, AtWorkDoesNotKeepTheServerFromStopping) {
     EXPECT_EQ(jobs.answered, 0);
 }
 
-// What throws answers its message with 10, and the connection goes on.
+// A job or handler that throws answers its message with 10, and the connection stays open.
 TEST(ServerJob, ThatThrowsAnswersItsMessage) {
     const auto fail = []() -> Answer { throw std::runtime_error("in the answer"); };
     TestServer server{
@@ -504,7 +504,7 @@ TEST(ServerJob, InOrderRunsBehindThoseThatCameBefore) {
     for (std::int32_t number = 1; number <= 5; ++number) {
         clients.push_back(server.connect());
         clients.back().send(numbered(number).bytes);
-        // The server has read it: its next connection is opened behind it.
+        // Waits until the server has read it: the server opens its next connection after that.
         while (server.events().size() < static_cast<std::size_t>(number)) {
         }
     }
@@ -613,7 +613,7 @@ TEST(ServerLimits, UnfinishedMessagesTakeNoMoreMemoryThanTheyMay) {
     const std::string half = header_with(BUF_SIZE_MAX) + std::string(60000, 'x');
     Client first = server.connect();
     first.send(half);
-    // Each of these answers is a turn of the server, which reads what is there.
+    // Before each of these answers the server reads everything that has arrived.
     Client other = server.connect();
     for (std::int32_t i = 1; i <= 10; ++i) {
         EXPECT_EQ(other.ask(numbered(i)), i);
@@ -661,7 +661,8 @@ TEST(Server, AConnectionWithoutADescriptorLeftWaitsForAnothersEnd) {
     std::optional<Client> first{server.connect()};
     EXPECT_EQ(first->ask(numbered(1)), 1);
 
-    // The lowest free descriptor is the last one: the client's end takes it, none is left.
+    // Only the lowest free descriptor is allowed. The client's end takes it, so none is left for
+    // the server.
     const int lowest = ::dup(0);
     ::close(lowest);
     const DescriptorLimit limit{lowest + 1};

@@ -1,4 +1,4 @@
-// Configuration messages as tests send them: of AS 100, and about one neighbour.
+// The configuration messages that tests send: for AS 100, and about one neighbor.
 #ifndef DAEMON_TEST_SETTINGS_H
 #define DAEMON_TEST_SETTINGS_H
 
@@ -51,7 +51,7 @@ inline configd::Message redistribute(std::int32_t op, const char *protocol, cons
     return message_with(BGP_SUB_REDISTRIBUTE, record);
 }
 
-// Every setting has a value, as after earlier changes: the sub-module code alone chooses.
+// Every setting has a value, as after earlier changes: only the sub-module code selects one.
 inline configd::Message neighbor(std::int32_t sub_mod, std::int32_t op, const Family &family = {}) {
     auto record = record_in<bgp_address_family_neighbor_universal_val>(op, family);
     put(record.neighbor_ip_or_tag, "10.0.0.1");

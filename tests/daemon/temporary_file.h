@@ -1,4 +1,4 @@
-// A file that lives as long as its object.
+// A file that exists as long as its object.
 #ifndef DAEMON_TEST_TEMPORARY_FILE_H
 #define DAEMON_TEST_TEMPORARY_FILE_H
 

@@ -118,7 +118,7 @@ TEST_F(AsOnDatastore, HostEndsCleanlyWhileACallbackWaitsForASilentDaemon) {
     const auto client = datastore.start_edit(set_as(65001));
     daemon->wait_for_messages(1);
     host.process().signal(SIGTERM);
-    daemon.reset(); // ends the wait: the callback returns into the plug-in's code
+    daemon.reset(); // ends the wait: the callback returns to the plug-in's code
     EXPECT_EQ(host.process().wait(), 0);
 }
 

@@ -40,8 +40,7 @@ struct Neighbor { // of an address family outside a VRF
 struct Redistribution {
     std::string protocol, process, route_map;
 };
-// An address family; with a VRF's name, one of that VRF, whose neighbors have
-// settings of their own.
+// An address family, in a VRF if it has a VRF's name. In a VRF, neighbors have their own settings.
 struct Family {
     std::uint32_t afi, safi;
     std::string afi_name, safi_name, vrf;

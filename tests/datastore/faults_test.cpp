@@ -1,14 +1,13 @@
-// Faults outside the plug-in, one row for each: what the client sees, what the
-// plug-in prints, and what works afterwards. The tests use the real datastore, the
-// real plug-in host with traces on, and the reference daemon as a process of its own
-// (killed, restarted, frozen) or a daemon that answers as the row says.
+// Faults outside the plug-in, one row for each: what the client sees, what the plug-in prints, and
+// what works afterwards. The tests use the real datastore, the real plug-in host with traces on,
+// and either the reference daemon as a separate process (killed, restarted, frozen) or a daemon
+// that answers as the row says.
 //
-// Failures that cannot be provoked from outside the host (no memory, no socket, missing arguments,
-// changes without a value or a name) are shown by the unit tests.
+// The unit tests show the failures that cannot be provoked from outside the host (no memory, no
+// socket, missing arguments, changes without a value or a name).
 //
-// There is no row for a daemon that answers 15, which is the library's own code for
-// "later": whether the library calls the plug-in again before the client gives up
-// depends on other events.
+// There is no row for a daemon that answers 15, the library's own code for "later". Whether the
+// library calls the plug-in again before the client gives up depends on other events.
 #include "datastore.h"
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
@@ -191,7 +190,8 @@ class Stage {
             told += configd::readable(message) + "\n";
         }
     }
-    // A record arrives a moment after its edit where an earlier answer is taken for its own.
+    // Where the plug-in takes an earlier answer for that of a record, the record arrives a moment
+    // after its edit.
     void wait_for_messages(std::size_t count) {
         for (listen(); script && messages() < count; listen()) {
             script->wait_for_messages(1);

@@ -1,4 +1,5 @@
-// What the lines for bgpd are, and what its answers make of a message. No bgpd is needed here.
+// The lines that messages become for bgpd, and the results that bgpd's answers become. Needs no
+// bgpd.
 #include "frr/configuration.h"
 
 #include "frr/commands.h"
@@ -32,10 +33,10 @@ namespace {
 
 constexpr const char *vrfs_line = "show bgp vrfs json";
 
-// Answers lines as it is told, all others with 0 and no text.
+// Answers lines as the test says, all others with 0 and no text.
 struct ScriptedVty {
     std::map<std::string, VtyAnswer> answers;
-    std::vector<std::string> lines{}; // that came
+    std::vector<std::string> lines{}; // received
 
     explicit ScriptedVty(std::map<std::string, VtyAnswer> script) : answers{std::move(script)} {}
 
@@ -51,7 +52,7 @@ struct ScriptedVty {
     }
 };
 
-// With an instance outside VRFs.
+// A bgpd with an instance outside VRFs.
 ScriptedVty running_bgpd() {
     return ScriptedVty{{{vrfs_line, {R"({"vrfs":{"default":{"type":"DFLT"}}})", 0}}}};
 }

@@ -1,5 +1,5 @@
 // From a client's edit to a real BGP session and back: the real datastore, the real plug-in host,
-// the daemon as a process of its own, and two bgpd.
+// the daemon as a separate process, and two bgpd.
 #include "datastore.h"
 #include "process.h"
 #include "speaker.h"
@@ -32,8 +32,7 @@ namespace {
 
 const std::string everything_deleted = router_bgp("", R"( nc:operation="delete")");
 
-// The settings outside address families: those of the instance, and those of the
-// neighbour.
+// The settings outside address families: those of the instance and those of the neighbor.
 std::string bgp(const std::string &leaves, const std::string &neighbor_leaves) {
     return element("bgp", leaves + element("bgp-globle-neighbors",
                                            element("globle-neighbor",
@@ -79,7 +78,7 @@ class EndToEndTest : public testing::Test {
         REQUIRE_BGPD();
         ours.emplace();
         datastore.emplace();
-        // A peer on the loopback address is taken for a martian otherwise.
+        // Otherwise bgpd takes a peer on the loopback address for a martian.
         daemon.emplace(BGP_CONFIGD, std::vector<std::string>{
                                         "--backend", "frr", "--vty-socket", ours->vty_socket(),
                                         "--frr-line", "bgp allow-martian-nexthop", "--frr-line",
@@ -107,8 +106,8 @@ class EndToEndTest : public testing::Test {
         EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
     }
 
-    // What the daemon has logged since the last time. It prints its configuration on request, and
-    // that line ends what is read.
+    // The daemon's log since the previous call. The daemon prints its configuration on request;
+    // that line marks the end.
     std::string log() {
         daemon->signal(SIGUSR1);
         std::string text;
@@ -120,7 +119,8 @@ class EndToEndTest : public testing::Test {
         return text;
     }
 
-    // Has the edit refused with the result code and with what the daemon logs as the reason.
+    // Makes an edit that must be refused with this result code and with this reason in the daemon's
+    // log.
     void expect_refused(const std::string &xml, int code, const std::string &reason) {
         const std::string before = ours->running_config();
         const std::string stored = datastore->configuration();
@@ -131,13 +131,13 @@ class EndToEndTest : public testing::Test {
         EXPECT_EQ(ours->running_config(), before);
     }
 
-    // What the peer says of its session with us.
+    // The peer's view of its session with us.
     nlohmann::json session_of_peer() {
         const auto all = nlohmann::json::parse(peer->ask("show bgp neighbors 127.0.0.1 json").text);
         return all.at("127.0.0.1");
     }
 
-    // Whether it happens within a minute.
+    // Whether the condition becomes true within a minute.
     template <typename Condition>
     bool happens(Condition condition) {
         using namespace std::chrono_literals;
@@ -151,7 +151,8 @@ class EndToEndTest : public testing::Test {
         return true;
     }
 
-    // Calls the RPC until its output has the text: routes come after the session.
+    // Sends the RPC until its output contains the text: routes arrive after the session is
+    // established.
     void expect_output(const std::string &rpc, const std::string &text) {
         std::string output;
         EXPECT_TRUE(happens([&] {

@@ -1,4 +1,4 @@
-// A bgpd that hangs keeps nobody waiting but those who asked for something of it.
+// A bgpd that hangs delays only the clients that need it.
 #include "daemon.h"
 #include "frr/frr_backend.h"
 #include "server.h"
@@ -49,13 +49,14 @@ TEST_F(FrozenSpeaker, DelaysRecordsAndQueriesAndNothingElse) {
 
     freeze();
     editor.send(router_id_message(set, as, "192.0.2.1").bytes);
-    // New connections are served meanwhile. What came before this one has been read by then.
+    // New connections are served meanwhile. By now the server has read what was sent before this
+    // one opened.
     Client next{server.port()};
     EXPECT_EQ(next.ask(unknown), SR_ERR_NOT_SUPPORT);
     other_editor.send(router_id_message(set, as, "192.0.2.2").bytes);
     Client asking{server.port()};
     asking.send(message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}).bytes);
-    // So are queries that bgpd has no part in.
+    // So are queries that do not need bgpd.
     next.send(message_with(BGP_SUB_RPC_IP_BGP_EVPN, bgp_rpc_ip_bgp_evpn{}).bytes);
     EXPECT_EQ(next.receive(configd::header_size + 6).substr(configd::header_size), "canned");
 

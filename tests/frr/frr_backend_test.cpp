@@ -1,4 +1,4 @@
-// The backend on a bgpd of its own.
+// The backend with its own bgpd.
 #include "frr/frr_backend.h"
 
 #include "settings.h"
@@ -43,7 +43,8 @@ class FrrBackendTest : public testing::Test {
         }
     }
 
-    // The instance with the neighbour 10.0.0.1 of another AS, as a globle and as a VRF's.
+    // The instance with the neighbor 10.0.0.1 of another AS, as a globle neighbor and as a neighbor
+    // in a VRF.
     void prepare() {
         apply({as_message(set, as), globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set)});
     }
@@ -58,7 +59,7 @@ class FrrBackendTest : public testing::Test {
         EXPECT_THAT(result.note, HasSubstr(reason));
     }
 
-    // What bgpd shows from the line of the instance to its end.
+    // What bgpd shows of the instance, from its first line to its end.
     std::string block(const std::string &instance) const {
         const std::string text = speaker->running_config();
         const std::size_t start = text.find('\n' + instance + '\n');
@@ -94,7 +95,7 @@ TEST_F(FrrBackendTest, LeavesAnInstanceOfAnotherAs) {
     EXPECT_TRUE(speaker->has_line("router bgp 300"));
 }
 
-// A record whose line stands in a block.
+// A record and its line in a block of bgpd's configuration.
 struct LineCase {
     const char *name;
     Message set_message;
@@ -197,7 +198,7 @@ TEST_P(LineTest, AppearsAndDisappears) {
     EXPECT_THAT(block(GetParam().block) + '\n', HasSubstr(GetParam().line));
     apply({GetParam().erase_message});
     EXPECT_THAT(block(GetParam().block) + '\n', Not(HasSubstr(GetParam().line)));
-    // Deleting what is not there.
+    // Deletes what does not exist.
     apply({GetParam().erase_message, as_message(erase, as), GetParam().erase_message});
     EXPECT_THAT(speaker->running_config(), Not(HasSubstr("router bgp")));
 }
@@ -362,7 +363,7 @@ TEST_F(FrrBackendTest, ReadsTheConfigurationBack) {
               "MAP");
 }
 
-// Whatever a client puts into a text stays one word or one text of the line.
+// A text from a client stays one word or one text of the line.
 TEST_F(FrrBackendTest, KeepsWhatAClientSendsOutOfTheCommandLine) {
     prepare();
     const std::string before = speaker->running_config();

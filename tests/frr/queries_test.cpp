@@ -1,4 +1,4 @@
-// What becomes of bgpd's answers.
+// The replies that bgpd's answers become.
 #include "frr/queries.h"
 
 #include "file_bytes.h"
@@ -25,8 +25,8 @@ using testing::IsEmpty;
 
 namespace {
 
-// What a bgpd said whose neighbours are one of another AS in four families, one of its own AS and
-// one that is not there; in the VRF red there is another that is not.
+// The answers of a bgpd with three neighbors: one of another AS in four families, one of its own
+// AS, and one that is not there. The VRF red has another one that is not there.
 std::string said(const std::string &file) {
     return configd::read_file(FRR_ANSWERS "/" + file);
 }
@@ -100,7 +100,7 @@ class FrrQueryTest : public testing::Test {
         return ask(BGP_SUB_RPC_CLEAR_IP_BGP, query);
     }
 
-    // One of each query, all asking for everything.
+    // The replies to one of each query, each for everything.
     std::vector<QueryResult> everything() {
         return {summary(), neighbors(1), all_info(), evpn(all_types), clear("", 1)};
     }
@@ -163,7 +163,7 @@ TEST_F(FrrQueryTest, SummaryTakesAnAsInDotNotation) {
     EXPECT_STREQ(reply.entries[0].AS, "1.11");
 }
 
-// Neighbours.
+// Neighbors.
 
 TEST_F(FrrQueryTest, NeighbourIsShownWithWhatBgpdKnows) {
     const auto result = neighbors(0, "127.0.0.2");
@@ -395,7 +395,7 @@ TEST_F(FrrQueryTest, ClearingMayKeepTheSession) {
     EXPECT_EQ(commands.size(), 3U);
 }
 
-// What goes wrong.
+// Failures.
 
 TEST_F(FrrQueryTest, NothingIsAskedForATextThatIsNoWord) {
     for (const char *text : {"red json", "a\nclear bgp *", "a\rb", "a\tb", "|cat", "red |x"}) {
@@ -477,8 +477,8 @@ TEST_F(FrrQueryTest, ANumberThatARecordDoesNotHoldIsTheLargestOrNone) {
     EXPECT_EQ(reply.peers[0].peer.local_as, 0U);
 }
 
-// Calls `use` with the document for each value in it in turn: once without it, and once for each
-// other thing that it may be.
+// For each value in the document, calls `use` once without the value and once with each other value
+// that it may have.
 void change_each(ordered_json &document, ordered_json &node, const std::function<void()> &use) {
     const ordered_json others[] = {nullptr,
                                    true,
@@ -518,7 +518,7 @@ TEST_P(OddAnswerTest, IsNoReasonForAnOddReply) {
     std::size_t changes = 0;
     change_each(document, document, [&] {
         text = document.dump();
-        // Each of these fails the test when counts and size do not agree.
+        // Each of these readers fails the test when counts and size do not agree.
         if (GetParam() == std::string{summary_command}) {
             SummaryReply{summary().payload};
         } else if (GetParam() == std::string{neighbors_command}) {

@@ -1,4 +1,4 @@
-// Reads the payloads of replies back; a test in which counts and size do not agree fails.
+// Reads the payloads of replies. A test fails when counts and size do not agree.
 #ifndef FRR_TEST_QUERY_REPLIES_H
 #define FRR_TEST_QUERY_REPLIES_H
 
@@ -103,8 +103,8 @@ struct InfoReply {
     std::vector<Network> networks;
 };
 
-// In the order of the reply: each distinguisher, each of its routes with its flags and the texts
-// that it has, and each of its next hops with its numbers and its path.
+// In the order of the reply: each distinguisher; each of its routes with its flags and optional
+// texts; each of its next hops with its numbers and its path.
 struct EvpnReply {
     explicit EvpnReply(const std::string &payload) {
         PayloadReader reader{payload};

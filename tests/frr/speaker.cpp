@@ -50,7 +50,7 @@ Speaker::~Speaker() {
 
 void Speaker::start() {
     std::ofstream{directory_ / "bgpd.conf"};
-    // Its parent process returns once it is ready.
+    // The parent process returns when bgpd is ready.
     const auto [code, output] = support::run(
         program, {"-d", "-Z", "-S", "-l", address_, "-p", std::to_string(port), "-P", "0", "-f",
                   directory_ / "bgpd.conf", "-i", directory_ / "bgpd.pid", "--vty_socket",
@@ -64,10 +64,10 @@ void Speaker::stop() {
     if (pid_ == 0) {
         return;
     }
-    // No child of this process: its end shows on a descriptor.
+    // It is not a child of this process, so a descriptor reports its end.
     const configd::FileDescriptor handle{static_cast<int>(syscall(SYS_pidfd_open, pid_, 0))};
     kill(pid_, SIGKILL);
-    // None is to be had for a process that has ended already.
+    // There is no descriptor for a process that has already ended.
     if (handle.get() >= 0) {
         pollfd end{handle.get(), POLLIN, 0};
         poll(&end, 1, -1);

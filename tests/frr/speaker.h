@@ -1,4 +1,4 @@
-// A BGP speaker: FRRouting's bgpd with an address, a directory and a configuration of its own.
+// A BGP speaker: FRRouting's bgpd with its own address, directory and configuration.
 #ifndef FRR_TEST_SPEAKER_H
 #define FRR_TEST_SPEAKER_H
 
@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-// Neither root nor zebra nor the kernel's routing table is needed, but the loopback address
-// must be free on port 1790: each test program has a network of its own for that.
+// It needs neither root nor zebra nor the kernel's routing table. Port 1790 of the loopback address
+// must be free, so each test program has its own network.
 class Speaker {
   public:
     static constexpr int port = 1790;
@@ -19,13 +19,14 @@ class Speaker {
     // Whether this machine has bgpd.
     static bool is_installed();
 
-    // Starts one that listens on the address. Throws std::runtime_error when it does not start.
+    // Starts a speaker that listens on the address. Throws std::runtime_error when it does not
+    // start.
     explicit Speaker(std::string address = "127.0.0.1");
     Speaker(const Speaker &) = delete;
     Speaker &operator=(const Speaker &) = delete;
     ~Speaker();
 
-    // Ends it, and starts it again in the same place without its configuration.
+    // stop() ends it. start() starts it again in the same place, without its configuration.
     void stop();
     void start();
 
@@ -35,13 +36,13 @@ class Speaker {
     configd::frr::VtyAnswer ask(const std::string &command);
 
     // Enters the lines in configuration mode. Throws std::runtime_error with the first line that
-    // is refused.
+    // bgpd refuses.
     void configure(const std::vector<std::string> &lines);
 
     // The text of `show running-config`.
     std::string running_config();
 
-    // Whether a line of the running configuration, without its indentation, is this one.
+    // Whether the running configuration contains this line, without its indentation.
     bool has_line(const std::string &line);
 
   private:

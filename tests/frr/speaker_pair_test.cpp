@@ -1,4 +1,4 @@
-// Queries about a bgpd that has a neighbour.
+// Queries about a bgpd with a neighbor.
 #include "client.h"
 #include "daemon.h"
 #include "frr/frr_backend.h"
@@ -34,7 +34,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// What every speaker needs to be there at once and to take routes over the loopback address.
+// The lines with which speakers run side by side and accept routes over the loopback address.
 Lines instance(std::uint32_t as, const char *router_id) {
     return {fmt::format("router bgp {}", as),
             fmt::format("bgp router-id {}", router_id),
@@ -68,7 +68,8 @@ Message clear_query(std::uint32_t reconfig_type) {
     return message_with(BGP_SUB_RPC_CLEAR_IP_BGP, query);
 }
 
-// A speaker of AS 65001 that is asked, and one of AS 65002 that dials in and announces.
+// A speaker of AS 65001 that the tests query, and one of AS 65002 that opens the session and
+// announces routes.
 class SpeakerPairTest : public testing::Test {
   protected:
     void SetUp() override {
@@ -94,7 +95,7 @@ class SpeakerPairTest : public testing::Test {
 
     void announce(const Lines &lines) { peer->configure(with({"router bgp 65002"}, lines)); }
 
-    // Queries until the reply is as wished: sessions and routes take their time.
+    // Queries until the reply is as wished: sessions and routes take time.
     template <typename Reply, typename IsWished>
     Reply wait_for(const Message &query, IsWished is_wished) {
         using namespace std::chrono_literals;
@@ -118,7 +119,7 @@ class SpeakerPairTest : public testing::Test {
         });
     }
 
-    // Until the last of this many networks has a best path.
+    // Waits until the last of this many networks has a best path.
     InfoReply wait_for_networks(std::size_t number) {
         return wait_for<InfoReply>(info_query(), [=](const InfoReply &reply) {
             return reply.networks.size() >= number &&
@@ -204,7 +205,7 @@ TEST_F(SpeakerPairTest, QueriesDuringAnAbsenceFailAndAnswerAgainAfterwards) {
     EXPECT_EQ(backend->query(summary_query()).res_value, 0);
 }
 
-// A backend whose first route query goes on only once another query was answered.
+// A backend that holds its first route query until another query was answered.
 class HeldBackend : public configd::Backend {
   public:
     explicit HeldBackend(std::string vty_socket) : vty_socket_{std::move(vty_socket)} {}

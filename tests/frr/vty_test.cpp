@@ -32,14 +32,14 @@ namespace {
 
 const std::string ok{"\0\0\0\0", 4};
 
-// What bgpd sends for one line, in the pieces in which it arrives.
+// The pieces in which bgpd sends its answer to one line.
 using Script = std::vector<std::string>;
 
-// In the place of a piece: nothing more is sent until the client hangs up.
+// Instead of a piece: sends nothing more until the client closes the connection.
 const std::string silence = "silence";
 
-// Listens where bgpd would, and answers one session after the other as it is told. The lines of
-// a script are those after `enable`; a session ends with its script.
+// Listens in place of bgpd and answers one session after the other from its scripts. A script has
+// the answers to the lines after `enable`; the session ends with its script.
 class ScriptedBgpd {
   public:
     explicit ScriptedBgpd(std::vector<std::vector<Script>> sessions)
@@ -68,7 +68,7 @@ class ScriptedBgpd {
 
     std::string path() const { return directory_ / "bgpd.vty"; }
 
-    // Waits for the end of the last session. Returns the lines that came.
+    // Waits for the end of the last session. Returns the lines received.
     std::vector<std::string> finish() {
         if (thread_.joinable()) {
             thread_.join();
@@ -89,7 +89,7 @@ class ScriptedBgpd {
                     return;
                 }
                 ::send(client.get(), piece.data(), piece.size(), MSG_NOSIGNAL);
-                // Until the client has read it, so that the next one comes alone.
+                // Waits until the client has read the piece, so that the next one arrives alone.
                 while (unread(client.get()) > 0) {
                     std::this_thread::yield();
                 }

@@ -1,4 +1,4 @@
-// How an input says which messages reach the daemon.
+// How an input describes the messages to the daemon.
 #ifndef FUZZ_DAEMON_INPUT_H
 #define FUZZ_DAEMON_INPUT_H
 
@@ -8,18 +8,18 @@
 
 namespace fuzz {
 
-// A message: what is unusual of it (byte), its sub-module code (byte), what belongs to
-// the former, and its record: a text or a number for each field, `op` one of these.
+// A message: what is unusual about it (byte), its sub-module code (byte), the data of the former,
+// and its record: a text or a number for each field, and for `op` one of these.
 enum MessageFlags : std::uint32_t {
     message_other_module = 1, // then which one (number)
     message_other_length = 2, // then the dataLen (number)
     message_raw = 4,          // the record is bytes as they are
-    message_longer = 8,       // then a text behind the record
+    message_longer = 8,       // then a text after the record
 };
 
 inline constexpr std::int32_t operations[] = {1, 0, -1, 2};
 
-// Sub-module codes are taken modulo this: some lie outside those that there are.
+// Sub-module codes are taken modulo this, so some are not valid.
 inline constexpr std::uint32_t sub_mod_range = 26;
 
 } // namespace fuzz

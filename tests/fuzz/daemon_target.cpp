@@ -175,7 +175,7 @@ void check_answer(const configd::Message &message, const configd::Answer &answer
             "the code is one of the backend's");
 }
 
-// Removes the next message from the start of the stream. False at the end.
+// Removes the next message from the start of the stream. Returns false at the end.
 bool take_message(std::string_view &stream, std::string_view &bytes) {
     const configd::Frame frame = configd::frame_of(stream);
     if (frame.framing != configd::Framing::Complete) {

@@ -1,7 +1,7 @@
-// What a target makes of its input's bytes.
+// Reads the bytes of a target's input.
 //
-// Inputs are the same on every machine: a number is put together from its bytes
-// and only then becomes a field of a record, in the order that the machine has.
+// An input means the same on every machine: a number is assembled from its bytes and then stored in
+// a record's field in the machine's byte order.
 #ifndef FUZZ_INPUT_H
 #define FUZZ_INPUT_H
 
@@ -13,14 +13,14 @@
 
 namespace fuzz {
 
-// Numbers that counts and lengths are likely to be mistaken about.
+// Numbers that are likely to reveal mistakes with counts and lengths.
 inline constexpr std::uint32_t odd_numbers[] = {255,        65001,      65535,     65536,
                                                 0x7fffffff, 0x80000000, 0xffffffff};
-// A byte below this is the number itself, the next ones stand for the odd
-// numbers, and the last one says that four bytes follow, the lowest first.
+// A byte below this is the number itself. The next ones select odd numbers, and the last one is
+// followed by the number in four bytes, lowest first.
 inline constexpr std::uint32_t first_odd_number = 0xf8;
 
-// Reads an input from its start. Behind its end it is all zeros.
+// Reads an input from its start. After its end there are only zeros.
 class Input {
   public:
     Input(const std::uint8_t *data, std::size_t size) : next_(data), end_(data + size) {}
@@ -43,7 +43,7 @@ class Input {
         const std::uint32_t low = half();
         return low | half() << 16;
     }
-    // A byte that says how many follow, and those that are there of them.
+    // A byte with the number of bytes that follow, and those of them that exist.
     std::string bytes() {
         const std::uint32_t announced = byte();
         const std::size_t size = std::min<std::size_t>(announced, left());
@@ -51,7 +51,7 @@ class Input {
         next_ += size;
         return taken;
     }
-    // The same as a text of C: it ends at its first NUL.
+    // The same as a C string, which ends at its first NUL.
     std::string text() {
         const std::string taken = bytes();
         return taken.substr(0, taken.find('\0'));

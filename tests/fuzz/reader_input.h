@@ -1,4 +1,4 @@
-// How an input says what arrives as the answer to a query.
+// How an input describes what arrives as the answer to a query.
 #ifndef FUZZ_READER_INPUT_H
 #define FUZZ_READER_INPUT_H
 
@@ -11,27 +11,26 @@
 
 namespace fuzz {
 
-// An exchange: how it goes, whose query it is (module), whether the transport
-// traces it, and unless nothing is read: the reply and its pieces.
+// An exchange: its course, the query's module, whether the transport traces it, and, unless nothing
+// is read, the reply and its pieces.
 enum class Course : std::uint32_t { answered, too_late, wait_fails, write_fails, count };
 
 inline constexpr std::int32_t modules[] = {MODULE_ID_BGP, MODULE_ID_VLAN, 0, -1};
 
-// The reply's dataLen: the truth, the truth and a byte (128 is nothing more), or
-// one of the lengths that are on an edge.
+// The reply's dataLen: the real length, the real length plus a byte minus 128, one of the lengths
+// at a limit, or any.
 enum class Length : std::uint32_t { true_one, near_it, on_an_edge, any, count };
 
 inline constexpr std::int32_t edge_lengths[] = {
     0, 1, 15, 16, 17, -1, INT_MIN, INT_MAX, BUF_SIZE_MAX - 1, BUF_SIZE_MAX, BUF_SIZE_MAX + 1};
 
-// The payload: a byte, repeated so many times (half); this many times stand for
-// more than the buffer holds.
+// The payload: a byte and how often it is repeated (half). This number means more than the buffer
+// holds.
 inline constexpr std::uint32_t beyond_the_buffer = 0xffff;
 inline constexpr std::uint32_t longest_payload = 8192; // otherwise: modulo this
 
-// Then how many pieces (byte), and for each how long it is (half), or one of these;
-// what is left comes in one piece. In the end the daemon closes the connection, or it
-// breaks (byte, even or odd).
+// Then the number of pieces (byte), and for each its length (half) or one of these; the rest comes
+// in one piece. At the end the daemon closes or breaks the connection (byte, even or odd).
 inline constexpr std::uint32_t piece_closes = 0;
 inline constexpr std::uint32_t piece_fails = 0xffff;
 

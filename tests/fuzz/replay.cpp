@@ -56,7 +56,7 @@ std::vector<fs::path> files_of(const fs::path &path) {
 Bytes bytes_of(const fs::path &file) {
     std::ifstream stream(file, std::ios::binary);
     stream.exceptions(std::ios::badbit | std::ios::failbit);
-    // A copy of exactly its size, so that a sanitizer detects a read past its end.
+    // A copy of exactly this size, so that a sanitizer detects a read past its end.
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 

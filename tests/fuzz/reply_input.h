@@ -13,7 +13,7 @@ enum ReplyFlags : std::uint32_t {
     reply_other_header = 1, // then module, sub-module and dataLen as numbers
     reply_traced = 2,       // debug_bgp is on
     reply_no_memory = 4,    // for the array of values
-    reply_full = 8,         // no zeros behind the payload
+    reply_full = 8,         // no zeros after the payload
     reply_values_shift = 4, // from this bit on: how many values the array has before
 };
 

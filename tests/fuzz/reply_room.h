@@ -15,7 +15,7 @@ struct ReplyContent {
     std::int32_t module, sub_mod, data_len;
     std::string payload;   // from the payload's start
     std::string tail = {}; // up to the buffer's very end
-    std::size_t zeros = 0; // behind the payload
+    std::size_t zeros = 0; // after the payload
 };
 
 // Writes a reply into the transport's buffer and returns it. The rest of the buffer

@@ -1,6 +1,7 @@
 #!/usr/bin/python3 -B
-"""A NETCONF client in front of the whole: what it asks for, what it is told, and what the datastore and
-the daemon hold then. The steps are a table; each prints a line, and the first that differs ends the test.
+"""Tests the whole system with a NETCONF client: what the client requests, what it is told, and what the
+datastore and the daemon then hold. The steps are a table. Each prints a line; the first that differs ends the
+test.
 
   with-netconf-server BUILD_DIRECTORY tests/netconf/netconf_test.py BUILD_DIRECTORY
 """
@@ -23,8 +24,8 @@ stage = Stage(sys.argv[1])
 
 @dataclass
 class Step:
-    """What is done, what the client is told, and what changes: in the datastore, and in the daemon where
-    that is something else."""
+    """What is done, what the client is told, and what changes in the datastore and, if that differs, in the
+    daemon."""
     name: str
     do: Callable
     told: object = "ok"
@@ -45,12 +46,12 @@ def ask(operation, *arguments, by="root", **options):
 
 
 def send(xml, by="root"):
-    """Sends what the client library has no function for."""
+    """Sends an RPC for which the client library has no function."""
     return lambda: told(lambda: stage.session(by).dispatch(etree.fromstring(xml)))
 
 
 def run_rpc(file, leaves):
-    """These leaves of an RPC's output, how many it has, and whether sysrepo's own client is given the same."""
+    """These leaves of an RPC's output, their number, and whether sysrepo's own client gets the same."""
     path = str(PROJECT / "examples" / file)
 
     def do():
@@ -69,7 +70,7 @@ def ask_example(file):
 
 
 def both(*actions):
-    """Does one after the other until one does not go well; what the client is told of that, or of the last."""
+    """Runs the actions until one fails. Returns what the client is told about that one or the last."""
     def do():
         for action in actions:
             if (outcome := action()) != "ok":
@@ -79,7 +80,7 @@ def both(*actions):
 
 
 def holds(datastore, changes):
-    """Whether a datastore is what running is, but for these changes."""
+    """Whether a datastore is equal to running except for these changes."""
     def do():
         expected = dict(stored)
         for path, value in changes.items():
@@ -100,8 +101,7 @@ VRF_NETWORK = f"{VRF}/bgp-family-vrf-networks/family-vrf-network[prefix='10.1.0.
 VRF_NEIGHBOR = f"{VRF}/bgp-family-vrf-neighbors/family-vrf-neighbor[neighbor-address='10.1.0.1']"
 VRF_REDISTRIBUTE = f"{VRF}/bgp-family-vrf-redistributes/family-vrf-redistribute[protocol='ospf'][process='10']"
 
-# Where, the value it is created with, the one it is changed to, and what the daemon drops with it where that
-# is more.
+# Path, value at creation, value after the change and, where it is more, what the daemon drops with the leaf.
 LEAVES = [
     ("as", "65001", "65002"),
     ("bgp/router-id", "192.0.2.1", "192.0.2.2"),
@@ -129,7 +129,7 @@ LEAVES = [
     (f"{VRF_REDISTRIBUTE}/route-map", "RED-OSPF", "RED-RIP", VRF_REDISTRIBUTE),
 ]
 
-# The subtrees of examples/full.xml that are deleted at once and created anew at once.
+# The subtrees of examples/full.xml that one edit deletes and one edit creates again.
 SUBTREES = [
     GLOBLE, "bgp/bgp-globle-neighbors", "bgp",
     NETWORK, f"{FAMILY}/bgp-family-networks", NEIGHBOR, f"{FAMILY}/bgp-family-neighbors",
@@ -225,7 +225,7 @@ REFUSED_EDITS = [
 ]
 
 
-# A daemon that answers so, the edits that meet it, and what the client is told.
+# The daemon's answer, the edits that get it, and what the client is told.
 ANSWERS = [
     ("router_id=16", {"bgp/router-id": "192.0.2.1"},
      refused(16, "invalid value", "correct the value", "bgp/router-id")),
@@ -244,12 +244,12 @@ ANSWER_OPTIONS = [word for answer, *_ in ANSWERS for word in ("--fail", answer)]
 
 
 def half(router_id):
-    """The router identifier is taken by the daemon, what comes behind it is not."""
+    """The daemon accepts the router identifier and refuses what follows it."""
     return {"bgp/router-id": router_id, f"{GLOBLE}/ebgp-multihop": "0"}
 
 
 def change(function, *arguments):
-    """Does something to the stage rather than as a client."""
+    """Acts on the stage instead of as a client."""
     return lambda: (function(*arguments), "ok")[1]
 
 
@@ -268,13 +268,13 @@ def in_background(action):
 
 
 def daemon_is_asked():
-    """Something waits unread at the daemon's socket."""
+    """Whether the daemon's socket has unread data."""
     sockets = stage.run(["ss", "-Htn", "state", "established", "sport", "=", ":8888"])
     return any(int(line.split()[0]) > 0 for line in sockets.splitlines())
 
 
 def while_silent(action, seconds):
-    """What the client is told when the daemon goes on only so many seconds after it was asked."""
+    """What the client is told when the daemon continues only this many seconds after the request."""
     def do():
         stage.daemon.send(signal.SIGSTOP)
         outcome = in_background(action)
@@ -286,7 +286,7 @@ def while_silent(action, seconds):
 
 
 def silent_daemon():
-    """What three clients are told when the daemon stays silent: one edits, one reads, one edits as well."""
+    """What three clients are told when the daemon stays silent: one edits, one reads, and one also edits."""
     stage.daemon.send(signal.SIGSTOP)
     for client in ("root-2", "root-3"):
         stage.session(client)
@@ -479,7 +479,7 @@ def differences(where, expected, found):
 
 
 def disagreement():
-    """What datastore and daemon have otherwise than expected, once they have had the time to come there."""
+    """How datastore and daemon differ from what is expected, after they had time to reach it."""
     def found():
         of_daemon = [] if stage.daemon.ended() else differences("daemon", held, stage.held())
         return differences("datastore", stored, stage.stored()) + of_daemon
@@ -490,7 +490,7 @@ def disagreement():
 
 
 def without_numbers(outcome):
-    """The numbers of sessions and events are not the same in each run."""
+    """Replaces the numbers of sessions and events, which differ between runs."""
     if isinstance(outcome, tuple) and outcome[1]:
         return outcome[0], re.sub(r"\b(session|SID|ID) \d+", r"\1 N", outcome[1]), outcome[2]
     return outcome
@@ -508,7 +508,7 @@ def faults_of(step):
 
 
 def undone(names):
-    """The steps that the document names and that are none."""
+    """The names of steps in the document that are not steps."""
     document = (PROJECT / "docs/netconf.md").read_text()
     named = re.findall(r"`([^`]+)`", "".join(re.findall(r"(?m)^\|.*\|([^|]*)\|$", document)))
     if not named:

@@ -1,5 +1,5 @@
 """The switch that the steps act on: a datastore, the plug-in host, the configuration daemon and the
-NETCONF server, set up with the commands of docs/netconf.md. To be run inside with-netconf-server."""
+NETCONF server, set up with the commands of docs/netconf.md. Run it inside with-netconf-server."""
 
 import json
 import os
@@ -16,7 +16,7 @@ from ncclient import manager
 from ncclient.operations import RPCError
 from ncclient.transport import ssh
 
-# How often, in seconds, the client looks whether there is something to send.
+# The interval in seconds at which the client checks whether there is something to send.
 ssh.TICK = 0.005
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
@@ -35,10 +35,10 @@ LIST_KEYS = {
     "family-vrf-neighbor": ["neighbor-address"],
     "family-vrf-redistribute": ["protocol", "process"],
 }
-# Entries that say something also when they hold nothing but their keys.
+# Entries that matter even with nothing but their keys.
 TELLING_ENTRY = re.compile(r"(network|redistribute)(\[[^]]*\])+$")
 
-# Values of leaves and entries without a text; what deletes a node.
+# The value of leaves and entries without a text; the value that deletes a node.
 SET = "true"
 ENTRY = ""
 DELETED = None
@@ -62,7 +62,7 @@ def wait_until(condition, process=None, seconds=30):
 
 
 def put(configuration, path, value):
-    """Changes a configuration as an edit of one node does."""
+    """Changes a configuration as an edit of one node would."""
     for known in [known for known in configuration if known == path or known.startswith((path + "/", path + "["))]:
         del configuration[known]
     entry = path.rsplit("/", 1)[0]
@@ -96,14 +96,14 @@ def edit_of(changes, operation="delete"):
 
 
 def example(name):
-    """The <config> with what an example file holds."""
+    """The <config> with the content of an example file."""
     config = etree.Element(f"{{{NETCONF}}}config", nsmap={"nc": NETCONF})
     config.append(etree.parse(str(PROJECT / "examples" / name)).getroot())
     return config
 
 
 def leaves_of(node, path=""):
-    """What is below an element of the datastore."""
+    """The nodes below an element of the datastore."""
     found = {}
     for child in node.iterchildren(tag=etree.Element):
         name = local(child)
@@ -124,7 +124,7 @@ def leaves_of(node, path=""):
 
 
 def held_leaves(tree, path=""):
-    """The same of what the daemon holds: its names carry the keys already."""
+    """The same for the daemon's configuration, whose names already contain the keys."""
     found = {}
     for name, child in tree.items():
         step = f"{path}/{name}".lstrip("/")
@@ -139,7 +139,7 @@ def held_leaves(tree, path=""):
 
 
 def output_of(node, path=""):
-    """An RPC's output: each leaf by its path, the entries of a list numbered."""
+    """An RPC's output: each leaf by its path, with numbered list entries."""
     found, seen = {}, {}
     for child in node.iterchildren(tag=etree.Element):
         name = local(child)
@@ -175,7 +175,7 @@ class Process:
 
 
 class Stage:
-    """Each part can be started, stopped and started otherwise at any time."""
+    """Each part can be started, stopped and started with other options at any time."""
 
     def __init__(self, build):
         self.build = pathlib.Path(build).resolve()
@@ -199,7 +199,7 @@ class Stage:
         return block.stdout
 
     def run(self, command, **more):
-        """What a command prints; an exception that tells it when the command fails."""
+        """The output of a command. Raises an exception with the output when the command fails."""
         outcome = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                                  cwd=PROJECT, stdin=subprocess.DEVNULL, **more)
         if outcome.returncode != 0:
@@ -218,7 +218,7 @@ class Stage:
         wait_until(lambda: len(self.events("listening")) > before, self.daemon)
 
     def restart_daemon(self, *options):
-        """Kills the daemon; the host's connection ends with it, so the host starts anew as well."""
+        """Kills the daemon. The host's connection ends with it, so the host starts again as well."""
         self.daemon.stop(signal.SIGKILL)
         self.start_daemon(*options)
         self.restart_host()
@@ -226,7 +226,7 @@ class Stage:
     def start_host(self):
         self.host = Process("sysrepo-plugind", ["sysrepo-plugind", "-d", "-v", "1"], self.work / "host.log")
         monitoring = ["sysrepocfg", "-X", "-d", "operational", "-f", "xml", "-m", "sysrepo-monitoring"]
-        # The last registration: once sysrepo lists it, all are made.
+        # The last registration: when sysrepo lists it, all are complete.
         wait_until(lambda: "clear-ip-bgp" in self.run(monitoring), self.host)
 
     def restart_host(self):
@@ -234,7 +234,7 @@ class Stage:
         self.start_host()
 
     def start_server(self, command):
-        """Starts the server with a command, which is a shell's."""
+        """Starts the server with a shell command."""
         self.server = Process("netopeer2-server", ["bash", "-euc", f"exec {command}"], self.work / "server.log")
 
         def answers():
@@ -251,7 +251,7 @@ class Stage:
     # NETCONF.
 
     def session(self, name="root"):
-        """The session of a user; a name such as root-2 is another one of the same user's."""
+        """The session of a user; a name such as root-2 means another session of the same user."""
         if name not in self.sessions:
             user = name.split("-")[0]
             self.sessions[name] = manager.connect(
@@ -263,10 +263,10 @@ class Stage:
         for name in names or list(self.sessions):
             self.sessions.pop(name).close_session()
 
-    # What is where.
+    # State.
 
     def events(self, name):
-        """The daemon's events of this kind; a line that is not yet whole is none."""
+        """The daemon's events of this kind, without a line that is not yet complete."""
         log = self.work / "daemon.log"
         lines = log.read_text().split("\n")[:-1] if log.exists() else []
         return [line for line in lines if f'"event":"{name}"' in line]
@@ -282,7 +282,7 @@ class Stage:
         return leaves_of(reply.data)
 
     def said(self):
-        """The end of what each part has printed."""
+        """The end of each part's output."""
         parts = [part for part in (self.server, self.host, self.daemon) if part is not None]
         return "\n".join(f"{part.name}, exit code {part.child.poll()}: {part.said()}" for part in parts)
 
@@ -293,7 +293,7 @@ class Stage:
 
 
 def told(request):
-    """What a client is told: "ok", or of an error its tag, message and path."""
+    """What a client is told: "ok", or the tag, message and path of an error."""
     try:
         request()
     except RPCError as error:

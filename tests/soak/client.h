@@ -1,5 +1,4 @@
-// A client in a process of its own: it sends RPCs continuously and makes the requested edits in
-// between.
+// A client in its own process: it sends RPCs continuously and makes the requested edits in between.
 #ifndef SOAK_CLIENT_H
 #define SOAK_CLIENT_H
 

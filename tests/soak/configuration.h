@@ -33,7 +33,7 @@ bool is_entry(std::string_view path);
 bool is_neighbor(std::string_view path);
 bool is_network_or_redistribute(std::string_view path);
 
-// Whether it is an address family with a record of its own: with SAFI_VRF, of a VRF.
+// Whether it is an address family with its own record: a VRF's, with SAFI_VRF.
 bool is_vrf(std::string_view path);
 
 // Whether `path` is `ancestor` or below it.

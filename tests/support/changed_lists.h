@@ -1,5 +1,5 @@
-// The lists that change callbacks walk through, with the names that the plug-in's own tables give:
-// for those who make edits. Those who judge what becomes of them have tables of their own.
+// The lists that change callbacks walk through, with the names from the plug-in's own tables: for
+// code that makes edits. Code that checks the results has its own tables.
 #ifndef CHANGED_LISTS_H
 #define CHANGED_LISTS_H
 

@@ -45,8 +45,8 @@ fs::path reports_of(const Datastore &datastore) {
     return datastore.directory() / "sanitizer";
 }
 
-// The host itself is not instrumented: it loads the sanitizers first, and they write
-// their findings to files of their own.
+// The host itself is not instrumented: it loads the sanitizers first, and they write their findings
+// to separate files.
 std::vector<std::string> host_variables(const std::vector<std::string> &preloads,
                                         const fs::path &reports) {
     std::string libraries = sanitizer_runtime();

@@ -17,9 +17,8 @@ namespace support {
 std::string router_bgp(const std::string &content, const std::string &attributes = "");
 std::string element(const std::string &name, const std::string &content = "");
 
-// The constructor creates it, in a directory and with a shared-memory prefix of its
-// own; the destructor removes it. One at a time in a process: sysrepo's programs
-// find it through the environment.
+// The constructor creates it, with its own directory and shared-memory prefix; the destructor
+// removes it. One at a time in a process: sysrepo's programs find it through the environment.
 class Datastore {
   public:
     Datastore();
@@ -61,8 +60,8 @@ class Datastore {
     std::string prefix_;
 };
 
-// sysrepo-plugind with the datastore's plug-in alone, its callbacks registered.
-// If the plug-in is built with sanitizers, a finding fails the test.
+// sysrepo-plugind with only the datastore's plug-in, its callbacks registered. If the plug-in is
+// built with sanitizers, a finding fails the test.
 class Host {
   public:
     // Whether sanitizers are active; the process then keeps freed memory.

@@ -1,4 +1,4 @@
-// The main function of every test program: enters namespaces of its own, then runs the tests.
+// The main function of every test program: enters new namespaces, then runs the tests.
 #include "namespaces.h"
 
 #include <gtest/gtest.h>

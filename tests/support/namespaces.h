@@ -1,11 +1,11 @@
-// A network, processes and files of its own for a test program.
+// Gives a test program its own network, processes and files.
 #ifndef NAMESPACES_H
 #define NAMESPACES_H
 
 namespace support {
 
 // Continues in a child process, so call it before any thread starts. The child sees only its own
-// children, a network with loopback alone, an empty /dev/shm and an empty directory for temporary
+// children, a network with only loopback, an empty /dev/shm and an empty directory for temporary
 // files: TMPDIR, which is /tmp, or /var/tmp if the program itself is in /tmp. When this process
 // ends, in whatever way, the kernel ends everything that the child has started, daemons included,
 // and removes its files. When the child ends, this process ends with the same status.

@@ -1,7 +1,6 @@
-// Records the system calls and allocations of the code under test, and replaces
-// their results if a test asks for it. A test program wraps the calls with the
-// linker's --wrap (see observed_calls.cmake). It observes only the thread that
-// holds the object.
+// Records the system calls and allocations of the code under test, and replaces their results if a
+// test asks for it. A test program wraps the calls with the linker's --wrap (see
+// observed_calls.cmake). Only the thread that holds the object is observed.
 #ifndef OBSERVED_CALLS_H
 #define OBSERVED_CALLS_H
 

@@ -1,4 +1,4 @@
-// A program as a process of its own, with what it prints.
+// A program as a separate process, and its output.
 #ifndef PROCESS_H
 #define PROCESS_H
 

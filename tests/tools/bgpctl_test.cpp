@@ -51,7 +51,7 @@ std::string network(const std::string &prefix, const std::string &attributes = "
                                                                "</family-network>"))));
 }
 
-// The reference daemon as a process of its own.
+// The reference daemon as a separate process.
 class Daemon {
   public:
     explicit Daemon(const std::vector<std::string> &options = {}) : process_(BGP_CONFIGD, options) {

@@ -1,6 +1,6 @@
-// Runs random edits, valid and invalid ones, through the change callbacks and
-// through their model: both send the same records and return the same result, and
-// nothing of sysrepo's is left open.
+// Runs random edits, valid and invalid ones, through the change callbacks and through their model.
+// Both must send the same records and return the same result, and no object of sysrepo may be left
+// open.
 #include "change_model.h"
 #include "random_rounds.h"
 

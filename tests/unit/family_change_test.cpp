@@ -37,8 +37,8 @@ class FamilyChange : public support::FamilyTest,
   protected:
     FamilyChange() : FamilyTest(*GetParam()) {}
 
-    // Runs the changes, then one that drops the pending record, so that only the
-    // records of the changes themselves are left.
+    // Runs the changes, then one that drops the pending record, so that only the changes' own
+    // records are left.
     Records sent_on_the_way(const Changes &changes) {
         const CapturedOutput output;
         EXPECT_EQ(change(joined(changes, {without_value(SR_OP_CREATED)})), SR_ERR_OK);
@@ -606,7 +606,7 @@ TEST_P(FamilyParser, EveryMissingArgumentIsAnInternalError) {
         buffer_ = std::string(list->size, fill);
         length_ = 0;
         sub_mod_ = no_code;
-        // One argument is left out in each round, and none in the last.
+        // Each round leaves out one argument, the last one none.
         for (int missing = 0; missing <= 7; ++missing) {
             const auto given = [missing](int argument, auto *pointer) {
                 return argument == missing ? nullptr : pointer;

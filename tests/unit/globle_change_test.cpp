@@ -423,7 +423,7 @@ TEST_F(GlobleNeighborParser, TextThatDoesNotFitLeavesItsFieldAsItWas) {
 
 TEST_F(GlobleNeighborParser, EveryMissingArgumentIsAnInternalError) {
     sr_val_t *value = scripted::make_value(setting("10.0.0.1", remote_as, 200));
-    // One argument is left out in each round, and none in the last.
+    // Each round leaves out one argument, the last one none.
     for (int missing = 0; missing <= 6; ++missing) {
         const auto given = [missing](int argument, auto *pointer) {
             return argument == missing ? nullptr : pointer;

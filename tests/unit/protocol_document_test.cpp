@@ -55,7 +55,7 @@ std::vector<Block> blocks() {
     return found;
 }
 
-// The bytes of a dump: each line has its offset, a star stands for lines of zeros, and the last
+// The bytes of a dump: each line has its offset, a star replaces lines of zeros, and the last
 // line's offset is the length.
 std::string bytes_of_dump(const std::vector<std::string> &lines) {
     std::string bytes;

@@ -230,7 +230,7 @@ TEST_F(EditRefusal, TellsNothingOfASuccess) {
     EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
                    {created(scripted::number(as_path, 7))}, {0}),
               0);
-    // The daemon's "not found" counts as success, and so does a list key that is missing.
+    // The daemon's "not found" counts as success, and so does a missing list key.
     EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
                    {created(scripted::number(as_path, 7))}, {5}),
               0);

@@ -480,8 +480,8 @@ TEST_F(Request, EvpnInputsBecomeTheQuery) {
 // An input that both queries know, or only the first.
 struct TableInput {
     const char *leaf;
-    std::optional<std::string> content; // none: a leaf of type empty
-    std::function<void(Record &)> put;  // what becomes of it
+    std::optional<std::string> content; // nothing: a leaf of type empty
+    std::function<void(Record &)> put;  // what it does to the record
     bool in_summary;
 };
 const std::vector<TableInput> table_inputs = {
@@ -579,7 +579,7 @@ TEST_F(Request, InputWithoutAPathIsPassedOver) {
 }
 
 TEST_F(Request, FirstPartOfAPathThatIsKnownDecides) {
-    // In the order in which they are looked for, wherever they stand.
+    // In the order in which the callback looks for them, wherever they are.
     const std::pair<const char *, std::function<void(Record &)>> parts[] = {
         {"vrf-name", [](Record &query) { query.put("vrf_name", "IPV4"); }},
         {"ip-type", [](Record &query) { query.put("ip_type", 1); }},
@@ -903,7 +903,7 @@ class RequestTrace : public Request {
   protected:
     RequestTrace() { set_switches(1, 0); }
 
-    // What a call prints that is answered by an empty reply for no query at all.
+    // The output of a call that gets an empty reply to no query at all.
     std::string trace_of(const Rpc &rpc, const std::vector<scripted::Value> &inputs,
                          sr_event_t event = SR_EV_RPC) {
         daemon.answer_next(configd::Reply{MODULE_ID_BGP, 99, 0, ""});

@@ -13,7 +13,7 @@ using support::summary_block;
 using support::summary_entry;
 using support::Values;
 
-// The payload with this block and these entries, which the block counts.
+// The payload with this block and these entries, whose number is in the block.
 std::string summary(Record block, const std::vector<Record> &entries) {
     std::string bytes =
         block.put("neighbor_number", static_cast<std::uint32_t>(entries.size())).bytes();

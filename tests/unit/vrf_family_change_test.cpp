@@ -26,7 +26,7 @@ class VrfFamilyChange : public support::FamilyTest {
 
     VrfFamilyChange() : FamilyTest(support::vrf_family()) {}
 
-    // The family that is a VRF's own, and its lists.
+    // The family of the VRF itself, and its lists.
     FamilyEntry vrf(const std::string &name = "red") const {
         return family({"AFI_IP", "SAFI_VRF", name, 1, 71});
     }

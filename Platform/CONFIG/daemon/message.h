@@ -84,7 +84,7 @@ using FieldValue = std::variant<std::int64_t, std::string_view>;
 FieldValue value_of(const Field &field, std::string_view record);
 
 // The record's fields under their wire names, without reserved bytes: numbers as numbers, texts as
-// texts, the embedded address family as an object of its own. `payload` holds at least record.size
+// texts, the embedded address family as a nested object. `payload` holds at least record.size
 // bytes. A text may hold any bytes: print it with json_line().
 nlohmann::ordered_json decode_record(const RecordLayout &record, std::string_view payload);
 

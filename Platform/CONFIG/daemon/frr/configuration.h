@@ -27,8 +27,8 @@ class Configuration {
     // does not exist, or the code for bgpd's answer, with the reason: SR_ERR_INVALID_VALUE for a
     // line that bgpd does not understand, SR_ERR_CONFIG_FAILED for a line that it refuses,
     // SR_ERR_NOT_SUPPORT for what it does not have, SR_ERR_SOCKET_FAILED when it cannot be reached.
-    // A message that bgpd refuses halfway leaves nothing behind. An exchange that breaks may leave
-    // a part.
+    // A message that bgpd refuses halfway changes nothing. An exchange that breaks may change a
+    // part.
     ApplyResult apply(const Message &message);
 
     // The instances that bgpd has; empty when it cannot be reached.
