@@ -3,10 +3,10 @@
 --   wireshark -X lua_script:tools/wireshark/orv_bgp.lua
 --   tshark -X lua_script:tools/wireshark/orv_bgp.lua -i lo -f "tcp port 8888" -V
 --
--- A request is a header of 16 bytes and a record. A configuration request is answered by a bare
--- result code of 4 bytes, a query by a message with a header of its own. Numbers travel in the host's
--- byte order, which both ends share: it is taken from the first request of a connection, or from
--- the preference.
+-- A request is a header of 16 bytes and a record. The daemon answers a configuration request with a
+-- bare result code of 4 bytes, and a query with a message that has a header. Numbers have the host's
+-- byte order, which both ends share. The dissector takes it from the first request of a connection or
+-- from the preference.
 
 local protocol = Proto("orv_bgp", "BGP configuration daemon protocol")
 
@@ -83,7 +83,7 @@ for name, record in pairs(records) do
     end
   end
 end
--- The packed replies' own.
+-- Fields that only replies have.
 new_field("next_hop_num", "next_hop_num", "u32")
 new_field("peer_cnt", "peer count", "u32")
 for _, row in ipairs({
@@ -109,12 +109,13 @@ local expert = {
 }
 protocol.experts = expert
 
--- --- What a connection is known to be -------------------------------------------
+-- --- Connections ------------------------------------------------------------------
 
 local stream_of = Field.new("tcp.stream")
 
--- Per connection: its byte order, and the sub-module code that each answer belongs to. Packets are
--- first seen in order and later in any, so what an answer belongs to is kept by its frame.
+-- For each connection: its byte order, and the sub-module code that each answer belongs to.
+-- Wireshark reads packets first in order and later in any order, so the code is stored by the
+-- answer's frame.
 local connections = {}
 local answers = {}
 
@@ -129,7 +130,7 @@ local function connection()
   return connections[stream]
 end
 
--- Module ids are small: read in the wrong order they are not.
+-- Module ids are small numbers. Read in the wrong byte order, they are large.
 local function is_little(conn, header)
   if protocol.prefs.byte_order ~= byte_order_automatic then
     return protocol.prefs.byte_order == byte_order_little
@@ -163,7 +164,7 @@ local function add_number(tree, abbreviation, range, little)
   return tree:add(fields[abbreviation], range)
 end
 
--- Adds a record that lies at `offset`; returns its tree and the values of its fields by name.
+-- Adds the record at `offset`. Returns its tree and the values of its fields by name.
 local function add_record(tree, name, buffer, offset, little)
   local record = records[name]
   local branch = tree:add(fields[name], buffer(offset, record.size))
@@ -189,8 +190,8 @@ end
 
 -- --- Replies -------------------------------------------------------------------
 
--- Each adds what the payload from `offset` on holds and returns where it ends, or nil when the
--- payload ends before what its counts announce.
+-- Each function adds the payload's content from `offset` on. Returns the end of the content,
+-- or nil when the counts announce more than the payload has.
 
 local function has_room(buffer, offset, size)
   return offset + size <= buffer:len()
@@ -252,8 +253,8 @@ function replies.BGP_SUB_RPC_IP_BGP_INFO(tree, buffer, offset, little)
     end)
 end
 
--- The packed reply: steps through counts, flags and texts; a step past the end gives nil, and all
--- that follow as well.
+-- Reads the packed reply: counts, flags and texts. A read past the end returns nil, and so do all
+-- later ones.
 local function reader(buffer, offset, little)
   local self = { offset = offset, tree = nil }
   local function take(size)
@@ -339,7 +340,7 @@ function replies.BGP_SUB_RPC_IP_BGP_EVPN(tree, buffer, offset, little)
   return read.offset
 end
 
--- The content of a reply to clear-ip-bgp says nothing.
+-- The content of a reply to clear-ip-bgp has no meaning.
 function replies.BGP_SUB_RPC_CLEAR_IP_BGP(_, buffer)
   return buffer:len()
 end
@@ -462,8 +463,8 @@ local function dissect_reply(buffer, pinfo, root)
   return buffer:len()
 end
 
--- A length that no message can have ends the connection at the daemon; here it ends the dissection
--- with what has come.
+-- A length that no message can have makes the daemon close the connection. Here it ends the
+-- dissection with the bytes received.
 local function message_length(buffer, _, offset)
   local rest = buffer(offset):len()
   local announced = signed_of(buffer(offset + 12, 4), is_little(connection(), buffer(offset)))
@@ -477,7 +478,8 @@ local function result_length()
   return 4
 end
 
--- The configuration connection carries bare result codes back, a query's connection a message.
+-- Answers are bare result codes on the configuration connection, and messages on the
+-- connection of a query.
 local function answers_query(pinfo)
   if not pinfo.visited or answers[pinfo.number] == nil then
     local row = sub_modules[connection().sub_mod]
@@ -498,7 +500,7 @@ function protocol.dissector(buffer, pinfo, root)
   end
 end
 
--- The port is a preference: what it was before is forgotten.
+-- When the preference changes, the old port is removed.
 local registered = protocol.prefs.port
 function protocol.prefs_changed()
   if registered ~= protocol.prefs.port then
