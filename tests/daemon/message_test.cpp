@@ -14,7 +14,7 @@ using nlohmann::ordered_json;
 
 namespace {
 
-// A record with every field filled to its end, and what decode() says of it.
+// A record with every field filled to its end, and its decoded form.
 struct RecordCase {
     const char *name;
     std::int32_t first_sub_mod, last_sub_mod;

@@ -95,7 +95,7 @@ class SpeakerPairTest : public testing::Test {
 
     void announce(const Lines &lines) { peer->configure(with({"router bgp 65002"}, lines)); }
 
-    // Queries until the reply is as wished: sessions and routes take time.
+    // Repeats the query until the reply is as wished: sessions and routes take time.
     template <typename Reply, typename IsWished>
     Reply wait_for(const Message &query, IsWished is_wished) {
         using namespace std::chrono_literals;

@@ -58,7 +58,7 @@ class Arrival {
     }
 
   private:
-    // Of all copies: a full buffer is long.
+    // Shared by all copies: a full buffer is long.
     std::shared_ptr<const std::string> bytes_ = std::make_shared<const std::string>();
     std::vector<std::uint32_t> pieces_;
     bool fails_ = false;

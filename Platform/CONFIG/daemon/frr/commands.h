@@ -17,7 +17,7 @@ namespace configd::frr {
 struct Setting {
     std::string vrf;                // empty: the default instance
     const Family *family = nullptr; // nullptr: the instance itself
-    bool is_in_own_family = false;  // the record's family is one that only the VRF has
+    bool is_in_own_family = false;  // the record's family has SAFI_VRF
     std::string key;                // what the line begins with, as bgpd shows it
     std::string value;              // what follows the key and a blank; may be empty
     std::string removal;            // the line that removes it

@@ -433,8 +433,8 @@ void Configuration::erase_lines(const Instance &instance, const Family &family) 
     }
 }
 
-// Whether the instance of a VRF can be removed: it has no family except `except` and no neighbor of
-// another family.
+// Whether the instance of a VRF can be removed: it has no family but `except`, whose neighbors go
+// with it. Without `except` it must not have a neighbor either.
 bool Configuration::is_unused(const Instance &instance, const Family *except) const {
     const auto families = vrf_families_.find(instance.vrf);
     const bool has_family = families != vrf_families_.end() &&
