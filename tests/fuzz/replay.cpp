@@ -11,6 +11,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -19,8 +20,7 @@ namespace fs = std::filesystem;
 
 using Bytes = std::vector<std::uint8_t>;
 
-#define ROW(target)                                                                                \
-    { #target, fuzz::target }
+#define ROW(target) std::make_pair(#target, &fuzz::target)
 
 const std::map<std::string, fuzz::Target> targets = {
     ROW(evpn_reply),        ROW(info_reply),     ROW(neighbor_reply), ROW(summary_reply),

@@ -70,7 +70,7 @@ volatile std::sig_atomic_t interrupted = 0;
 
 // Waiting system calls return, so that everything is cleaned up.
 void end_on_signals() {
-    struct sigaction action {};
+    struct sigaction action = {};
     action.sa_handler = [](int) { interrupted = 1; };
     for (const int number : {SIGINT, SIGTERM}) {
         sigaction(number, &action, nullptr);

@@ -26,10 +26,7 @@ struct Text {
     std::string_view text;
 };
 
-#define TEXT(record, field)                                                                        \
-    Text {                                                                                         \
-#field, text_of((record).field)                                                            \
-    }
+#define TEXT(record, field) (Text{#field, text_of((record).field)})
 
 // Returns the text if `is_one` accepts it, throws Refusal otherwise.
 std::string checked(const Text &text, bool (*is_one)(std::string_view text)) {
