@@ -343,8 +343,9 @@ TEST_F(MemoryBackendTest, AnswersQueriesFromTheConfigurationItHolds) {
     const auto result =
         backend.query(message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}));
     EXPECT_EQ(result.res_value, 0);
-    EXPECT_EQ(result.payload.size(), 84 + 160U);
-    EXPECT_STREQ(result.payload.data() + 84, "10.0.0.2");
+    constexpr std::size_t block = sizeof(bgp_rpc_ip_bgp_summary_output_neighbors);
+    EXPECT_EQ(result.payload.size(), block + sizeof(bgp_rpc_ip_bgp_summary_output_entry));
+    EXPECT_STREQ(result.payload.data() + block, "10.0.0.2");
 }
 
 TEST(MemoryBackend, KeepsWhatAClearCounts) {

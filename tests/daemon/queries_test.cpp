@@ -94,7 +94,8 @@ class SummaryTest : public QueryTest {
     std::vector<std::string> addresses(const char *vrf) {
         const std::string bytes = summary(vrf);
         std::vector<std::string> names;
-        for (std::size_t offset = 84; offset < bytes.size(); offset += 160) {
+        for (std::size_t offset = sizeof(bgp_rpc_ip_bgp_summary_output_neighbors);
+             offset < bytes.size(); offset += sizeof(bgp_rpc_ip_bgp_summary_output_entry)) {
             names.emplace_back(bytes.data() + offset);
         }
         EXPECT_EQ(u32_at(bytes, 80), names.size());
@@ -384,6 +385,10 @@ TEST_F(NeighborTest, ARemoteAsThatIsNoNumberIsShownAsZero) {
 
 // Routes.
 
+// A network with one next hop.
+constexpr std::size_t network_size =
+    sizeof(bgp_rpc_ip_bgp_info_output_entry) + sizeof(bgp_rpc_ip_bgp_info_next_hop_output_entry);
+
 class InfoTest : public QueryTest {
   protected:
     std::string info(const bgp_rpc_ip_bgp_info_input &query) {
@@ -394,7 +399,7 @@ class InfoTest : public QueryTest {
     std::vector<std::string> networks(const bgp_rpc_ip_bgp_info_input &query) {
         const std::string bytes = info(query);
         std::vector<std::string> names;
-        for (std::size_t offset = 60; offset < bytes.size(); offset += 56 + 92) {
+        for (std::size_t offset = 60; offset < bytes.size(); offset += network_size) {
             std::uint16_t mask_len = 0;
             std::memcpy(&mask_len, bytes.data() + offset + 48, sizeof mask_len);
             names.push_back(std::string{bytes.data() + offset} + "/" + std::to_string(mask_len));
@@ -535,9 +540,9 @@ TEST_F(InfoTest, IsCutAtANetworkWhenTheReplyIsFull) {
     }
     configuration["bgp-address-family"]["address-family[afi='AFI_IP'][safi='SAFI_UNICAST']"]
                  ["bgp-family-networks"] = std::move(many);
-    constexpr std::uint32_t fitting = (BUF_SIZE_MAX - 16 - 60) / (56 + 92);
+    constexpr std::uint32_t fitting = (BUF_SIZE_MAX - 16 - 60) / network_size;
     const std::string bytes = info(query(1));
-    EXPECT_EQ(bytes.size(), 60 + fitting * (56 + 92));
+    EXPECT_EQ(bytes.size(), 60 + fitting * network_size);
     EXPECT_EQ(u32_at(bytes, 0), fitting);
     EXPECT_EQ(u32_at(bytes, 56), fitting);
     EXPECT_EQ(note, "the reply is full with 70849 of 100000 networks");

@@ -12,37 +12,52 @@ namespace {
 
 constexpr std::size_t longest_payload = BUF_SIZE_MAX - 16;
 
+std::string full(std::size_t fitting, std::size_t all, const std::string &units) {
+    return "the reply is full with " + std::to_string(fitting) + " of " + std::to_string(all) +
+           " " + units;
+}
+
 TEST(SummaryReply, IsCutAtANeighbour) {
-    constexpr std::size_t fitting = (longest_payload - 84) / 160;
-    const std::vector<bgp_rpc_ip_bgp_summary_output_entry> entries(fitting + 1);
+    using Block = bgp_rpc_ip_bgp_summary_output_neighbors;
+    using Entry = bgp_rpc_ip_bgp_summary_output_entry;
+    constexpr std::size_t fitting = (longest_payload - sizeof(Block)) / sizeof(Entry);
+    const std::vector<Entry> entries(fitting + 1);
     const auto result = configd::summary_reply({}, entries);
-    EXPECT_EQ(result.payload.size(), 84 + fitting * 160);
+    EXPECT_EQ(result.payload.size(), sizeof(Block) + fitting * sizeof(Entry));
     EXPECT_EQ(u32_at(result.payload, 80), fitting);
-    EXPECT_EQ(result.note, "the reply is full with 65535 of 65536 neighbours");
+    EXPECT_EQ(result.note, full(fitting, fitting + 1, "neighbours"));
 }
 
 TEST(NeighborReply, IsCutAtANeighbourWithItsFamilies) {
-    constexpr std::size_t fitting = (longest_payload - 4) / (312 + 3 * 108);
+    using Peer = bgp_rpc_ip_bgp_neighbor_output_neighbor;
+    constexpr std::size_t unit =
+        sizeof(Peer) + 3 * sizeof(bgp_rpc_ip_bgp_neighbor_output_addrsss_family);
+    constexpr std::size_t fitting = (longest_payload - 4) / unit;
     configd::PeerFacts facts{};
     facts.families.resize(3);
     const auto result =
         configd::neighbor_reply(std::vector<configd::PeerFacts>(fitting + 5, facts));
-    EXPECT_EQ(result.payload.size(), 4 + fitting * (312 + 3 * 108));
+    EXPECT_EQ(result.payload.size(), 4 + fitting * unit);
     EXPECT_EQ(u32_at(result.payload, 0), fitting);
-    EXPECT_EQ(u32_at(result.payload, 4 + 308), 3U);
-    EXPECT_EQ(result.note, "the reply is full with 16487 of 16492 neighbours");
+    EXPECT_EQ(u32_at(result.payload, 4 + offsetof(Peer, address_family_cnt)), 3U);
+    EXPECT_EQ(result.note, full(fitting, fitting + 5, "neighbours"));
 }
 
 TEST(InfoReply, CountsTheNextHopsOfTheNetworksThatFit) {
-    constexpr std::size_t fitting = (longest_payload - 60) / (56 + 2 * 92);
+    using Table = bgp_rpc_ip_bgp_info_output_public;
+    using Network = bgp_rpc_ip_bgp_info_output_entry;
+    constexpr std::size_t head = 4 + sizeof(Table);
+    constexpr std::size_t unit =
+        sizeof(Network) + 2 * sizeof(bgp_rpc_ip_bgp_info_next_hop_output_entry);
+    constexpr std::size_t fitting = (longest_payload - head) / unit;
     configd::NetworkFacts facts{};
     facts.next_hops.resize(2);
     const auto result =
         configd::info_reply({}, std::vector<configd::NetworkFacts>(fitting + 1, facts));
-    EXPECT_EQ(result.payload.size(), 60 + fitting * (56 + 2 * 92));
+    EXPECT_EQ(result.payload.size(), head + fitting * unit);
     EXPECT_EQ(u32_at(result.payload, 0), 2 * fitting);
-    EXPECT_EQ(u32_at(result.payload, 56), fitting);
-    EXPECT_EQ(u32_at(result.payload, 60 + 52), 2U);
+    EXPECT_EQ(u32_at(result.payload, 4 + offsetof(Table, prefix_number)), fitting);
+    EXPECT_EQ(u32_at(result.payload, head + offsetof(Network, nextop_num)), 2U);
 }
 
 TEST(InfoReply, TakesNetworksWithoutNextHops) {

@@ -1,5 +1,7 @@
 #include "expected_values.h"
 
+#include "reply_fields.h"
+
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -24,7 +26,8 @@ Expected expected_summary(std::string_view payload) {
     }
     Expected expected{SR_ERR_OK, true, block.outputs({})};
     for (std::size_t i = 0; i < count; ++i) {
-        const Record entry = Record::at(summary_entry, payload, 84 + 160 * i);
+        const Record entry =
+            Record::at(summary_entry, payload, summary_block.size + summary_entry.size * i);
         append(expected.outputs, entry.outputs({entry.text("neighbor")}));
     }
     return expected;
@@ -54,13 +57,13 @@ Expected expected_neighbors(std::string_view payload) {
     const auto peers = number_at<std::uint32_t>(payload, 0);
     std::size_t families_before = 0;
     for (std::size_t i = 0; i < peers; ++i) {
-        const std::size_t offset = 4 + 312 * i + 108 * families_before;
+        const std::size_t offset = 4 + peer_record.size * i + family_record.size * families_before;
         const Record peer = Record::at(peer_record, payload, offset);
         const std::vector<std::string> keys = {peer.text("neighbor_addr"), peer.text("vrf_name")};
         append(expected.outputs, peer.outputs(keys));
         const std::uint32_t families = peer.number("address_family_cnt");
         for (std::size_t j = 0; j < families; ++j) {
-            const Record family = Record::at(family_record, payload, offset + 312);
+            const Record family = Record::at(family_record, payload, offset + peer_record.size);
             const std::string afi = afi_name(family.number("afi"));
             const std::string safi = safi_name(family.number("safi"));
             if (afi.empty() || safi.empty()) {
@@ -82,19 +85,18 @@ Expected expected_info(std::string_view payload) {
         return {SR_ERR_OK, false};
     }
     Expected expected{SR_ERR_OK, true, table.outputs({})};
-    std::size_t hops_before = 0;
+    std::size_t offset = 4 + table_record.size;
     for (std::size_t i = 0; i < networks; ++i) {
-        const Record network = Record::at(network_record, payload, 60 + 56 * i + 92 * hops_before);
+        const Record network = Record::at(network_record, payload, offset);
         const std::string key = network.text("network");
         append(expected.outputs, network.outputs({key}));
         const std::uint32_t hops = network.number("nextop_num");
-        for (std::size_t j = 0; j < hops; ++j) {
-            const Record hop =
-                Record::at(next_hop_record, payload, 60 + 56 * (i + 1) + 92 * (hops_before + j));
+        offset += network_record.size;
+        for (std::size_t j = 0; j < hops; ++j, offset += next_hop_record.size) {
+            const Record hop = Record::at(next_hop_record, payload, offset);
             append(expected.outputs,
                    hop.outputs({key, hop.text("nexthop"), hop.text("metric"), hop.text("path")}));
         }
-        hops_before += hops;
     }
     return expected;
 }
@@ -166,20 +168,37 @@ Expected expected_evpn(std::string_view payload) {
 
 } // namespace
 
-// The largest number of values in a payload of full length; for the neighbors, as many
-// peers and as many address families as fit.
+// The largest number of values that such records have in a payload of full length.
+template <typename Record>
+constexpr std::size_t most(const ReplyRecord &record) {
+    return payload_limit / sizeof(Record) * record.leaves();
+}
+
+// For the neighbors, as many peers and as many address families as fit.
 const Parser evpn_parser = {"ip_bgp_evpn_output_parse", ip_bgp_evpn_output_parse,
                             BGP_SUB_RPC_IP_BGP_EVPN,    payload_limit / 12 * 5 + 5,
                             "realloc failed\n",         expected_evpn};
-const Parser info_parser = {"ip_bgp_info_output_parse",   ip_bgp_info_output_parse,
-                            BGP_SUB_RPC_IP_BGP_INFO,      3 + payload_limit / 92 * 5,
-                            "bgp info realloc failed!\n", expected_info};
+const Parser info_parser = {"ip_bgp_info_output_parse",
+                            ip_bgp_info_output_parse,
+                            BGP_SUB_RPC_IP_BGP_INFO,
+                            info_table.leaves() +
+                                most<bgp_rpc_ip_bgp_info_next_hop_output_entry>(info_next_hop),
+                            "bgp info realloc failed!\n",
+                            expected_info};
 const Parser neighbor_parser = {
-    "ip_bgp_neighbor_output_parse",   ip_bgp_neighbor_output_parse,
-    BGP_SUB_RPC_IP_BGP_NEIGHBOR,      payload_limit / 312 * 20 + BUF_SIZE_MAX / 108 * 9,
-    "bgp neighbor realloc failed!\n", expected_neighbors};
-const Parser summary_parser = {"ip_bgp_summary_output_parse", ip_bgp_summary_output_parse,
-                               BGP_SUB_RPC_IP_BGP_SUMMARY,    6 + payload_limit / 160 * 9,
-                               "bgp info realloc failed!\n",  expected_summary};
+    "ip_bgp_neighbor_output_parse",
+    ip_bgp_neighbor_output_parse,
+    BGP_SUB_RPC_IP_BGP_NEIGHBOR,
+    most<bgp_rpc_ip_bgp_neighbor_output_neighbor>(neighbor_peer) +
+        most<bgp_rpc_ip_bgp_neighbor_output_addrsss_family>(neighbor_family),
+    "bgp neighbor realloc failed!\n",
+    expected_neighbors};
+const Parser summary_parser = {"ip_bgp_summary_output_parse",
+                               ip_bgp_summary_output_parse,
+                               BGP_SUB_RPC_IP_BGP_SUMMARY,
+                               ::summary_block.leaves() +
+                                   most<bgp_rpc_ip_bgp_summary_output_entry>(::summary_entry),
+                               "bgp info realloc failed!\n",
+                               expected_summary};
 
 } // namespace support

@@ -151,7 +151,7 @@ Shown source_of(std::uint32_t number) {
 } // namespace
 
 const WireRecord summary_block = {
-    84,
+    sizeof(bgp_rpc_ip_bgp_summary_output_neighbors),
     "/ip-bgp-summary/neighbors/",
     {
         {"as", 0, 21, true, "as", SR_STRING_T},
@@ -163,7 +163,7 @@ const WireRecord summary_block = {
     }};
 
 const WireRecord summary_entry = {
-    160,
+    sizeof(bgp_rpc_ip_bgp_summary_output_entry),
     "/ip-bgp-summary/neighbors/entry[neighbor='%s']/",
     {
         {"neighbor", 0, 47, true},
@@ -179,7 +179,7 @@ const WireRecord summary_entry = {
     }};
 
 const WireRecord peer_record = {
-    312,
+    sizeof(bgp_rpc_ip_bgp_neighbor_output_neighbor),
     "/ip-bgp-neighbor/neighbors/neighbor[neighbor-addr='%s'][vrf-name='%s']/",
     {
         {"neighbor_addr", 0, 47, true},
@@ -208,7 +208,7 @@ const WireRecord peer_record = {
     }};
 
 const WireRecord family_record = {
-    108,
+    sizeof(bgp_rpc_ip_bgp_neighbor_output_addrsss_family),
     "/ip-bgp-neighbor/neighbors/neighbor[neighbor-addr='%s'][vrf-name='%s']/"
     "address-familys/afi-safi[afi='%s'][safi='%s']/",
     {
@@ -230,7 +230,7 @@ const WireRecord family_record = {
     }};
 
 const WireRecord table_record = {
-    56,
+    sizeof(bgp_rpc_ip_bgp_info_output_public),
     "/ip-bgp-info/bgp-info/",
     {
         {"version", 0, 4, false, "version", SR_UINT32_T, as_it_is},
@@ -239,7 +239,7 @@ const WireRecord table_record = {
     }};
 
 const WireRecord network_record = {
-    56,
+    sizeof(bgp_rpc_ip_bgp_info_output_entry),
     "/ip-bgp-info/bgp-info/entry[network='%s']/",
     {
         {"network", 0, 47, true},
@@ -248,7 +248,7 @@ const WireRecord network_record = {
     }};
 
 const WireRecord next_hop_record = {
-    92,
+    sizeof(bgp_rpc_ip_bgp_info_next_hop_output_entry),
     "/ip-bgp-info/bgp-info/entry[network='%s']/"
     "next-hop-information[next-hop='%s'][metric='%s'][path='%s']/",
     {
@@ -270,6 +270,11 @@ const WireField &WireRecord::field(const std::string &name) const {
         return fields.front();
     }
     return *found;
+}
+
+std::uint32_t WireRecord::leaves() const {
+    return static_cast<std::uint32_t>(std::count_if(
+        fields.begin(), fields.end(), [](const WireField &row) { return row.leaf != nullptr; }));
 }
 
 Record::Record(const WireRecord &layout) : layout_(&layout), bytes_(layout.size, '\0') {}

@@ -134,6 +134,7 @@ struct WireRecord {
     std::vector<WireField> fields; // in the order of the leaves
 
     const WireField &field(const std::string &name) const;
+    std::uint32_t leaves() const; // of one record, at most
 };
 
 extern const WireRecord summary_block, summary_entry;

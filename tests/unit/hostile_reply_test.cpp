@@ -28,6 +28,7 @@ using support::Parser;
 using support::payload_limit;
 using support::Record;
 using support::Reply;
+using support::summary_entry;
 using support::Values;
 using support::WireRecord;
 
@@ -126,7 +127,9 @@ std::string repeated(const std::string &item, std::size_t times) {
 // Numbers of records of that size that do not fit into a reply: the smallest one, huge
 // ones, and those whose product with the size, or with the number of values of a
 // record, wraps to a small number.
-std::vector<std::uint32_t> too_many(std::uint32_t first, std::uint32_t size, std::uint32_t values) {
+std::vector<std::uint32_t> too_many(std::uint32_t first, const WireRecord &record,
+                                    std::uint32_t values) {
+    const auto size = static_cast<std::uint32_t>(record.size);
     return {first,
             first + 1,
             0x7FFFFFFF,
@@ -136,17 +139,23 @@ std::vector<std::uint32_t> too_many(std::uint32_t first, std::uint32_t size, std
             0xFFFFFFFF / values + 1,
             0x80000000 / size + 1};
 }
+std::vector<std::uint32_t> too_many(std::uint32_t first, const WireRecord &record) {
+    return too_many(first, record, record.leaves());
+}
 
 TEST_F(HostileReply, ThereIsNoArrayForMoreNeighboursThanASummaryHolds) {
-    for (const std::uint32_t count : too_many(65536, 160, 9)) {
+    const auto most = static_cast<std::uint32_t>((payload_limit - support::summary_block.size) /
+                                                 summary_entry.size);
+    for (const std::uint32_t count : too_many(most + 1, summary_entry)) {
         expect_no_array(summary, summary_of(count));
     }
-    expect_values(summary, summary_of(65535), 6 + 9 * 65535);
+    expect_values(summary, summary_of(most),
+                  support::summary_block.leaves() + std::size_t{summary_entry.leaves()} * most);
 }
 
 TEST_F(HostileReply, ThereIsNoArrayForMoreNetworksThanAnInfoHolds) {
     const auto most = static_cast<std::uint32_t>((payload_limit - 60) / 56);
-    for (const std::uint32_t count : too_many(most + 1, 56, 5)) {
+    for (const std::uint32_t count : too_many(most + 1, support::network_record, 5)) {
         expect_no_array(info, info_of(0, count));
     }
     expect_values(info, info_of(0, most), 3 + most);
@@ -154,11 +163,11 @@ TEST_F(HostileReply, ThereIsNoArrayForMoreNetworksThanAnInfoHolds) {
 
 TEST_F(HostileReply, InfoOfMoreNextHopsThanThereIsRoomForIsRefused) {
     const auto most = static_cast<std::uint32_t>((payload_limit - 60 - 56) / 92);
-    for (const std::uint32_t count : too_many(most + 1, 92, 5)) {
+    for (const std::uint32_t count : too_many(most + 1, support::next_hop_record)) {
         expect_no_array(info, info_of(count, 1, network_of(0)));
         expect_no_array(info, info_of(count, 1, network_of(1)));
     }
-    for (const std::uint32_t count : too_many(most + 1, 92, 5)) {
+    for (const std::uint32_t count : too_many(most + 1, support::next_hop_record)) {
         expect_refused(info, info_of(1, 1, network_of(count)));
         expect_refused(info, info_of(most, 1, network_of(count)));
     }
@@ -196,7 +205,7 @@ TEST_F(HostileReply, InfoThatEndsExactlyAtTheBuffersEndIsAccepted) {
 
 TEST_F(HostileReply, ThereIsNoArrayForMorePeersThanAReplyHolds) {
     const auto most = static_cast<std::uint32_t>((payload_limit - 4) / 312);
-    for (const std::uint32_t count : too_many(most + 1, 312, 20)) {
+    for (const std::uint32_t count : too_many(most + 1, support::peer_record)) {
         for (const std::int64_t length :
              {std::int64_t{20}, std::int64_t{BUF_SIZE_MAX}, std::int64_t{INT_MAX}, std::int64_t{-1},
               static_cast<std::int64_t>(count) * 312 + 20}) {
@@ -215,7 +224,7 @@ TEST_F(HostileReply, NeighborsOfMoreFamiliesThanThereIsRoomForAreRefused) {
         made.length(BUF_SIZE_MAX);
         return made;
     };
-    for (const std::uint32_t count : too_many(most + 1, 108, 9)) {
+    for (const std::uint32_t count : too_many(most + 1, support::family_record)) {
         expect_refused(neighbor, reply(count));
         expect_refused(neighbor, reply(count), 3);
     }
