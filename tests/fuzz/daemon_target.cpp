@@ -1,18 +1,19 @@
 // The daemon: splits a stream into messages, decodes, logs and answers each, and passes the
 // replies to the plug-in.
-#include "bgp_plugin.h"
 #include "daemon.h"
 #include "daemon_input.h"
+#include "expected_values.h"
 #include "log.h"
 #include "memory_backend.h"
 #include "message.h"
-#include "replies.h"
 #include "reply_room.h"
 #include "targets.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -120,18 +121,10 @@ void check_texts(const configd::Message &message) {
 }
 
 support::ReplyParser parser_of(std::int32_t sub_mod) {
-    switch (sub_mod) {
-    case BGP_SUB_RPC_IP_BGP_EVPN:
-        return ip_bgp_evpn_output_parse;
-    case BGP_SUB_RPC_IP_BGP_INFO:
-        return ip_bgp_info_output_parse;
-    case BGP_SUB_RPC_IP_BGP_NEIGHBOR:
-        return ip_bgp_neighbor_output_parse;
-    case BGP_SUB_RPC_IP_BGP_SUMMARY:
-        return ip_bgp_summary_output_parse;
-    default:
-        return nullptr;
-    }
+    const auto *row =
+        std::find_if(std::begin(support::parsers), std::end(support::parsers),
+                     [=](const support::Parser *parser) { return parser->sub_mod == sub_mod; });
+    return row == std::end(support::parsers) ? nullptr : (*row)->parse;
 }
 
 void check_reply(const configd::Message &message, const configd::Reply &reply) {

@@ -4,8 +4,10 @@
 #define EXPECTED_VALUES_H
 
 #include "replies.h"
+#include "wire.h"
 
 #include <cstddef>
+#include <iterator>
 #include <string_view>
 
 namespace support {
@@ -28,6 +30,11 @@ struct Parser {
 };
 
 extern const Parser evpn_parser, info_parser, neighbor_parser, summary_parser;
+
+// One for each query whose reply has values: all but BGP_SUB_RPC_CLEAR_IP_BGP.
+inline constexpr const Parser *parsers[] = {&evpn_parser, &info_parser, &neighbor_parser,
+                                            &summary_parser};
+static_assert(std::size(parsers) == configd::query_count - 1, "one row for each query");
 
 } // namespace support
 

@@ -1,6 +1,9 @@
 #include "sample_replies.h"
 
+#include "wire.h"
+
 #include <cstdio>
+#include <iterator>
 
 namespace support {
 
@@ -111,7 +114,7 @@ std::string evpn_payload(std::uint32_t routes) {
 }
 
 const std::vector<SampleQuery> &sample_queries() {
-    static const std::vector<SampleQuery> samples = {
+    static const SampleQuery rows[] = {
         {"ip-bgp-evpn", BGP_SUB_RPC_IP_BGP_EVPN, rpc("ip-bgp-evpn", "<get-all/>"), evpn_payload(1),
          "<evpn-route>[2]:[0]:[48]:[00:11:22:00:00:00]</evpn-route>"},
         {"ip-bgp-info", BGP_SUB_RPC_IP_BGP_INFO, rpc("ip-bgp-info"), info_payload(1),
@@ -122,6 +125,8 @@ const std::vector<SampleQuery> &sample_queries() {
          "<neighbor>10.0.0.0</neighbor>"},
         {"clear-ip-bgp", BGP_SUB_RPC_CLEAR_IP_BGP, rpc("clear-ip-bgp"), "", ""},
     };
+    static_assert(std::size(rows) == configd::query_count, "one row for each query");
+    static const std::vector<SampleQuery> samples(std::begin(rows), std::end(rows));
     return samples;
 }
 

@@ -25,6 +25,7 @@ using support::Expected;
 using support::Outputs;
 using support::packed;
 using support::Parser;
+using support::parsers;
 using support::payload_limit;
 using support::Record;
 using support::Reply;
@@ -38,7 +39,6 @@ const Parser &evpn = support::evpn_parser;
 const Parser &info = support::info_parser;
 const Parser &neighbor = support::neighbor_parser;
 const Parser &summary = support::summary_parser;
-const Parser *const parsers[] = {&evpn, &info, &neighbor, &summary};
 
 std::string_view payload_of(const Reply &reply) {
     return {reply.message()->transferData, payload_limit};

@@ -1,4 +1,5 @@
 #include "plugin_test.h"
+#include "wire.h"
 
 #include <vector>
 
@@ -19,7 +20,7 @@ struct Expected {
     sr_rpc_cb rpc;
 };
 
-const std::vector<Expected> expected_registrations = {
+constexpr Expected expected_registrations[] = {
     {"orv_bgp", "/orv_bgp:router-bgp/as", bgp_config_as_change_cb, nullptr},
     {"orv_bgp", "/orv_bgp:router-bgp/bgp", bgp_config_globle_bgp_change_cb, nullptr},
     {"orv_bgp", "/orv_bgp:router-bgp/bgp-address-family/address-family",
@@ -32,11 +33,13 @@ const std::vector<Expected> expected_registrations = {
     {"", "/orv_bgp:ip-bgp-summary", nullptr, ip_bgp_summary_cb},
     {"", "/orv_bgp:clear-ip-bgp", nullptr, clear_ip_bgp_cb},
 };
+static_assert(std::size(expected_registrations) == 4 + configd::query_count,
+              "one row for each query");
 
 TEST_F(Lifecycle, InitialisationMakesTheRegistrationsInOrderOnOneHandle) {
     ASSERT_EQ(sr_plugin_init_cb(scripted::session(), nullptr), SR_ERR_OK);
     const auto &made = sysrepo().registrations;
-    ASSERT_EQ(made.size(), expected_registrations.size());
+    ASSERT_EQ(made.size(), std::size(expected_registrations));
     for (std::size_t i = 0; i < made.size(); ++i) {
         EXPECT_EQ(made[i].module, expected_registrations[i].module);
         EXPECT_EQ(made[i].path, expected_registrations[i].path);
@@ -91,7 +94,7 @@ TEST_P(LifecycleFailure, UndoesTheEarlierRegistrationsAndReturnsTheCode) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Registration, LifecycleFailure,
-                         testing::Range<std::size_t>(1, expected_registrations.size() + 1));
+                         testing::Range<std::size_t>(1, std::size(expected_registrations) + 1));
 
 TEST_F(Lifecycle, FailureIsTracedBehindTheOpeningText) {
     set_switches(1, 0);

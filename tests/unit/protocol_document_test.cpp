@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <map>
+#include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -197,42 +199,21 @@ std::string published(support::ReplyParser parse, const std::string &bytes) {
     return text;
 }
 
-class ReplyExample : public support::PluginTest {
-  protected:
-    // Checks that the swapped example is a complete reply, and what the parser publishes.
-    static void expect_reply(const char *name, support::ReplyParser parse, const HostOrder &host) {
-        EXPECT_EQ(host.position(), host.bytes().size()) << name;
-        EXPECT_EQ(published(parse, host.bytes()), examples().at(name).says) << name;
-    }
-    static HostOrder example(const char *name) { return HostOrder(examples().at(name).bytes); }
+template <typename... Records>
+void turn(HostOrder &host) {
+    (host.turn(configd::layout_of<Records>), ...);
+}
+
+// A reply: its parser, and the numbers in its example.
+struct ReplyExample {
+    const char *name;
+    support::ReplyParser parse;
+    void (*turn_numbers)(HostOrder &host);
+
+    friend void PrintTo(const ReplyExample &row, std::ostream *out) { *out << row.name; }
 };
 
-TEST_F(ReplyExample, SummaryPublishesWhatStandsBelowIt) {
-    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_SUMMARY");
-    host.turn(configd::layout_of<bgp_rpc_ip_bgp_summary_output_neighbors>);
-    host.turn(configd::layout_of<bgp_rpc_ip_bgp_summary_output_entry>);
-    expect_reply("reply BGP_SUB_RPC_IP_BGP_SUMMARY", ip_bgp_summary_output_parse, host);
-}
-
-TEST_F(ReplyExample, NeighborPublishesWhatStandsBelowIt) {
-    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_NEIGHBOR");
-    host.number();
-    host.turn(configd::layout_of<bgp_rpc_ip_bgp_neighbor_output_neighbor>);
-    host.turn(configd::layout_of<bgp_rpc_ip_bgp_neighbor_output_addrsss_family>);
-    expect_reply("reply BGP_SUB_RPC_IP_BGP_NEIGHBOR", ip_bgp_neighbor_output_parse, host);
-}
-
-TEST_F(ReplyExample, InformationPublishesWhatStandsBelowIt) {
-    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_INFO");
-    host.number();
-    host.turn(configd::layout_of<bgp_rpc_ip_bgp_info_output_public>);
-    host.turn(configd::layout_of<bgp_rpc_ip_bgp_info_output_entry>);
-    host.turn(configd::layout_of<bgp_rpc_ip_bgp_info_next_hop_output_entry>);
-    expect_reply("reply BGP_SUB_RPC_IP_BGP_INFO", ip_bgp_info_output_parse, host);
-}
-
-TEST_F(ReplyExample, EvpnPublishesWhatStandsBelowIt) {
-    HostOrder host = example("reply BGP_SUB_RPC_IP_BGP_EVPN");
+void turn_evpn(HostOrder &host) {
     host.number(); // values
     host.number(); // distinguishers
     host.text();
@@ -250,7 +231,39 @@ TEST_F(ReplyExample, EvpnPublishesWhatStandsBelowIt) {
         host.number();
     }
     host.text();
-    expect_reply("reply BGP_SUB_RPC_IP_BGP_EVPN", ip_bgp_evpn_output_parse, host);
+}
+
+constexpr ReplyExample reply_examples[] = {
+    {"reply BGP_SUB_RPC_IP_BGP_EVPN", ip_bgp_evpn_output_parse, turn_evpn},
+    {"reply BGP_SUB_RPC_IP_BGP_INFO", ip_bgp_info_output_parse,
+     [](HostOrder &host) {
+         host.number();
+         turn<bgp_rpc_ip_bgp_info_output_public, bgp_rpc_ip_bgp_info_output_entry,
+              bgp_rpc_ip_bgp_info_next_hop_output_entry>(host);
+     }},
+    {"reply BGP_SUB_RPC_IP_BGP_NEIGHBOR", ip_bgp_neighbor_output_parse,
+     [](HostOrder &host) {
+         host.number();
+         turn<bgp_rpc_ip_bgp_neighbor_output_neighbor,
+              bgp_rpc_ip_bgp_neighbor_output_addrsss_family>(host);
+     }},
+    {"reply BGP_SUB_RPC_IP_BGP_SUMMARY", ip_bgp_summary_output_parse,
+     turn<bgp_rpc_ip_bgp_summary_output_neighbors, bgp_rpc_ip_bgp_summary_output_entry>},
+};
+static_assert(std::size(reply_examples) == configd::query_count - 1,
+              "one row for each query, except BGP_SUB_RPC_CLEAR_IP_BGP");
+
+class ReplyInTheDocument : public support::PluginTest,
+                           public testing::WithParamInterface<ReplyExample> {};
+INSTANTIATE_TEST_SUITE_P(Each, ReplyInTheDocument, testing::ValuesIn(reply_examples));
+
+TEST_P(ReplyInTheDocument, IsCompleteAndPublishesWhatStandsBelowIt) {
+    const auto &[name, parse, turn_numbers] = GetParam();
+    const Example example = examples().at(name);
+    HostOrder host(example.bytes);
+    turn_numbers(host);
+    EXPECT_EQ(host.position(), host.bytes().size());
+    EXPECT_EQ(published(parse, host.bytes()), example.says);
 }
 
 // --- Tables --------------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 #include "observed_calls.h"
 #include "recording_daemon.h"
 #include "replies.h"
+#include "wire.h"
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -89,7 +91,10 @@ Query clear_query() {
 }
 
 std::vector<Query> all_queries() {
-    return {evpn_query(), info_query(), neighbor_query(), summary_query(2), clear_query()};
+    const Query queries[] = {evpn_query(), info_query(), neighbor_query(), summary_query(2),
+                             clear_query()};
+    static_assert(std::size(queries) == configd::query_count, "one row for each query");
+    return {std::begin(queries), std::end(queries)};
 }
 
 // A whole reply; with a `length` of 0 dataLen is its real length.

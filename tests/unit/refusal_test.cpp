@@ -2,6 +2,7 @@
 #include "observed_calls.h"
 #include "record_expectations.h"
 #include "refusal.h"
+#include "wire.h"
 
 #include <gmock/gmock.h>
 
@@ -282,6 +283,7 @@ constexpr Call calls[] = {
     {"/orv_bgp:ip-bgp-summary", ip_bgp_summary_cb, 21},
     {"/orv_bgp:clear-ip-bgp", clear_ip_bgp_cb, 22},
 };
+static_assert(std::size(calls) == configd::query_count, "one row for each query");
 
 int make_call(const Call &call, const scripted::Value &input, sr_event_t event = SR_EV_RPC) {
     sr_val_t *value = scripted::make_value(input);

@@ -1,6 +1,7 @@
 #include "observed_calls.h"
 #include "recording_daemon.h"
 #include "replies.h"
+#include "wire.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -68,6 +69,7 @@ const Rpc summary = {"ip_bgp_summary_cb", ip_bgp_summary_cb, "/orv_bgp:ip-bgp-su
 const Rpc clear = {"clear_ip_bgp_cb", clear_ip_bgp_cb, "/orv_bgp:clear-ip-bgp", 22, 3008,
                    clear_query};
 const Rpc *const rpcs[] = {&evpn, &info, &neighbor, &summary, &clear};
+static_assert(std::size(rpcs) == configd::query_count, "one row for each query");
 const Rpc *const rpcs_with_output[] = {&evpn, &info, &neighbor, &summary};
 
 // The inputs of an RPC, as sysrepo hands them over: one array.

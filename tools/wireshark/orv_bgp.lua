@@ -345,6 +345,10 @@ function replies.BGP_SUB_RPC_CLEAR_IP_BGP(_, buffer)
   return buffer:len()
 end
 
+for _, row in pairs(sub_modules) do
+  assert(replies[row.name] or not row.is_query, "no function reads the reply to " .. row.name)
+end
+
 -- --- Messages ------------------------------------------------------------------
 
 local function sub_module_name(code)

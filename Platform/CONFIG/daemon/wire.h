@@ -178,6 +178,11 @@ constexpr bool is_query(std::int32_t sub_mod) {
     return kind != nullptr && kind->is_query();
 }
 
+// How many sub-modules are queries.
+#define COUNT(sub_mod, record) +1
+inline constexpr std::size_t query_count = CONFIGD_QUERIES(COUNT);
+#undef COUNT
+
 constexpr bool is_setting(std::int32_t sub_mod) {
     const RecordKind *kind = find_record_kind(sub_mod);
     return kind != nullptr && !kind->is_query();

@@ -5,6 +5,7 @@
 
 #include "netconf_bgp_public.h"
 
+#include <iterator>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -74,15 +75,32 @@ struct ReplyRecord {
     }
 };
 
+// Whether a row starts in each field of the record from `offset` on, except in reserved bytes.
+template <typename Record, const auto &fields, std::size_t offset = 0>
+constexpr bool has_a_row_for_each_field() {
+    using Field = netconf_field<Record, offset>;
+    constexpr std::size_t end = offset + sizeof(typename Field::type);
+    bool found = std::string_view(Field::name).substr(0, 8) == "reserved";
+    for (const ReplyField &row : fields) {
+        found = found || (row.offset >= offset && row.offset < end);
+    }
+    if constexpr (end < sizeof(Record)) {
+        return found && has_a_row_for_each_field<Record, fields, end>();
+    } else {
+        return found;
+    }
+}
+
 // Publishing starts with the leaf `first`, or with the first row.
-template <std::size_t count>
+template <typename Record, const auto &fields>
 constexpr ReplyRecord reply_record(const char *begin, const char *end, int column,
-                                   const ReplyField (&fields)[count], std::string_view first = {}) {
+                                   std::string_view first = {}) {
+    static_assert(has_a_row_for_each_field<Record, fields>(), "one row for each field");
     std::size_t row = 0;
     while (!first.empty() && fields[row].leaf != first) {
         ++row; // an unknown leaf does not compile
     }
-    return {begin, end, column, fields, count, row};
+    return {begin, end, column, fields, std::size(fields), row};
 }
 
 // The start of a row: the name in the traces with its prefix, then the type, offset and size, which
@@ -120,12 +138,13 @@ inline constexpr ReplyField summary_entry_fields[] = {
 #undef ENTRY
 
 inline constexpr ReplyRecord summary_block =
-    reply_record("ip_bgp_summary_output_parse neighbor information begin---------------",
-                 "ip_bgp_summary_output_parse neighbor information end-----------------", 20,
-                 summary_block_fields);
-inline constexpr ReplyRecord summary_entry = reply_record(
-    "ip_bgp_summary_output_parse entry information begin---------------",
-    "ip_bgp_summary_output_parse entry information end-----------------", 16, summary_entry_fields);
+    reply_record<bgp_rpc_ip_bgp_summary_output_neighbors, summary_block_fields>(
+        "ip_bgp_summary_output_parse neighbor information begin---------------",
+        "ip_bgp_summary_output_parse neighbor information end-----------------", 20);
+inline constexpr ReplyRecord summary_entry =
+    reply_record<bgp_rpc_ip_bgp_summary_output_entry, summary_entry_fields>(
+        "ip_bgp_summary_output_parse entry information begin---------------",
+        "ip_bgp_summary_output_parse entry information end-----------------", 16);
 
 // --- Neighbor detail ---------------------------------------------------------
 
@@ -176,13 +195,13 @@ inline constexpr ReplyField neighbor_family_fields[] = {
 #undef FAMILY
 
 inline constexpr ReplyRecord neighbor_peer =
-    reply_record("ip_bgp_neighbor_output_parse neighbor information begin--------------",
-                 "ip_bgp_neighbor_output_parse neighbor information end----------------", 32,
-                 neighbor_peer_fields);
+    reply_record<bgp_rpc_ip_bgp_neighbor_output_neighbor, neighbor_peer_fields>(
+        "ip_bgp_neighbor_output_parse neighbor information begin--------------",
+        "ip_bgp_neighbor_output_parse neighbor information end----------------", 32);
 inline constexpr ReplyRecord neighbor_family =
-    reply_record("ip_bgp_neighbor_output_parse entry information begin--------------",
-                 "ip_bgp_neighbor_output_parse entry information end----------------", 32,
-                 neighbor_family_fields);
+    reply_record<bgp_rpc_ip_bgp_neighbor_output_addrsss_family, neighbor_family_fields>(
+        "ip_bgp_neighbor_output_parse entry information begin--------------",
+        "ip_bgp_neighbor_output_parse entry information end----------------", 32);
 
 // --- Route information -------------------------------------------------------
 
@@ -215,16 +234,18 @@ inline constexpr ReplyField info_next_hop_fields[] = {
 };
 #undef HOP
 
-inline constexpr ReplyRecord info_table = reply_record(
-    "ip_bgp_info_output_parse network information begin--------------",
-    "ip_bgp_info_output_parse network information end----------------", 26, info_table_fields);
-inline constexpr ReplyRecord info_network = reply_record(
-    "ip_bgp_info_output_parse entry information begin------------",
-    "ip_bgp_info_output_parse entry information end--------------", 26, info_network_fields);
+inline constexpr ReplyRecord info_table =
+    reply_record<bgp_rpc_ip_bgp_info_output_public, info_table_fields>(
+        "ip_bgp_info_output_parse network information begin--------------",
+        "ip_bgp_info_output_parse network information end----------------", 26);
+inline constexpr ReplyRecord info_network =
+    reply_record<bgp_rpc_ip_bgp_info_output_entry, info_network_fields>(
+        "ip_bgp_info_output_parse entry information begin------------",
+        "ip_bgp_info_output_parse entry information end--------------", 26);
 inline constexpr ReplyRecord info_next_hop =
-    reply_record("ip_bgp_info_output_parse next-hop information begin------------",
-                 "ip_bgp_info_output_parse next-hop information end--------------", 26,
-                 info_next_hop_fields, "valid-flag");
+    reply_record<bgp_rpc_ip_bgp_info_next_hop_output_entry, info_next_hop_fields>(
+        "ip_bgp_info_output_parse next-hop information begin------------",
+        "ip_bgp_info_output_parse next-hop information end--------------", 26, "valid-flag");
 
 #undef REPLY_FIELD
 
