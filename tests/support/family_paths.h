@@ -3,6 +3,7 @@
 #ifndef FAMILY_PATHS_H
 #define FAMILY_PATHS_H
 
+#include "change_fields.h"
 #include "record_expectations.h"
 
 #include <ostream>
@@ -30,8 +31,8 @@ using FamilyParser = int (*)(sr_session_ctx_t *session, sr_change_oper_t operati
 struct FamilyList {
     const char *container;
     const char *list;
-    std::size_t size; // of its record
-    int sub_mod;      // of every node; 0: the leaf's own, and other nodes have none
+    const EntryRecord &described; // by the plug-in
+    int sub_mod;                  // of every node; 0: the leaf's own, and other nodes have none
     std::vector<ListKey> keys;
     std::vector<Leaf> leaves;
     FamilyParser parse;
@@ -58,9 +59,18 @@ struct FamilyKind {
     FamilyList network;
     FamilyList neighbor;
     FamilyList redistribute;
-    // The neighbor's leaf whose deletion includes that of other leaves.
+    // The neighbor's leaf whose deletion includes that of the others.
     const char *carrier;
-    std::vector<const char *> carried;
+
+    std::vector<const char *> carried() const {
+        std::vector<const char *> nodes;
+        for (const Leaf &row : neighbor.leaves) {
+            if (std::string(row.node) != carrier) {
+                nodes.push_back(row.node);
+            }
+        }
+        return nodes;
+    }
 
     std::vector<const FamilyList *> lists() const { return {&network, &neighbor, &redistribute}; }
 
@@ -115,13 +125,13 @@ inline const FamilyKind &instance_family() {
         "address-family",
         false,
         "address family change config over\n",
-        {"bgp-family-networks", "family-network", sizeof(bgp_address_family_network_universal_val),
-         7, network_keys(), network_leaves(),
+        {"bgp-family-networks", "family-network", network_record, 7, network_keys(),
+         network_leaves(),
          FAMILY_PARSER_OF(bgp_address_family_network_universal_val,
                           container_address_family_network_plugin_change_parse)},
         {"bgp-family-neighbors",
          "family-neighbor",
-         sizeof(bgp_address_family_neighbor_universal_val),
+         neighbor_record,
          0,
          neighbor_keys(),
          {{"activate", 9, RECORD_FIELD(bgp_address_family_neighbor_universal_val, active),
@@ -133,13 +143,11 @@ inline const FamilyKind &instance_family() {
            Leaf::flag}},
          FAMILY_PARSER_OF(bgp_address_family_neighbor_universal_val,
                           container_address_family_neighbor_plugin_change_parse)},
-        {"bgp-family-redistributes", "family-redistribute",
-         sizeof(bgp_address_family_redistribute_universal_val), 8, redistribute_keys(),
-         redistribute_leaves(),
+        {"bgp-family-redistributes", "family-redistribute", redistribute_record, 8,
+         redistribute_keys(), redistribute_leaves(),
          FAMILY_PARSER_OF(bgp_address_family_redistribute_universal_val,
                           container_address_family_redistribute_plugin_change_parse)},
-        "activate",
-        {"next-hop-self", "route-reflector-client"}};
+        "activate"};
     return kind;
 }
 
@@ -152,13 +160,13 @@ inline const FamilyKind &vrf_family() {
         "address-family-vrf",
         true,
         "address family change vrf config over\n",
-        {"bgp-family-vrf-networks", "family-vrf-network",
-         sizeof(bgp_address_family_network_universal_val), 7, network_keys(), network_leaves(),
+        {"bgp-family-vrf-networks", "family-vrf-network", network_record, 7, network_keys(),
+         network_leaves(),
          FAMILY_PARSER_OF(bgp_address_family_network_universal_val,
                           container_address_family_vrf_network_plugin_change_parse)},
         {"bgp-family-vrf-neighbors",
          "family-vrf-neighbor",
-         sizeof(bgp_address_family_neighbor_universal_val),
+         vrf_neighbor_record,
          0,
          neighbor_keys(),
          {{"remote-as", 13, RECORD_FIELD(bgp_address_family_neighbor_universal_val, remote_as),
@@ -173,13 +181,11 @@ inline const FamilyKind &vrf_family() {
            RECORD_FIELD(bgp_address_family_neighbor_universal_val, update_source), Leaf::text}},
          FAMILY_PARSER_OF(bgp_address_family_neighbor_universal_val,
                           container_address_family_vrf_neighbor_plugin_change_parse)},
-        {"bgp-family-vrf-redistributes", "family-vrf-redistribute",
-         sizeof(bgp_address_family_redistribute_universal_val), 8, redistribute_keys(),
-         redistribute_leaves(),
+        {"bgp-family-vrf-redistributes", "family-vrf-redistribute", redistribute_record, 8,
+         redistribute_keys(), redistribute_leaves(),
          FAMILY_PARSER_OF(bgp_address_family_redistribute_universal_val,
                           container_address_family_vrf_redistribute_plugin_change_parse)},
-        "remote-as",
-        {"activate", "description", "ebgp-multihop", "update-source"}};
+        "remote-as"};
     return kind;
 }
 
@@ -294,10 +300,10 @@ class ListEntry {
 
     // The entry's record: built from zeros or over an earlier one's bytes.
     RecordBytes record(int op, const Settings &settings = {}) const {
-        return over(RecordBytes(list_.size), op, settings);
+        return over(RecordBytes(list_.described.size), op, settings);
     }
     RecordBytes over(const RecordBytes &earlier, int op, const Settings &settings = {}) const {
-        RecordBytes record(list_.size, earlier);
+        RecordBytes record(list_.described.size, earlier);
         family_.put_head(record, op);
         for (std::size_t i = 0; i < keys_.size(); ++i) {
             record.put(list_.keys[i].field, keys_[i]);

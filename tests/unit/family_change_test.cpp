@@ -296,6 +296,21 @@ TEST_P(FamilyChange, FirstContainerThatThePathNamesParsesTheChange) {
     EXPECT_EQ(sent(), Records{});
 }
 
+TEST_P(FamilyChange, IsTestedWithEveryLeaf) {
+    for (const FamilyList *list : kind().lists()) {
+        std::vector<std::string> described, tested;
+        for (const ::Leaf &leaf : list->described.leaves) {
+            if (leaf.node != nullptr) {
+                described.emplace_back(leaf.node);
+            }
+        }
+        for (const Leaf &leaf : list->leaves) {
+            tested.emplace_back(leaf.node);
+        }
+        EXPECT_THAT(tested, testing::UnorderedElementsAreArray(described)) << list->list;
+    }
+}
+
 // --- The deletion that carries others ---------------------------------------------------------
 
 TEST_P(FamilyChange, DeletedCarrierCarriesTheDeletionsAfterIt) {
@@ -303,11 +318,11 @@ TEST_P(FamilyChange, DeletedCarrierCarriesTheDeletionsAfterIt) {
     const int sub_mod = entry.sub_mod(kind().carrier);
     const auto expected = entry.record(0, {{kind().carrier, 200}}).sent(sub_mod, SR_OP_DELETED);
     Changes all{deleted(entry.leaf(kind().carrier, 200))};
-    for (const char *leaf : kind().carried) {
+    for (const char *leaf : kind().carried()) {
         EXPECT_EQ(change({all[0], deleted(entry.leaf(leaf, 31))}), SR_ERR_OK);
         EXPECT_EQ(sent(), Records{expected}) << leaf << " is not parsed either";
     }
-    for (const char *leaf : kind().carried) {
+    for (const char *leaf : kind().carried()) {
         all.push_back(deleted(entry.leaf(leaf, 31)));
     }
     EXPECT_EQ(change(all), SR_ERR_OK);
@@ -316,7 +331,7 @@ TEST_P(FamilyChange, DeletedCarrierCarriesTheDeletionsAfterIt) {
 
 TEST_P(FamilyChange, DeletedCarrierCarriesNothingButDeletions) {
     const ListEntry entry = neighbor();
-    for (const char *leaf : kind().carried) {
+    for (const char *leaf : kind().carried()) {
         for (const sr_change_oper_t code : {SR_OP_CREATED, SR_OP_MODIFIED, SR_OP_MOVED}) {
             EXPECT_EQ(change({deleted(entry.leaf(kind().carrier, 200)), entry.change(code, leaf)}),
                       SR_ERR_OK);
@@ -462,7 +477,7 @@ class FamilyParser : public FamilyChange {
 
     int parse(const FamilyList &list, sr_change_oper_t operation, const scripted::Value &value,
               const char *node) {
-        buffer_ = std::string(list.size, fill);
+        buffer_ = std::string(list.described.size, fill);
         length_ = 0;
         sub_mod_ = no_code;
         sr_val_t *made = scripted::make_value(value);
@@ -473,7 +488,7 @@ class FamilyParser : public FamilyChange {
     }
     // The record with its head overwritten.
     RecordBytes head(const FamilyList &list, int op, char before = fill) const {
-        return RecordBytes(list.size, before)
+        return RecordBytes(list.described.size, before)
             .put({0, 4}, op)
             .put({4, 4}, as)
             .put({8, 84}, support::bytes_of(key_));
@@ -508,7 +523,7 @@ TEST_P(FamilyParser, LeafWritesHeadKeysAndItsFieldOnly) {
                 RecordBytes expected = with_keys(head(*list, operation.op), *list);
                 leaf.put(expected, 200);
                 EXPECT_EQ(buffer_, expected.bytes()) << list->parser << leaf.node;
-                EXPECT_EQ(length_, list->size);
+                EXPECT_EQ(length_, list->described.size);
                 EXPECT_EQ(sub_mod_, static_cast<std::uint32_t>(leaf.sub_mod));
             }
         }
@@ -522,7 +537,7 @@ TEST_P(FamilyParser, OnlyTheFirstKeyLeafClearsTheRecord) {
                       SR_ERR_OK);
             EXPECT_EQ(buffer_, with_keys(head(*list, 0, i == 0 ? '\0' : fill), *list).bytes())
                 << list->parser;
-            EXPECT_EQ(length_, list->size);
+            EXPECT_EQ(length_, list->described.size);
         }
     }
 }
@@ -534,7 +549,7 @@ TEST_P(FamilyParser, OtherNodesHaveTheCodeOfTheirListOrNone) {
         for (const char *node : {list->list, list->keys[0].node, "unknown"}) {
             EXPECT_EQ(parse(*list, SR_OP_CREATED, entry(*list).node(), node), SR_ERR_OK);
             EXPECT_EQ(sub_mod_, code) << list->parser << node;
-            EXPECT_EQ(length_, list->size);
+            EXPECT_EQ(length_, list->described.size);
         }
     }
 }
@@ -551,7 +566,7 @@ TEST_P(FamilyParser, MissingKeyIsAnErrorAfterHeadAndLengthHaveBeenWritten) {
                 expected.put(list->keys[i].field, "k");
             }
             EXPECT_EQ(buffer_, expected.bytes()) << list->parser;
-            EXPECT_EQ(length_, list->size);
+            EXPECT_EQ(length_, list->described.size);
             EXPECT_EQ(sub_mod_, no_code);
             EXPECT_EQ(output.text(), list->keys[given].missing);
         }
@@ -603,7 +618,7 @@ TEST_P(FamilyParser, EveryMissingArgumentIsAnInternalError) {
     for (const FamilyList *list : kind().lists()) {
         const char *node = list->leaves[0].node;
         sr_val_t *value = scripted::make_value(entry(*list).leaf(node));
-        buffer_ = std::string(list->size, fill);
+        buffer_ = std::string(list->described.size, fill);
         length_ = 0;
         sub_mod_ = no_code;
         // Each round leaves out one argument, the last one none.
@@ -617,7 +632,7 @@ TEST_P(FamilyParser, EveryMissingArgumentIsAnInternalError) {
                       missing == 7 ? int{SR_ERR_OK} : int{SR_ERR_INTERNAL})
                 << list->parser << missing;
             if (missing < 7) {
-                EXPECT_EQ(buffer_, std::string(list->size, fill));
+                EXPECT_EQ(buffer_, std::string(list->described.size, fill));
                 EXPECT_EQ(length_, 0U);
                 EXPECT_EQ(sub_mod_, no_code);
             }
@@ -665,13 +680,13 @@ TEST_P(FamilyTrace, OfARecordSentOnTheWay) {
 TEST_P(FamilyTrace, OfACarriedDeletion) {
     const ListEntry entry = neighbor();
     const int sub_mod = entry.sub_mod(kind().carrier);
-    const std::string carried = kind().carried[0];
+    const std::string carried = kind().carried()[0];
     EXPECT_THAT(trace({deleted(entry.leaf(kind().carrier)), deleted(entry.leaf(carried))}),
-                testing::EndsWith(length_line("get", kind().neighbor.size, sub_mod) +
+                testing::EndsWith(length_line("get", kind().neighbor.described.size, sub_mod) +
                                   node_lines(SR_OP_DELETED, carried, entry.path(carried)) +
                                   keys_line() + pending_line(sub_mod, carried) +
                                   traced(" neighbor_data->op:0  changeOp:2\n") +
-                                  end_lines(kind().neighbor.size, sub_mod)));
+                                  end_lines(kind().neighbor.described.size, sub_mod)));
 }
 
 TEST_P(FamilyTrace, OfWhatACarrierIsSentBy) {
@@ -680,7 +695,7 @@ TEST_P(FamilyTrace, OfWhatACarrierIsSentBy) {
     EXPECT_THAT(trace({created(entry.leaf(kind().carrier)), moved(entry.key())}),
                 testing::HasSubstr(pending_line(sub_mod, "neighbor-address") +
                                    traced(" neighbor_data->op:1  changeOp:3\n") +
-                                   length_line("send", kind().neighbor.size, sub_mod)));
+                                   length_line("send", kind().neighbor.described.size, sub_mod)));
 }
 
 TEST_P(FamilyTrace, OfAContainerEndsWithItsKeys) {
@@ -693,8 +708,8 @@ TEST_P(FamilyTrace, OfAContainerEndsWithItsKeys) {
 
 TEST_P(FamilyTrace, OfARecordWithoutACode) {
     EXPECT_THAT(trace({created(neighbor().key())}),
-                testing::EndsWith(length_line("get", kind().neighbor.size, 0) +
-                                  end_lines(kind().neighbor.size, 0) +
+                testing::EndsWith(length_line("get", kind().neighbor.described.size, 0) +
+                                  end_lines(kind().neighbor.described.size, 0) +
                                   "\nchange cfg for bgp failed:Item not found"));
 }
 
@@ -761,7 +776,7 @@ TEST_F(InstanceFamilyChange, LeavesOfANeighbourAreTraced) {
         EXPECT_THAT(trace({created(entry.leaf(leaf))}),
                     testing::HasSubstr(
                         path_line(entry.path(leaf)) + "[" + kind().neighbor.parser + "][#]" + line +
-                        length_line("get", kind().neighbor.size, entry.sub_mod(leaf))));
+                        length_line("get", kind().neighbor.described.size, entry.sub_mod(leaf))));
     }
 }
 

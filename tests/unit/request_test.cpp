@@ -850,8 +850,8 @@ TEST_F(Request, ParserOfTheRpcAnswersIt) {
          4, "/ip-bgp-info/"},
         {&neighbor, support::packed(std::uint32_t{1}) + Record(support::peer_record).bytes(), 20,
          "/ip-bgp-neighbor/"},
-        {&summary, Record(support::summary_block).put("neighbor_number", 1).bytes() + entry, 15,
-         "/ip-bgp-summary/"},
+        {&summary, Record(support::summary_block).put("neighbor_number", 1).bytes() + entry,
+         support::summary_block.leaves() + support::summary_entry.leaves(), "/ip-bgp-summary/"},
     };
     for (const Row &row : rows) {
         daemon.answer_next(configd::Reply{MODULE_ID_BGP, row.rpc->sub_mod, 0, row.payload});

@@ -251,7 +251,7 @@ TEST_F(VrfFamilyChange, LeavesOfANeighbourAreTraced) {
         EXPECT_THAT(trace({created(entry.leaf(leaf))}),
                     testing::HasSubstr(
                         path_line(entry.path(leaf)) + "[" + kind().neighbor.parser + "][#]" + line +
-                        length_line("get", kind().neighbor.size, entry.sub_mod(leaf))));
+                        length_line("get", kind().neighbor.described.size, entry.sub_mod(leaf))));
     }
 }
 
