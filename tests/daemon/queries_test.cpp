@@ -190,17 +190,8 @@ TEST_F(SummaryTest, CutsTextsToTheirFields) {
     configuration["bgp"]["router-id"] = longest;
     configuration["bgp"]["bgp-globle-neighbors"] = {
         {"globle-neighbor[neighbor-address='" + longest + "']", {{"remote-as", longest}}}};
-    EXPECT_EQ(summary(), Bytes{}
-                             .text("65001", 21)
-                             .text(longest, 47)
-                             .zeros(12)
-                             .u32(1)
-                             .text(longest, 47)
-                             .u8(4)
-                             .text(longest, 21)
-                             .zeros(23)
-                             .text("never", 33)
-                             .text("Idle", 35)
+    EXPECT_EQ(summary(), summary_block("65001", longest.c_str(), 1)
+                             .then(idle_entry(longest.c_str(), longest.c_str()))
                              .str());
 }
 
