@@ -144,7 +144,7 @@ TEST_F(DaemonTest, RefusesAnUnknownModule) {
 }
 
 TEST_F(DaemonTest, RefusesAnUnknownSubModule) {
-    for (const std::int32_t sub_mod : {0, -1, 23, 1000}) {
+    for (const std::int32_t sub_mod : {0, -1, +BGP_SUB_MAX, 1000}) {
         EXPECT_EQ(code(configd::make_message(MODULE_ID_BGP, sub_mod, std::string(8, '\0'))),
                   SR_ERR_NOT_SUPPORT);
     }
@@ -353,7 +353,7 @@ TEST(ParseFault, TakesASubModuleAndAFault) {
     EXPECT_EQ(configd::parse_fault("3=short"), (std::pair{3, Fault::Short}));
     EXPECT_EQ(configd::parse_fault("BGP_SUB_NETWORK=silent"),
               (std::pair<int, Fault>{BGP_SUB_NETWORK, Fault::Silent}));
-    for (const char *text : {"", "3", "3=", "=close", "23=close", "3=burn"}) {
+    for (const char *text : {"", "3", "3=", "=close", "99=close", "3=burn"}) {
         EXPECT_EQ(configd::parse_fault(text), std::nullopt) << text;
     }
 }
@@ -363,7 +363,7 @@ TEST(ParseReply, TakesAQueryAndTheBytesOfAFile) {
     const TemporaryFile file{bytes};
     EXPECT_EQ(configd::parse_reply("18=" + file.name()), (std::pair{18, bytes}));
     EXPECT_EQ(configd::parse_reply("rpc_ip_bgp_summary=" + file.name()), (std::pair{21, bytes}));
-    for (const char *text : {"", "18", "17=", "23=", "bgp_as="}) {
+    for (const char *text : {"", "18", "17=", "99=", "bgp_as="}) {
         EXPECT_EQ(configd::parse_reply(text + file.name()), std::nullopt) << text;
     }
 }
@@ -381,7 +381,8 @@ TEST_F(DaemonTest, ABadMessageHarmsNoOtherOnItsConnection) {
     configd::Server server{daemon, 0};
     const RunningServer running{server};
     Client client{server.port()};
-    EXPECT_EQ(client.ask(configd::make_message(MODULE_ID_BGP, 23, "")), SR_ERR_NOT_SUPPORT);
+    EXPECT_EQ(client.ask(configd::make_message(MODULE_ID_BGP, BGP_SUB_MAX, "")),
+              SR_ERR_NOT_SUPPORT);
     EXPECT_EQ(client.ask(as_message(1, 100)), 0);
 }
 
