@@ -50,11 +50,22 @@ Speaker::~Speaker() {
 
 void Speaker::start() {
     std::ofstream{directory_ / "bgpd.conf"};
+    // bgpd may keep the output that it was started with: that must not be the pipe of `run`.
+    const char *const with_output_in_a_file =
+        R"(log=$1; shift; "$@" >"$log" 2>&1 || { code=$?; cat "$log"; exit $code; })";
     // The parent process returns when bgpd is ready.
-    const auto [code, output] = support::run(
-        program, {"-d", "-Z", "-S", "-l", address_, "-p", std::to_string(port), "-P", "0", "-f",
-                  directory_ / "bgpd.conf", "-i", directory_ / "bgpd.pid", "--vty_socket",
-                  directory_, "--log", "file:" + (directory_ / "bgpd.log").string()});
+    const auto [code, output] =
+        support::run("/bin/sh", {"-c",           with_output_in_a_file,
+                                 "sh",           directory_ / "output",
+                                 program,        "-d",
+                                 "-Z",           "-S",
+                                 "-l",           address_,
+                                 "-p",           std::to_string(port),
+                                 "-P",           "0",
+                                 "-f",           directory_ / "bgpd.conf",
+                                 "-i",           directory_ / "bgpd.pid",
+                                 "--vty_socket", directory_,
+                                 "--log",        "file:" + (directory_ / "bgpd.log").string()});
     if (code != 0 || !(std::ifstream{directory_ / "bgpd.pid"} >> pid_)) {
         throw std::runtime_error(fmt::format("bgpd ended with {}: {}", code, output));
     }
