@@ -23,3 +23,6 @@ target_link_libraries(PkgConfig::SYSREPO INTERFACE scripted_sysrepo_shared)
 
 set(INSTALL_GTEST OFF)
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+foreach(library gtest gmock)
+  target_compile_options(${library} PRIVATE -O0)
+endforeach()

@@ -36,48 +36,48 @@ struct Members : nlohmann::ordered_map<Key, Value, Less, Allocator> {
     Value &operator[](const Key &key) { return this->emplace_back(key, Value{}).second; }
 };
 
-using json = nlohmann::basic_json<Members>;
+using Json = nlohmann::basic_json<Members>;
 
 // Reads bgpd's JSON. A member that is missing or of an unexpected type counts as null: not every
 // version of bgpd has the same members.
 
-const json &member(const json &node, const char *name) {
-    static const json nothing;
+const Json &member(const Json &node, const char *name) {
+    static const Json nothing;
     const auto found = node.is_object() ? node.find(name) : node.end();
     return found == node.end() ? nothing : *found;
 }
 
 // A whole number, cut to the largest that a record holds.
-std::uint32_t number(const json &node, const char *name) {
+std::uint32_t number(const Json &node, const char *name) {
     constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
-    const json &value = member(node, name);
+    const Json &value = member(node, name);
     if (!value.is_number_integer() || value < 0) {
         return 0;
     }
     return static_cast<std::uint32_t>(std::min(value.get<std::uint64_t>(), most));
 }
 
-std::uint32_t seconds(const json &node, const char *milliseconds) {
+std::uint32_t seconds(const Json &node, const char *milliseconds) {
     return number(node, milliseconds) / 1000;
 }
 
 // A text, or a number as text.
-std::string text(const json &node, const char *name) {
-    const json &value = member(node, name);
+std::string text(const Json &node, const char *name) {
+    const Json &value = member(node, name);
     if (value.is_number_integer()) {
         return value.dump();
     }
     return value.is_string() ? value.get<std::string>() : std::string{};
 }
 
-bool is_set(const json &node, const char *name) {
-    const json &value = member(node, name);
+bool is_set(const Json &node, const char *name) {
+    const Json &value = member(node, name);
     return value.is_boolean() && value.get<bool>();
 }
 
 // The members that are objects: the name and the object of each.
-std::vector<std::pair<std::string_view, const json *>> objects_in(const json &node) {
-    std::vector<std::pair<std::string_view, const json *>> objects;
+std::vector<std::pair<std::string_view, const Json *>> objects_in(const Json &node) {
+    std::vector<std::pair<std::string_view, const Json *>> objects;
     if (!node.is_object()) {
         return objects;
     }
@@ -91,32 +91,32 @@ std::vector<std::pair<std::string_view, const json *>> objects_in(const json &no
 
 // Adds the objects in a list and in the lists inside it: each path of an EVPN route is a list of
 // one.
-void add_objects(const json &list, std::vector<const json *> &objects) {
+void add_objects(const Json &list, std::vector<const Json *> &objects) {
     if (list.is_object()) {
         objects.push_back(&list);
     } else if (list.is_array()) {
-        for (const json &entry : list) {
+        for (const Json &entry : list) {
             add_objects(entry, objects);
         }
     }
 }
 
-std::vector<const json *> list_at(const json &node, const char *name) {
-    std::vector<const json *> objects;
-    if (const json &list = member(node, name); list.is_array()) {
+std::vector<const Json *> list_at(const Json &node, const char *name) {
+    std::vector<const Json *> objects;
+    if (const Json &list = member(node, name); list.is_array()) {
         add_objects(list, objects);
     }
     return objects;
 }
 
-json parse(std::string answer) {
+Json parse(std::string answer) {
     constexpr bool throws = false;
-    json document = json::parse(answer, nullptr, throws);
+    Json document = Json::parse(answer, nullptr, throws);
     if (document.is_discarded()) {
         // A description may be in Latin-1. Everything that is read here is ASCII.
         std::replace_if(
             answer.begin(), answer.end(), [](unsigned char byte) { return byte >= 0x80; }, '?');
-        document = json::parse(answer, nullptr, throws);
+        document = Json::parse(answer, nullptr, throws);
     }
     return document;
 }
@@ -161,9 +161,9 @@ class Exchange {
     }
 
     // The JSON that bgpd answers; null when it warns instead.
-    json document(const std::string &command) {
+    Json document(const std::string &command) {
         const std::string note_before = note_;
-        json answer = parse(text(command));
+        Json answer = parse(text(command));
         const bool is_warned = note_ != note_before;
         if (answer.is_discarded() && !is_warned && res_value_ == SR_ERR_OK) {
             fail(SR_ERR_OPERATION_FAILED, fmt::format("the answer to \"{}\" is no JSON", command));
@@ -220,14 +220,14 @@ std::string_view vrf_from(std::string_view name) {
 // family its own number of prefixes.
 struct SummaryPeer {
     std::string_view address;
-    const json *facts;
+    const Json *facts;
     std::uint32_t prefixes = 0;
 };
 
-std::vector<SummaryPeer> summary_peers(const std::vector<const json *> &summaries) {
+std::vector<SummaryPeer> summary_peers(const std::vector<const Json *> &summaries) {
     std::vector<SummaryPeer> peers;
     std::map<std::string_view, std::size_t> places;
-    for (const json *summary : summaries) {
+    for (const Json *summary : summaries) {
         for (const auto &[address, facts] : objects_in(member(*summary, "peers"))) {
             const auto [place, is_new] = places.emplace(address, peers.size());
             if (is_new) {
@@ -240,7 +240,7 @@ std::vector<SummaryPeer> summary_peers(const std::vector<const json *> &summarie
 }
 
 bgp_rpc_ip_bgp_summary_output_entry summary_entry(const SummaryPeer &peer, Exchange &exchange) {
-    const json &facts = *peer.facts;
+    const Json &facts = *peer.facts;
     const std::string state = text(facts, "state");
     bgp_rpc_ip_bgp_summary_output_entry entry{};
     exchange.put(entry.neighbor, peer.address);
@@ -271,11 +271,11 @@ std::uint32_t count_of(std::string_view words, std::string_view memory) {
 
 QueryResult answer_summary(const Message &message, Exchange &exchange) {
     const auto query = record_from<bgp_rpc_ip_bgp_summary_input>(message);
-    const json answer =
+    const Json answer =
         exchange.document(fmt::format("show bgp {}summary json", in_vrf(text_of(query.vrf_name))));
     const std::string memory = exchange.text("show bgp memory");
 
-    std::vector<const json *> summaries;
+    std::vector<const Json *> summaries;
     for (const auto &[name, summary] : objects_in(answer)) {
         if (find_answered_family(name) != nullptr) {
             summaries.push_back(summary);
@@ -300,7 +300,7 @@ QueryResult answer_summary(const Message &message, Exchange &exchange) {
 // Neighbors in detail.
 
 bgp_rpc_ip_bgp_neighbor_output_addrsss_family
-family_record(const Family &family, std::string_view vrf, const json &facts, Exchange &exchange) {
+family_record(const Family &family, std::string_view vrf, const Json &facts, Exchange &exchange) {
     bgp_rpc_ip_bgp_neighbor_output_addrsss_family record{};
     record.address_family.afi = family.afi;
     record.address_family.safi = family.safi;
@@ -312,9 +312,9 @@ family_record(const Family &family, std::string_view vrf, const json &facts, Exc
     return record;
 }
 
-PeerFacts peer_facts(std::string_view vrf, std::string_view address, const json &facts,
+PeerFacts peer_facts(std::string_view vrf, std::string_view address, const Json &facts,
                      Exchange &exchange) {
-    const json &statistics = member(facts, "messageStats");
+    const Json &statistics = member(facts, "messageStats");
     PeerFacts neighbor{};
     auto &peer = neighbor.peer;
     exchange.put(peer.neighbor_addr, address);
@@ -349,7 +349,7 @@ PeerFacts peer_facts(std::string_view vrf, std::string_view address, const json 
 
 QueryResult answer_neighbor(const Message &message, Exchange &exchange) {
     const auto query = record_from<bgp_rpc_ip_bgp_neighbor_input>(message);
-    const json answer = exchange.document("show bgp vrf all neighbors json");
+    const Json answer = exchange.document("show bgp vrf all neighbors json");
     std::vector<PeerFacts> peers;
     for (const auto &[name, neighbors] : objects_in(answer)) {
         const std::string_view vrf = vrf_from(name);
@@ -365,10 +365,10 @@ QueryResult answer_neighbor(const Message &message, Exchange &exchange) {
 // Routes.
 
 // The next hop of a path. An IPv6 path may have a global and a link-local one.
-std::string next_hop_of(const json &path) {
+std::string next_hop_of(const Json &path) {
     const auto next_hops = list_at(path, "nexthops");
     const auto used = std::find_if(next_hops.begin(), next_hops.end(),
-                                   [](const json *hop) { return is_set(*hop, "used"); });
+                                   [](const Json *hop) { return is_set(*hop, "used"); });
     if (next_hops.empty()) {
         return {};
     }
@@ -393,7 +393,7 @@ std::int8_t source_type(bool is_local, bool is_internal) {
     return is_local ? std::int8_t{2} : is_internal ? std::int8_t{1} : std::int8_t{0};
 }
 
-bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop_entry(const json &path, Exchange &exchange) {
+bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop_entry(const Json &path, Exchange &exchange) {
     const bool is_local = text(path, "peerId") == "(unspec)";
     bgp_rpc_ip_bgp_info_next_hop_output_entry entry{};
     exchange.put(entry.nexthop, next_hop_of(path));
@@ -410,7 +410,7 @@ bgp_rpc_ip_bgp_info_next_hop_output_entry next_hop_entry(const json &path, Excha
 QueryResult answer_info(const Message &message, Exchange &exchange) {
     const auto query = record_from<bgp_rpc_ip_bgp_info_input>(message);
     const std::uint32_t afi = afi_of(query);
-    const json answer =
+    const Json answer =
         exchange.document(fmt::format("show bgp {}{} unicast json", in_vrf(text_of(query.vrf_name)),
                                       afi == BGP_AFI_IP ? "ipv4" : "ipv6"));
     bgp_rpc_ip_bgp_info_output_public table{};
@@ -418,12 +418,12 @@ QueryResult answer_info(const Message &message, Exchange &exchange) {
     exchange.put(table.router_id, text(answer, "routerId"));
 
     std::vector<NetworkFacts> networks;
-    const json &routes = member(answer, "routes");
+    const Json &routes = member(answer, "routes");
     for (auto route = routes.begin(); routes.is_object() && route != routes.end(); ++route) {
         NetworkFacts network{network_entry(route.key(), afi), {}};
-        std::vector<const json *> paths;
+        std::vector<const Json *> paths;
         add_objects(*route, paths);
-        for (const json *path : paths) {
+        for (const Json *path : paths) {
             network.next_hops.push_back(next_hop_entry(*path, exchange));
         }
         networks.push_back(std::move(network));
@@ -433,11 +433,11 @@ QueryResult answer_info(const Message &message, Exchange &exchange) {
 
 // EVPN routes.
 
-bool is_best(const json &path) {
+bool is_best(const Json &path) {
     return is_set(member(path, "bestpath"), "overall");
 }
 
-EvpnNextHop evpn_next_hop(const json &path) {
+EvpnNextHop evpn_next_hop(const Json &path) {
     // bgpd's word for an empty AS path.
     std::string ases = text(member(path, "aspath"), "string");
     ases = ases == "Local" ? std::string{} : ases;
@@ -446,7 +446,7 @@ EvpnNextHop evpn_next_hop(const json &path) {
 }
 
 // A route with the attributes of its best path, or of its first one when none is best.
-EvpnRoute evpn_route(std::string_view name, const json &facts) {
+EvpnRoute evpn_route(std::string_view name, const Json &facts) {
     EvpnRoute route;
     route.text = name;
     const auto paths = list_at(facts, "paths");
@@ -454,8 +454,8 @@ EvpnRoute evpn_route(std::string_view name, const json &facts) {
         return route;
     }
     const auto best =
-        std::find_if(paths.begin(), paths.end(), [](const json *path) { return is_best(*path); });
-    const json &path = best == paths.end() ? *paths.front() : **best;
+        std::find_if(paths.begin(), paths.end(), [](const Json *path) { return is_best(*path); });
+    const Json &path = best == paths.end() ? *paths.front() : **best;
     route.valid_flag = is_set(path, "valid") ? 1 : 0;
     route.select_flag = is_best(path) ? 1 : 0;
     route.source_type = source_type(is_set(path, "local") || is_set(path, "sourced"),
@@ -463,13 +463,13 @@ EvpnRoute evpn_route(std::string_view name, const json &facts) {
     route.ext_community = text(member(path, "extendedCommunity"), "string");
     route.label = text(path, "VNI");
     std::transform(paths.begin(), paths.end(), std::back_inserter(route.next_hops),
-                   [](const json *each) { return evpn_next_hop(*each); });
+                   [](const Json *each) { return evpn_next_hop(*each); });
     return route;
 }
 
 QueryResult answer_evpn(const Message &message, Exchange &exchange) {
     const auto query = record_from<bgp_rpc_ip_bgp_evpn>(message);
-    const json answer = exchange.document("show bgp l2vpn evpn route detail json");
+    const Json answer = exchange.document("show bgp l2vpn evpn route detail json");
     std::vector<EvpnDistinguisher> distinguishers;
     for (const auto &[text, routes] : objects_in(answer)) {
         EvpnDistinguisher distinguisher{std::string{text}, {}};
@@ -495,7 +495,7 @@ QueryResult answer_clear(const Message &message, Exchange &exchange) {
     std::vector<std::string> vrfs{std::string{text_of(query.address_family.vrf_name)}};
     if (query.clear_all != 0) {
         vrfs.clear();
-        const json answer = exchange.document("show bgp vrfs json");
+        const Json answer = exchange.document("show bgp vrfs json");
         for (const auto &[name, facts] : objects_in(member(answer, "vrfs"))) {
             vrfs.emplace_back(vrf_from(name));
         }
