@@ -460,6 +460,13 @@ TEST_F(FrrQueryTest, AnAnswerThatIsNoJsonIsAFailure) {
     }
 }
 
+TEST_F(FrrQueryTest, AnEvpnAnswerThatBeginsWithACommaHasNoRoutes) {
+    answers[evpn_command].text = "{\n,\"numPrefix\":0,\"numPaths\":0}\n";
+    const auto result = evpn(all_types);
+    EXPECT_EQ(result.res_value, 0) << result.note;
+    EXPECT_THAT(EvpnReply{result.payload}.texts, IsEmpty());
+}
+
 TEST_F(FrrQueryTest, ADescriptionInLatin1DoesNotHideTheNeighbours) {
     answers[neighbors_command].text =
         "{\"default\": {\"192.0.2.7\": {\"nbrDesc\": \"Z\xFCrich\", \"remoteAs\": 7}}}";

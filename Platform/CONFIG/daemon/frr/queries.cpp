@@ -116,6 +116,11 @@ Json parse(std::string answer) {
         // A description may be in Latin-1. Everything that is read here is ASCII.
         std::replace_if(
             answer.begin(), answer.end(), [](unsigned char byte) { return byte >= 0x80; }, '?');
+        // bgpd 10 begins the members with a comma where there is no EVPN route.
+        const std::size_t first = answer.find_first_not_of("{ \r\n");
+        if (first != std::string::npos && answer[first] == ',') {
+            answer[first] = ' ';
+        }
         document = Json::parse(answer, nullptr, throws);
     }
     return document;
