@@ -30,7 +30,8 @@ def main():
     if len(sys.argv) != 3 or sys.argv[1] not in ("edit", "rpc"):
         sys.exit(__doc__)
     content = etree.parse(sys.argv[2]).getroot()
-    with manager.connect(host="127.0.0.1", port=830, username=getpass.getuser(), timeout=90,
+    # ncclient 0.6.17 reads a key only if it also gets a password, even if the key has none.
+    with manager.connect(host="127.0.0.1", port=830, username=getpass.getuser(), password="", timeout=90,
                          key_filename=os.path.expanduser("~/.ssh/id_ecdsa"), allow_agent=False,
                          look_for_keys=False, hostkey_verify=False) as session:
         try:

@@ -255,8 +255,9 @@ class Stage:
         if name not in self.sessions:
             user = name.split("-")[0]
             self.sessions[name] = manager.connect(
-                host="127.0.0.1", port=830, username=user, hostkey_verify=False, allow_agent=False,
-                look_for_keys=False, key_filename=str(self.homes / user / ".ssh/id_ecdsa"), timeout=120)
+                host="127.0.0.1", port=830, username=user, password="", hostkey_verify=False,
+                allow_agent=False, look_for_keys=False,
+                key_filename=str(self.homes / user / ".ssh/id_ecdsa"), timeout=120)
         return self.sessions[name]
 
     def disconnect(self, *names):
