@@ -14,10 +14,11 @@ import time
 from lxml import etree
 from ncclient import manager
 from ncclient.operations import RPCError
-from ncclient.transport import ssh
+from ncclient.transport import session, ssh
 
-# The interval in seconds at which the client checks whether there is something to send.
-ssh.TICK = 0.005
+# The interval in seconds at which the client checks whether there is something to send. Older versions
+# of ncclient have it in ssh, newer ones in session.
+ssh.TICK = session.TICK = 0.005
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 MODULE = "urn:orv:params:xml:ns:yang:orv_bgp"
