@@ -9,12 +9,21 @@ build: setup
 
 # Runs the demonstration on a private datastore; KEEP=1 keeps it running,
 # BACKEND=frr manages a real BGP speaker, NETCONF=1 edits through a NETCONF server (docs/netconf.md).
+# FABRIC=1 runs four switches instead, with Ansible if there is a NETCONF server (docs/fabric.md).
+run: frr := $(or $(filter frr,$(BACKEND)),$(FABRIC))
+run: ansible := $(if $(FABRIC),$(NETOPEER2_PREFIX)$(NETOPEER2_SOURCES))
 run:
 	$(if $(and $(NETCONF),$(KEEP)$(BACKEND)),$(error NETCONF=1 cannot be combined with KEEP or BACKEND))
-	scripts/install-dependencies --for-demo $(if $(filter frr,$(BACKEND)),--for-frr) $(if $(NETCONF),--for-netconf)
-	cmake --preset demo -D BACKEND_FRR=$(if $(filter frr,$(BACKEND)),ON,OFF)
+	$(if $(and $(FABRIC),$(KEEP)$(BACKEND)$(NETCONF)),$(error FABRIC=1 cannot be combined with KEEP, BACKEND or NETCONF))
+	scripts/install-dependencies --for-demo $(if $(frr),--for-frr) $(if $(NETCONF)$(ansible),--for-netconf) \
+	  $(if $(FABRIC),--for-fabric) $(if $(ansible),--for-ansible)
+	cmake --preset demo -D BACKEND_FRR=$(if $(frr),ON,OFF)
 	cmake --build --preset demo
-	scripts/run-demo$(if $(filter frr,$(BACKEND)),-frr) build/demo $(if $(KEEP),--keep) $(if $(NETCONF),--netconf)
+ifdef FABRIC
+	scripts/run-fabric build/demo $(if $(ansible),--ansible)
+else
+	scripts/run-demo$(if $(frr),-frr) build/demo $(if $(KEEP),--keep) $(if $(NETCONF),--netconf)
+endif
 
 # For every change: unit, shared-object and daemon tests, format, links, module, exports.
 check: setup
