@@ -103,6 +103,9 @@ def bgpd_line(path, value):
 
 
 class Switch:
+    # The keepalive interval and the hold time of its sessions, in seconds.
+    timers = "1 3"
+
     def __init__(self, build, name, variables):
         self.build = build
         self.name = name
@@ -158,7 +161,7 @@ class Switch:
                    "--vty_socket", self.directory)
 
     def start_daemon(self):
-        lines = ["timers bgp 1 3", "coalesce-time 0"]
+        lines = [f"timers bgp {self.timers}", "coalesce-time 0"]
         if tenant := self.variables.get("tenant"):
             loopback = self.variables["loopback"]
             lines += ["address-family l2vpn evpn",
@@ -221,9 +224,8 @@ class Switch:
         wait_until(f"the daemon of {self.name} prints its configuration", lambda: len(lines()) > before)
         return leaves_of(json.loads(lines()[-1])["configuration"])
 
-    def bgpd_lines(self):
-        text = self.run("vtysh", "--vty_socket", self.directory, "-d", "bgpd", "-c", "show running-config")
-        return set(text.splitlines())
+    def bgpd_says(self, command):
+        return self.run("vtysh", "--vty_socket", self.directory, "-d", "bgpd", "-c", command)
 
     def require_same(self):
         """The datastore has what is expected, and the daemon and bgpd have the same."""
@@ -233,7 +235,7 @@ class Switch:
         own = f"[prefix='{self.variables.get('tenant')}']"
         held = {(path, value) for path, value in self.held() if own not in path}
         require(held == stored, f"{self.name}: daemon and datastore differ: {sorted(held ^ stored)}")
-        missing = {bgpd_line(*leaf) for leaf in stored} - self.bgpd_lines()
+        missing = {bgpd_line(*leaf) for leaf in stored} - set(self.bgpd_says("show running-config").splitlines())
         require(not missing, f"{self.name}: bgpd does not have {sorted(missing)}")
 
 
