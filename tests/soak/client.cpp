@@ -26,23 +26,31 @@ namespace {
 
 using nlohmann::json;
 
-// Larger than any edit with its few values.
-constexpr std::size_t longest_message = 256 * 1024;
-
 // The pause between two RPCs of a client, in milliseconds. sysrepo lets readers pass a waiting
 // writer: RPCs without a pause would delay an edit for seconds.
 constexpr std::size_t longest_pause = 20;
 
-// The next message; nothing when the other end is closed.
+bool receive(int socket, char *bytes, std::size_t size) {
+    return size == 0 || recv(socket, bytes, size, MSG_WAITALL) == static_cast<ssize_t>(size);
+}
+
+// The next message, its length in front; nothing when the other end is closed.
 std::string receive(int socket) {
-    static std::vector<char> buffer(longest_message);
-    const ssize_t count = recv(socket, buffer.data(), buffer.size(), 0);
-    return count <= 0 ? std::string{} : std::string(buffer.data(), static_cast<std::size_t>(count));
+    std::size_t size = 0;
+    if (!receive(socket, reinterpret_cast<char *>(&size), sizeof size)) {
+        return {};
+    }
+    std::string message(size, '\0');
+    return receive(socket, message.data(), size) ? message : std::string{};
 }
 
 bool transmit(int socket, const std::string &message) {
-    return send(socket, message.data(), message.size(), MSG_NOSIGNAL) ==
-           static_cast<ssize_t>(message.size());
+    const std::size_t size = message.size();
+    std::string bytes(reinterpret_cast<const char *>(&size), sizeof size);
+    bytes += message;
+    // On a blocking stream socket, send() returns when it has taken all bytes.
+    return send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(bytes.size());
 }
 
 // Waits this many milliseconds for a message.
@@ -60,7 +68,7 @@ class Work {
     void run() {
         for (;;) {
             if (tally_.querying && !is_readable(socket_, random_.below(longest_pause))) {
-                query(nullptr);
+                random_.one_in(10) ? edit_other() : query(nullptr);
                 continue;
             }
             const std::string message = receive(socket_);
@@ -103,6 +111,10 @@ class Work {
         Answer answer;
         const Outcome outcome = session().call(query.rpc, query.inputs, answer);
         ++tally_.queries;
+        if (outcome.code != SR_ERR_OK && query.refusal.empty() && tally_.daemon_is_away) {
+            ++tally_.failed_queries;
+            return;
+        }
         tally_.refused_queries += outcome.code == SR_ERR_OK ? 0U : 1U;
         if (outcome.code != expected_code(query.refusal)) {
             throw std::runtime_error(fmt::format("{}: {} ({}); {}", description(query),
@@ -117,6 +129,23 @@ class Work {
         if (!problem.empty()) {
             throw std::runtime_error(description(query) + ": " + problem);
         }
+        const std::size_t size = entry_count(query, answer);
+        std::size_t largest = tally_.largest_answer;
+        while (size > largest && !tally_.largest_answer.compare_exchange_weak(largest, size)) {
+        }
+    }
+
+    // Sets a value of the other plug-in's module and reads it back.
+    void edit_other() {
+        const std::string path =
+            fmt::format("/soak_other:settings/entry[name='{}']/value", getpid());
+        const std::string value = std::to_string(random_.below(1000000));
+        const Outcome outcome = session().set(path, value);
+        if (outcome.code != SR_ERR_OK || session().get(path) != value) {
+            throw std::runtime_error(fmt::format("{} = {}: {} ({})", path, value,
+                                                 sr_strerror(outcome.code), outcome.message));
+        }
+        ++tally_.other_edits;
     }
 
     int socket_;
@@ -153,7 +182,7 @@ Tally &shared_tally() {
 
 Client::Client(std::uint64_t seed, Tally &tally) {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "socketpair");
     }
     socket_ = ends[0];

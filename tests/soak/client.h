@@ -20,6 +20,10 @@ struct Tally {
     std::atomic<bool> querying{false}; // whether the clients send RPCs continuously
     std::atomic<std::uint64_t> queries{0};
     std::atomic<std::uint64_t> refused_queries{0}; // queries that must be refused
+    std::atomic<bool> daemon_is_away{false};       // whether queries may also fail
+    std::atomic<std::uint64_t> failed_queries{0};  // queries that failed meanwhile
+    std::atomic<std::size_t> largest_answer{0};    // entries of a list
+    std::atomic<std::uint64_t> other_edits{0};     // edits of the other plug-in's module
     std::atomic<std::uint64_t> connections{0};
 };
 

@@ -31,6 +31,29 @@ constexpr std::array redistributions = {
     "[protocol='isis'][process='core']", "[protocol='connected'][process='']",
     "[protocol='static'][process='']",   "[protocol='ospfv3'][process='1']"};
 
+// Two blocks of networks come and go, each in one edit. With both, an answer lists twice as many.
+constexpr std::size_t block_size = 1000;
+constexpr std::array blocks = {64, 72}; // the second byte of their first addresses
+
+std::string network_of(int block, std::size_t number) {
+    return "/bgp-address-family/address-family[afi='AFI_IP'][safi='SAFI_UNICAST']"
+           "/bgp-family-networks/family-network[prefix='10." +
+           std::to_string(static_cast<std::size_t>(block) + number / 256) + "." +
+           std::to_string(number % 256) + ".0/24']";
+}
+
+// The networks of the block that are, or are not, in the configuration.
+std::vector<std::string> networks_of(int block, const Configuration &now, bool are_there) {
+    std::vector<std::string> paths;
+    for (std::size_t number = 0; number < block_size; ++number) {
+        std::string path = network_of(block, number);
+        if ((now.count(path) != 0) == are_there) {
+            paths.push_back(std::move(path));
+        }
+    }
+    return paths;
+}
+
 // The leaves of a list's entries.
 const std::vector<const char *> &leaves_of(std::string_view list) {
     for (const auto *lists : {&support::lists_of_the_globle_part, &support::lists_of_families,
@@ -272,6 +295,9 @@ Edit EditMaker::next(const Configuration &now) {
             return *refused;
         }
     }
+    if (Edit edit{draw_long(now), {}}; !edit.changes.empty()) {
+        return edit;
+    }
     for (;;) {
         Edit edit{draw(now), {}};
         const Configuration after = applied(now, edit.changes);
@@ -298,6 +324,22 @@ std::vector<Change> EditMaker::draw(const Configuration &now) {
                 changes.push_back(std::move(change));
             }
         }
+    }
+    return changes;
+}
+
+// Now and then the first block of networks appears, then the second one. They go in the same order.
+std::vector<Change> EditMaker::draw_long(const Configuration &now) {
+    const bool has_first = now.count(network_of(blocks[0], 0)) != 0;
+    const bool has_second = now.count(network_of(blocks[1], 0)) != 0;
+    if (now.empty() || !random_.one_in(has_first || has_second ? 10 : 100)) {
+        return {};
+    }
+    const bool removes = has_second;
+    const int block = blocks[has_first == has_second ? 0 : 1];
+    std::vector<Change> changes;
+    for (std::string &path : networks_of(block, now, removes)) {
+        changes.push_back({removes ? Change::remove : Change::set, std::move(path), ""});
     }
     return changes;
 }

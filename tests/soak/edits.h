@@ -32,6 +32,7 @@ class EditMaker {
 
   private:
     std::vector<Change> draw(const Configuration &now);
+    std::vector<Change> draw_long(const Configuration &now);
     std::vector<Change> draw_settings(const Configuration &now);
     std::vector<Change> draw_entry();
     Change draw_removal(const Configuration &now);

@@ -196,6 +196,11 @@ std::string description(const Query &query) {
     return result;
 }
 
+std::size_t entry_count(const Query &query, const Answer &answer) {
+    const Listing *listing = listing_of(query);
+    return listing == nullptr ? 0 : entries(*listing, answer).size();
+}
+
 std::string flaw(const Query &query, const Answer &answer) {
     const Listing *listing = listing_of(query);
     if (listing == nullptr || listing->count == nullptr || answer.empty()) {

@@ -6,6 +6,7 @@
 #include "random.h"
 #include "session.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ Query draw_query(Random &random);
 
 // The query as text.
 std::string description(const Query &query);
+
+// The number of entries that the answer lists; 0 for an RPC without a list.
+std::size_t entry_count(const Query &query, const Answer &answer);
 
 // What is wrong with an answer by itself; empty when it is valid.
 std::string flaw(const Query &query, const Answer &answer);

@@ -59,6 +59,11 @@ Outcome Session::edit(const std::vector<Change> &changes) {
             break;
         }
     }
+    return apply(code);
+}
+
+// Applies the gathered changes if all could be gathered; otherwise nothing of them is left.
+Outcome Session::apply(int code) {
     if (code == SR_ERR_OK) {
         code = sr_apply_changes(session_, time_limit, 0);
     }
@@ -67,6 +72,17 @@ Outcome Session::edit(const std::vector<Change> &changes) {
         sr_discard_changes(session_);
     }
     return result;
+}
+
+Outcome Session::set(const std::string &path, const std::string &value) {
+    return apply(sr_set_item_str(session_, path.c_str(), value.c_str(), nullptr, SR_EDIT_DEFAULT));
+}
+
+std::string Session::get(const std::string &path) const {
+    sr_val_t *value = nullptr;
+    const int code = sr_get_item(session_, path.c_str(), time_limit, &value);
+    const Values values{value, code == SR_ERR_OK ? std::size_t{1} : 0};
+    return code == SR_ERR_OK ? value_text(*value) : std::string{};
 }
 
 Outcome Session::call(const std::string &rpc, const std::vector<Input> &inputs, Answer &answer) {

@@ -81,11 +81,16 @@ class Session {
     // Sends an RPC of the module by its name; `answer` receives the output.
     Outcome call(const std::string &rpc, const std::vector<Input> &inputs, Answer &answer);
 
+    // Sets the leaf of any module in one edit, and reads it; an empty text: there is none.
+    Outcome set(const std::string &path, const std::string &value);
+    std::string get(const std::string &path) const;
+
     sr_session_ctx_t *get() const { return session_; }
 
   private:
     Outcome outcome(int code) const;
     int add(const Change &change);
+    Outcome apply(int code);
 
     sr_conn_ctx_t *connection_ = nullptr;
     sr_session_ctx_t *session_ = nullptr;

@@ -138,6 +138,18 @@ TEST_F(Bgpctl, ReplayGivesAnEmptyDaemonWhatTheDatastoreHolds) {
     EXPECT_EQ(daemon->dump()["bgp"]["router-id"], "192.0.2.77") << "edits go on";
 }
 
+TEST_F(Bgpctl, ReplayWithoutAnAsSendsNothing) {
+    const Outcome nothing = bgpctl({"replay"});
+    EXPECT_EQ(nothing.exit_code, 0) << nothing.output;
+    EXPECT_THAT(nothing.output, testing::ContainsRegex("^records sent +0\n$"));
+    host->terminate();
+    edit(router_id("192.0.2.77"));
+    const Outcome incomplete = bgpctl({"replay"});
+    EXPECT_EQ(incomplete.exit_code, 1);
+    EXPECT_THAT(incomplete.output, HasSubstr("has no AS number"));
+    host.emplace(datastore);
+}
+
 TEST_F(Bgpctl, ReplayOnlySetsAndWithReplaceTakesAwayWhatTheDatastoreLacks) {
     edit(full());
     const json held = daemon->dump();
@@ -190,8 +202,14 @@ TEST_F(Bgpctl, EditDuringAReplayIsRefusedAndNotLost) {
 
 // --- Preview ----------------------------------------------------------------------------------
 
+// Deletions leave an entry without a setting behind, for which the plug-in has nothing to send.
 TEST_F(Bgpctl, PreviewShowsWhatAReplaySendsAndSendsNothing) {
     edit(full());
+    host->terminate();
+    edit(router_bgp(element(
+        "bgp", element("bgp-globle-neighbors",
+                       element("globle-neighbor", element("neighbor-address", "10.2.0.9"))))));
+    host.emplace(datastore);
     restart_daemon();
     const Outcome preview = bgpctl({"preview"});
     EXPECT_EQ(preview.exit_code, 0);

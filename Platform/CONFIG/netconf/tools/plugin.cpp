@@ -4,9 +4,12 @@
 
 #include <dlfcn.h>
 
+#include <deque>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <stdexcept>
+#include <string_view>
 
 namespace bgpctl {
 namespace {
@@ -17,10 +20,83 @@ Plugin *initializing = nullptr;
 using Subscribe = int (*)(sr_session_ctx_t *, const char *, const char *, sr_module_change_cb,
                           void *, std::uint32_t, sr_subscr_options_t, sr_subscription_ctx_t **);
 
-// The library's own function, which the function below replaces.
-Subscribe library_subscribe() {
-    return reinterpret_cast<Subscribe>(dlsym(RTLD_NEXT, "sr_module_change_subscribe"));
+using GetChangeNext = int (*)(sr_session_ctx_t *, sr_change_iter_t *, sr_change_oper_t *,
+                              sr_val_t **, sr_val_t **);
+
+// The library's own function, which a function below replaces.
+template <typename Function>
+Function library(const char *name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
+
+bool ends_with(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// The created nodes of one subtree, without the neighbors that have no setting.
+class CreatedNodes {
+  public:
+    // Like sr_get_change_next.
+    int next(sr_session_ctx_t *session, sr_change_iter_t *iterator, sr_change_oper_t *operation,
+             sr_val_t **value) {
+        while (wants_more()) {
+            fetch(session, iterator, operation);
+            drop_neighbor_without_setting();
+        }
+        if (nodes_.empty()) {
+            return end_;
+        }
+        *operation = SR_OP_CREATED;
+        *value = nodes_.front().release();
+        nodes_.pop_front();
+        return SR_ERR_OK;
+    }
+
+  private:
+    struct Free {
+        void operator()(sr_val_t *value) const { sr_free_val(value); }
+    };
+
+    void fetch(sr_session_ctx_t *session, sr_change_iter_t *iterator, sr_change_oper_t *operation) {
+        sr_val_t *old = nullptr;
+        sr_val_t *value = nullptr;
+        end_ = library<GetChangeNext>("sr_get_change_next")(session, iterator, operation, &old,
+                                                            &value);
+        if (end_ == SR_ERR_OK) {
+            nodes_.emplace_back(value);
+        }
+    }
+
+    bool starts_with_neighbor() const {
+        const sr_val_t &first = *nodes_.front();
+        const std::string_view path = first.xpath;
+        return first.type == SR_LIST_T &&
+               ends_with(path.substr(0, path.rfind("[neighbor-address=")), "-neighbor");
+    }
+
+    // The key follows the entry. A setting follows the key, if there is one.
+    bool wants_more() const {
+        return end_ == SR_ERR_OK &&
+               (nodes_.empty() || (starts_with_neighbor() && nodes_.size() < 3));
+    }
+
+    void drop_neighbor_without_setting() {
+        if (nodes_.empty() || wants_more() || !starts_with_neighbor()) {
+            return;
+        }
+        const std::string entry = std::string(nodes_.front()->xpath) + "/";
+        const bool has_setting =
+            nodes_.size() == 3 && std::string_view(nodes_.back()->xpath).rfind(entry, 0) == 0;
+        if (!has_setting) {
+            nodes_.erase(nodes_.begin(), nodes_.begin() + 2);
+        }
+    }
+
+    std::deque<std::unique_ptr<sr_val_t, Free>> nodes_; // fetched in advance
+    int end_ = SR_ERR_OK;                               // why there are no more
+};
+
+CreatedNodes *created_nodes = nullptr; // of the subtree that the plug-in takes
 
 } // namespace
 
@@ -50,6 +126,12 @@ int sr_rpc_subscribe(sr_session_ctx_t * /*session*/, const char * /*xpath*/, sr_
                      void * /*private_data*/, uint32_t /*priority*/, sr_subscr_options_t /*opts*/,
                      sr_subscription_ctx_t ** /*subscription*/) {
     return SR_ERR_OK;
+}
+
+int sr_get_change_next(sr_session_ctx_t *session, sr_change_iter_t *iter,
+                       sr_change_oper_t *operation, sr_val_t **old_value, sr_val_t **new_value) {
+    *old_value = nullptr;
+    return bgpctl::created_nodes->next(session, iter, operation, new_value);
 }
 
 } // extern "C"
@@ -116,19 +198,28 @@ struct Plugin::Work {
     static int run(sr_session_ctx_t *session, const char *module, const char *path,
                    sr_event_t event, std::uint32_t request_id, void *data) {
         auto &work = *static_cast<Work *>(data);
+        CreatedNodes nodes;
+        created_nodes = &nodes;
         const int code = work.callback(session, module, path, event, request_id, nullptr);
         work.code = work.code == SR_ERR_OK ? code : work.code;
         return code;
     }
 };
 
-int Plugin::take_configuration(sr_session_ctx_t *session) const {
+int Plugin::take_configuration(const Datastore &datastore, const ModuleLock & /*lock*/) const {
+    if (datastore.as() == 0) {
+        if (datastore.configuration().empty()) {
+            return SR_ERR_OK;
+        }
+        throw std::runtime_error("the configuration has no AS number, and without one the plug-in "
+                                 "sends nothing; set router-bgp/as");
+    }
     for (const Registration &row : registrations_) {
         Work work{row.callback};
         sr_subscription_ctx_t *subscription = nullptr;
-        const int code = library_subscribe()(
-            session, row.module.c_str(), row.path.c_str(), Work::run, &work, row.priority,
-            SR_SUBSCR_ENABLED | SR_SUBSCR_NO_THREAD, &subscription);
+        const int code = library<Subscribe>("sr_module_change_subscribe")(
+            datastore.session(), row.module.c_str(), row.path.c_str(), Work::run, &work,
+            row.priority, SR_SUBSCR_ENABLED | SR_SUBSCR_NO_THREAD, &subscription);
         sr_unsubscribe(subscription);
         if (code != SR_ERR_OK || work.code != SR_ERR_OK) {
             return code != SR_ERR_OK ? code : work.code;

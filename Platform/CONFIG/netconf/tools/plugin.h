@@ -2,6 +2,8 @@
 #ifndef BGPCTL_PLUGIN_H
 #define BGPCTL_PLUGIN_H
 
+#include "datastore.h"
+
 #include <sysrepo.h>
 
 #include <cstdint>
@@ -33,9 +35,13 @@ class Plugin {
     Plugin(const std::string &file, sr_session_ctx_t *session);
 
     // Makes sysrepo pass the running configuration to the change callbacks as created changes, in
-    // the order of the plug-in's registrations and in this thread. Stops at the first callback that
-    // fails. Returns sysrepo's code, or that of the callback.
-    int take_configuration(sr_session_ctx_t *session) const;
+    // the order of the plug-in's registrations and in this thread; nothing for an empty one. Leaves
+    // out neighbors without a setting: there is no record for them, and the plug-in refuses changes
+    // that end with one. Stops at the first callback that fails. Returns sysrepo's code, or that of
+    // the callback. Throws std::runtime_error for a configuration without an AS number: the plug-in
+    // sends nothing of it. Needs the lock: without one, sysrepo makes each callback's reads wait
+    // for their time limit.
+    int take_configuration(const Datastore &datastore, const ModuleLock &lock) const;
 
   private:
     struct Registration {

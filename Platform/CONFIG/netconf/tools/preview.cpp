@@ -13,7 +13,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -127,22 +126,22 @@ int preview(const PreviewOptions &options) {
     check_version(options.plugin);
     const std::string plugin = fs::canonical(options.plugin);
     const std::string running = leave_datastore();
-    std::atomic<bool> shown = options.edit.empty();
     const Relay relay(nullptr, [&](const configd::Message &message, std::int32_t /*code*/) {
-        if (shown) {
-            fmt::print("{}\n", options.json ? configd::json_line(configd::decode(message))
-                                            : configd::readable(message));
-        }
+        fmt::print("{}\n", options.json ? configd::json_line(configd::decode(message))
+                                        : configd::readable(message));
     });
-    const PrivateHost host(plugin);
     const Datastore datastore;
     if (!running.empty()) {
         make(datastore, running);
     }
-    if (!options.edit.empty()) {
-        shown = true;
-        make(datastore, edit);
+    if (options.edit.empty()) {
+        const ModuleLock lock(datastore);
+        const int code = Plugin(plugin, datastore.session()).take_configuration(datastore, lock);
+        check(code, "the plug-in refuses the configuration");
+        return EXIT_SUCCESS;
     }
+    const PrivateHost host(plugin);
+    make(datastore, edit);
     return EXIT_SUCCESS;
 }
 

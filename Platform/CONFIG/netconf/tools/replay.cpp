@@ -125,7 +125,7 @@ int replay(const ReplayOptions &options) {
         if (options.replace) {
             drop_instance(datastore, daemon);
         }
-        code = plugin.take_configuration(datastore.session());
+        code = plugin.take_configuration(datastore, lock);
     }
     return report(output.file(), code, relay);
 }
