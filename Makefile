@@ -68,9 +68,11 @@ coverage: setup
 mutants: build
 	scripts/mutants build/release $(MUTANTS_OPTIONS)
 
-# Random edits and RPCs for MINUTES, 30 by default; SEED=n repeats the edits of a run.
+# Random edits and RPCs for MINUTES, 30 by default, of CLIENTS, 4 by default; SEED=n repeats the
+# edits of a run, PICTURE=FILE draws memory and times into an SVG file.
 soak: build
-	build/release/tests/soak/bgp_soak --minutes $(or $(MINUTES),30) $(if $(SEED),--seed $(SEED))
+	$(if $(PICTURE),scripts/install-dependencies --for-figures)
+	build/release/tests/soak/bgp_soak --minutes $(or $(MINUTES),30) --clients $(or $(CLIENTS),4) $(if $(SEED),--seed $(SEED)) $(if $(PICTURE),--picture $(PICTURE))
 
 # Draws the figures of the documents; DEMO=FILE draws the demonstration from its output, too.
 figures: setup

@@ -77,8 +77,7 @@ std::string Series::picture() const {
                    edits.median, edits.percentile_99, edits.longest);
     }
     std::fflush(data.get());
-    const std::string settings =
-        fmt::format("data='/proc/{}/fd/{}'", getpid(), fileno(data.get()));
+    const std::string settings = fmt::format("data='/proc/{}/fd/{}'", getpid(), fileno(data.get()));
     support::Outcome outcome = support::run("gnuplot", {"-e", settings, SOAK_PICTURE});
     if (outcome.exit_code != 0) {
         throw std::runtime_error("gnuplot could not draw the picture: " + outcome.output);
