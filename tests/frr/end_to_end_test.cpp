@@ -187,8 +187,10 @@ TEST_F(EndToEndTest, AClearResetsTheSession) {
     start_peer();
     expect_edit(router_bgp(session));
     ASSERT_TRUE(happens([&] { return is_established(); }));
+    // Two connections that meet at the start count as one dropped.
+    const auto dropped = session_of_peer()["connectionsDropped"];
     EXPECT_EQ(datastore->call(call("clear-ip-bgp")).exit_code, 0);
-    ASSERT_TRUE(happens([&] { return session_of_peer()["connectionsDropped"] == 1; }));
+    ASSERT_TRUE(happens([&] { return session_of_peer()["connectionsDropped"] > dropped; }));
     ASSERT_TRUE(happens([&] { return is_established(); }));
 }
 

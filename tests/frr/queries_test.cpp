@@ -370,10 +370,13 @@ TEST_F(FrrQueryTest, EvpnRouteIsAsItsBestPathIs) {
                      "aspath": {"string": "64496"}, "origin": "EGP", "metric": 7}],
                    [{"bestpath": {"overall": true}, "local": true, "weight": 32768,
                      "nexthops": [{"ip": "192.0.2.2"}], "VNI": 10100}]]}}})";
-    EXPECT_THAT(EvpnReply{evpn(all_types).payload}.texts,
-                ElementsAre("192.0.2.9:5", "[5]:[0]:[8]:[10.0.0.0]", "other", "best", "local",
-                            "10100", "192.0.2.1", "7 0 0", "64496 e", "192.0.2.2", "0 0 32768",
-                            ""));
+    const auto shown =
+        ElementsAre("192.0.2.9:5", "[5]:[0]:[8]:[10.0.0.0]", "other", "best", "local", "10100",
+                    "192.0.2.1", "7 0 0", "64496 e", "192.0.2.2", "0 0 32768", "");
+    std::string &answer = answers[evpn_command].text;
+    EXPECT_THAT(EvpnReply{evpn(all_types).payload}.texts, shown);
+    answer.replace(answer.find("VNI"), 3, "vni"); // as FRRouting 10 spells it
+    EXPECT_THAT(EvpnReply{evpn(all_types).payload}.texts, shown);
 }
 
 // Clearing.

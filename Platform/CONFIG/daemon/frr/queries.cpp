@@ -466,7 +466,8 @@ EvpnRoute evpn_route(std::string_view name, const Json &facts) {
     route.source_type = source_type(is_set(path, "local") || is_set(path, "sourced"),
                                     text(member(path, "peer"), "type") == "internal");
     route.ext_community = text(member(path, "extendedCommunity"), "string");
-    route.label = text(path, "VNI");
+    // FRRouting 8 and 10 spell it differently.
+    route.label = text(path, member(path, "vni").is_null() ? "VNI" : "vni");
     std::transform(paths.begin(), paths.end(), std::back_inserter(route.next_hops),
                    [](const Json *each) { return evpn_next_hop(*each); });
     return route;
