@@ -5,8 +5,8 @@ backups=/var/backups
 
 say() { echo "sysrepo-plugin-orv-bgp: $*"; }
 
-# What sysrepo knows of the module: its revision; "new", "updated" or "removed"
-# while such a change is scheduled; nothing when it does not know the module.
+# The state of the module in sysrepo: its revision; "new", "updated" or "removed"
+# while such a change is scheduled; nothing when sysrepo does not have the module.
 # sysrepo makes scheduled changes when a client connects while no other is
 # connected, so calling this makes them if that is the case.
 module_state() {

@@ -117,19 +117,19 @@ Bytes idle_entry(const char *address, const char *as) {
         .text("Idle", 35);
 }
 
-TEST_F(SummaryTest, OfNothingIsABlockWithoutNeighbours) {
+TEST_F(SummaryTest, OfNothingIsABlockWithoutNeighbors) {
     configuration = json::object();
     EXPECT_EQ(summary(), summary_block("0", "", 0).str());
 }
 
-TEST_F(SummaryTest, HasTheNeighboursOutsideVrfsThatTheInstanceHas) {
+TEST_F(SummaryTest, HasTheNeighborsOutsideVrfsThatTheInstanceHas) {
     EXPECT_EQ(summary(), summary_block("65001", "192.0.2.1", 2)
                              .then(idle_entry("192.0.2.11", "64496"))
                              .then(idle_entry("2001:db8::11", "4200000000"))
                              .str());
 }
 
-TEST_F(SummaryTest, HasEachNeighbourOfAVrfOnceWithWhatAnyOfItsFamiliesSays) {
+TEST_F(SummaryTest, HasEachNeighborOfAVrfOnceWithWhatAnyOfItsFamiliesSays) {
     EXPECT_EQ(summary("red"), summary_block("65001", "192.0.2.1", 2)
                                   .then(idle_entry("10.1.0.1", "64521"))
                                   .then(idle_entry("10.1.0.2", "64522"))
@@ -137,7 +137,7 @@ TEST_F(SummaryTest, HasEachNeighbourOfAVrfOnceWithWhatAnyOfItsFamiliesSays) {
     EXPECT_THAT(addresses("blue"), ElementsAre("10.1.0.1"));
 }
 
-TEST_F(SummaryTest, OfAnUnknownVrfIsABlockWithoutNeighbours) {
+TEST_F(SummaryTest, OfAnUnknownVrfIsABlockWithoutNeighbors) {
     EXPECT_THAT(addresses("green"), IsEmpty());
     EXPECT_THAT(addresses("re"), IsEmpty());
 }
@@ -265,13 +265,13 @@ TEST_F(NeighborTest, AllAreThoseOutsideVrfsAndThoseOfEachVrf) {
         Bytes{}.u32(5).then(peer_11).then(peer_v6).then(blue_1).then(red_1).then(red_2).str());
 }
 
-TEST_F(NeighborTest, AnAddressChoosesTheNeighboursThatHaveIt) {
+TEST_F(NeighborTest, AnAddressChoosesTheNeighborsThatHaveIt) {
     EXPECT_EQ(neighbors(0, "192.0.2.11"), Bytes{}.u32(1).then(peer_11).str());
     EXPECT_EQ(neighbors(0, "10.1.0.1"), Bytes{}.u32(2).then(blue_1).then(red_1).str());
     EXPECT_EQ(neighbors(0, "192.0.2.1"), Bytes{}.u32(0).str());
 }
 
-TEST_F(NeighborTest, AVrfChoosesItsNeighbours) {
+TEST_F(NeighborTest, AVrfChoosesItsNeighbors) {
     EXPECT_EQ(neighbors(0, "", "red"), Bytes{}.u32(2).then(red_1).then(red_2).str());
     EXPECT_EQ(neighbors(0, "", "green"), Bytes{}.u32(0).str());
 }

@@ -17,7 +17,7 @@ std::string full(std::size_t fitting, std::size_t all, const std::string &units)
            " " + units;
 }
 
-TEST(SummaryReply, IsCutAtANeighbour) {
+TEST(SummaryReply, IsCutAtANeighbor) {
     using Block = bgp_rpc_ip_bgp_summary_output_neighbors;
     using Entry = bgp_rpc_ip_bgp_summary_output_entry;
     constexpr std::size_t fitting = (longest_payload - sizeof(Block)) / sizeof(Entry);
@@ -25,10 +25,10 @@ TEST(SummaryReply, IsCutAtANeighbour) {
     const auto result = configd::summary_reply({}, entries);
     EXPECT_EQ(result.payload.size(), sizeof(Block) + fitting * sizeof(Entry));
     EXPECT_EQ(u32_at(result.payload, 80), fitting);
-    EXPECT_EQ(result.note, full(fitting, fitting + 1, "neighbours"));
+    EXPECT_EQ(result.note, full(fitting, fitting + 1, "neighbors"));
 }
 
-TEST(NeighborReply, IsCutAtANeighbourWithItsFamilies) {
+TEST(NeighborReply, IsCutAtANeighborWithItsFamilies) {
     using Peer = bgp_rpc_ip_bgp_neighbor_output_neighbor;
     constexpr std::size_t unit =
         sizeof(Peer) + 3 * sizeof(bgp_rpc_ip_bgp_neighbor_output_addrsss_family);
@@ -40,7 +40,7 @@ TEST(NeighborReply, IsCutAtANeighbourWithItsFamilies) {
     EXPECT_EQ(result.payload.size(), 4 + fitting * unit);
     EXPECT_EQ(u32_at(result.payload, 0), fitting);
     EXPECT_EQ(u32_at(result.payload, 4 + offsetof(Peer, address_family_cnt)), 3U);
-    EXPECT_EQ(result.note, full(fitting, fitting + 5, "neighbours"));
+    EXPECT_EQ(result.note, full(fitting, fitting + 5, "neighbors"));
 }
 
 TEST(InfoReply, CountsTheNextHopsOfTheNetworksThatFit) {
@@ -67,7 +67,7 @@ TEST(InfoReply, TakesNetworksWithoutNextHops) {
 }
 
 // 100 bytes on the wire, 4 values.
-configd::EvpnRoute labelled_route() {
+configd::EvpnRoute labeled_route() {
     configd::EvpnRoute route;
     route.text = std::string(80, 'r');
     route.label = "1234567890";
@@ -77,9 +77,9 @@ configd::EvpnRoute labelled_route() {
 
 TEST(EvpnReply, IsCutAtARouteAndLeavesOutLaterDistinguishers) {
     const std::size_t fitting = (longest_payload - 8 - (3 + 4) - (3 + 4) - 100) / 100;
-    const configd::EvpnDistinguisher first{"rd", {labelled_route()}};
+    const configd::EvpnDistinguisher first{"rd", {labeled_route()}};
     const configd::EvpnDistinguisher second{
-        "rd", std::vector<configd::EvpnRoute>(fitting + 2, labelled_route())};
+        "rd", std::vector<configd::EvpnRoute>(fitting + 2, labeled_route())};
     const auto result = configd::evpn_reply({first, second, first});
     EXPECT_EQ(result.payload.size(), 8 + 7 + 100 + 7 + fitting * 100);
     EXPECT_LE(result.payload.size(), longest_payload);
@@ -94,7 +94,7 @@ TEST(EvpnReply, LeavesOutADistinguisherOfWhichNoRouteFits) {
     configd::EvpnRoute large;
     large.text = std::string(longest_payload, 'r');
     const auto result = configd::evpn_reply(
-        {{"first", {labelled_route()}}, {"second", {large}}, {"third", {labelled_route()}}});
+        {{"first", {labeled_route()}}, {"second", {large}}, {"third", {labeled_route()}}});
     EXPECT_EQ(result.payload.size(), 8 + 6 + 4 + 100U);
     EXPECT_EQ(u32_at(result.payload, 0), 4U);
     EXPECT_EQ(u32_at(result.payload, 4), 1U);

@@ -27,7 +27,7 @@ TEST(State, OfAnEmptyObjectKnowsNothing) {
     EXPECT_TRUE(state.evpn.empty());
 }
 
-TEST(State, OfANeighbourThatIsOnlyNamedIsIdle) {
+TEST(State, OfANeighborThatIsOnlyNamedIsIdle) {
     const State state =
         configd::state_from_json({{"neighbors", {{{"neighbor-addr", "192.0.2.11"}}}}});
     const auto &neighbor = state.neighbors.at({"", "192.0.2.11"});
@@ -74,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(
     States, BadStateTest,
     testing::Values(
         BadState{"[]", "the top level is no object"},
-        BadState{R"({"neighbours":[]})", "/neighbours is not known here"},
+        BadState{R"({"peers":[]})", "/peers is not known here"},
         BadState{R"({"a/b":1})", "/a~1b is not known here"},
         BadState{R"({"table-version":"1"})", "/table-version is no number from 0 to 4294967295"},
         BadState{R"({"table-version":-1})", "/table-version is no number from 0 to 4294967295"},

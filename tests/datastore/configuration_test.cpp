@@ -476,7 +476,7 @@ TEST_F(ConfigurationOnDatastore, FamilySettingsChangeLeafByLeaf) {
     }
 }
 
-TEST_F(ConfigurationOnDatastore, FamilyNeighboursChangeLeafByLeaf) {
+TEST_F(ConfigurationOnDatastore, FamilyNeighborsChangeLeafByLeaf) {
     create_all();
     const Family &family = families[0];
     for (const auto &neighbor : family.neighbors) {
@@ -500,7 +500,7 @@ TEST_F(ConfigurationOnDatastore, FamilyNeighboursChangeLeafByLeaf) {
     }
 }
 
-TEST_F(ConfigurationOnDatastore, VrfNeighboursChangeLeafByLeaf) {
+TEST_F(ConfigurationOnDatastore, VrfNeighborsChangeLeafByLeaf) {
     create_all();
     const Family &family = families[2];
     for (const auto &neighbor : family.vrf_neighbors) {

@@ -440,7 +440,7 @@ std::vector<Fault> edit_faults() {
               {refused(SR_ERR_INVALID_VALUE),
                "change cfg for bgp from xpath:/orv_bgp:router-bgp/bgp/router-id"},
               1),
-        fault("SecondSettingOfANeighbourRefused",
+        fault("SecondSettingOfANeighborRefused",
               scripted_after(1, configd::ResultCode{SR_ERR_INVALID_VALUE}),
               edit(globle_neighbor("<remote-as>64496</remote-as><description>A</description>"
                                    "<ebgp-multihop>2</ebgp-multihop>")),
@@ -458,7 +458,7 @@ std::vector<Fault> edit_faults() {
                edited(router_bgp("<as nc:operation=\"delete\"/>"))},
               edit(router_bgp("<bgp><router-id nc:operation=\"delete\"/></bgp>")), Seen::success,
               {"[bgp_config_globle_bgp_change_cb][694]as not exist!"}, 0),
-        fault("NeighbourWithoutASetting", scripted({}), edit(globle_neighbor("")), Seen::failure,
+        fault("NeighborWithoutASetting", scripted({}), edit(globle_neighbor("")), Seen::failure,
               {"[bgp_config_globle_bgp_change_cb][668]not found!", "change cfg for bgp failed:"},
               0),
     };

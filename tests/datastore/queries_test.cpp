@@ -84,12 +84,12 @@ TEST_F(QueriesOnDatastore, SummaryWithAllItsInputs) {
               bytes_of(query));
 }
 
-TEST_F(QueriesOnDatastore, SummaryWithoutNeighboursIsEmpty) {
+TEST_F(QueriesOnDatastore, SummaryWithoutNeighborsIsEmpty) {
     query_of(21, summary_payload(0), rpc("ip-bgp-summary"));
     EXPECT_THAT(outcome.output, Not(HasSubstr("<neighbors>")));
 }
 
-TEST_F(QueriesOnDatastore, NeighbourWithEachOfItsInputs) {
+TEST_F(QueriesOnDatastore, NeighborWithEachOfItsInputs) {
     bgp_rpc_ip_bgp_neighbor_input query{};
     query.all = 1;
     EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor")), bytes_of(query));

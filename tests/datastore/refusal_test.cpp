@@ -118,7 +118,7 @@ TEST_F(RefusalOnDatastore, CallSaysWhatIsWrongWithTheReply) {
     std::string payload(sizeof block, '\0');
     std::memcpy(payload.data(), &block, sizeof block);
     daemon->answer_next(configd::Reply{MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_SUMMARY, 0, payload});
-    EXPECT_THAT(failed("ip-bgp-summary"), HasSubstr("its counts lead outside the reply"));
+    EXPECT_THAT(failed("ip-bgp-summary"), HasSubstr("its counts exceed the reply"));
 }
 
 } // namespace

@@ -194,7 +194,7 @@ TEST_F(EndToEndTest, AClearResetsTheSession) {
     ASSERT_TRUE(happens([&] { return is_established(); }));
 }
 
-TEST_F(EndToEndTest, TheDeletionOfTheNeighbourTakesTheSessionDown) {
+TEST_F(EndToEndTest, TheDeletionOfTheNeighborTakesTheSessionDown) {
     start_peer();
     expect_edit(router_bgp(session));
     ASSERT_TRUE(happens([&] { return is_established(); }));

@@ -206,7 +206,7 @@ TEST_P(LineTest, AppearsAndDisappears) {
 INSTANTIATE_TEST_SUITE_P(Records, LineTest, testing::ValuesIn(line_cases()),
                          [](const auto &row) { return row.param.name; });
 
-TEST_F(FrrBackendTest, MakesANeighbourOfTheSameAsAReflectorsClient) {
+TEST_F(FrrBackendTest, MakesANeighborOfTheSameAsAReflectorsClient) {
     prepare();
     speaker->configure({"router bgp 100", "neighbor 10.0.0.1 remote-as 100"});
     apply({neighbor(BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, set)});
@@ -215,7 +215,7 @@ TEST_F(FrrBackendTest, MakesANeighbourOfTheSameAsAReflectorsClient) {
     EXPECT_FALSE(speaker->has_line("neighbor 10.0.0.1 route-reflector-client"));
 }
 
-TEST_F(FrrBackendTest, RemovesANeighbourWithItsRemoteAs) {
+TEST_F(FrrBackendTest, RemovesANeighborWithItsRemoteAs) {
     prepare();
     apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set),
            neighbor(BGP_SUB_NEIGHBOR_ACTIVATE, set),
@@ -324,7 +324,7 @@ TEST_F(FrrBackendTest, RemovesAVrfsInstanceWithItsLastFamily) {
     EXPECT_FALSE(speaker->has_line("router bgp 100 vrf red"));
 }
 
-TEST_F(FrrBackendTest, KeepsTheNeighbourThatAnotherFamilyOfTheVrfHas) {
+TEST_F(FrrBackendTest, KeepsTheNeighborThatAnotherFamilyOfTheVrfHas) {
     prepare_vrf();
     apply({neighbor(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, set, red), vrf(set, red_ipv6),
            neighbor(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, set, red_ipv6), vrf(erase)});

@@ -111,7 +111,7 @@ class FrrQueryTest : public testing::Test {
 
 // Summary.
 
-TEST_F(FrrQueryTest, SummaryIsThatOfTheInstanceAndItsNeighboursInAllFamilies) {
+TEST_F(FrrQueryTest, SummaryIsThatOfTheInstanceAndItsNeighborsInAllFamilies) {
     const SummaryReply reply{summary().payload};
     EXPECT_STREQ(reply.instance.as, "65001");
     EXPECT_STREQ(reply.instance.router_id, "192.0.2.1");
@@ -165,7 +165,7 @@ TEST_F(FrrQueryTest, SummaryTakesAnAsInDotNotation) {
 
 // Neighbors.
 
-TEST_F(FrrQueryTest, NeighbourIsShownWithWhatBgpdKnows) {
+TEST_F(FrrQueryTest, NeighborIsShownWithWhatBgpdKnows) {
     const auto result = neighbors(0, "127.0.0.2");
     EXPECT_EQ(result.note, "");
     const NeighborReply reply{result.payload};
@@ -196,7 +196,7 @@ TEST_F(FrrQueryTest, NeighbourIsShownWithWhatBgpdKnows) {
     EXPECT_EQ(families[0].prefix_announced_statis, 5U);
 }
 
-TEST_F(FrrQueryTest, NeighbourCountsAndTimersComeFromMembersOfTheirOwn) {
+TEST_F(FrrQueryTest, NeighborCountsAndTimersComeFromMembersOfTheirOwn) {
     answers[neighbors_command].text = R"({"red": {"vrfId": 7, "2001:db8::7": {
         "messageStats": {"totalRecv": 1, "notificationsRecv": 2, "depthInq": 3, "totalSent": 4,
                          "notificationsSent": 5, "depthOutq": 6, "routeRefreshRecv": 7,
@@ -221,14 +221,14 @@ TEST_F(FrrQueryTest, NeighbourCountsAndTimersComeFromMembersOfTheirOwn) {
     EXPECT_EQ(peer.next_connect_timer, 9U);
     EXPECT_STREQ(peer.update_source, "lo");
     EXPECT_EQ(peer.connection_dropped, 10U);
-    ASSERT_EQ(families.size(), 1U) << "labelled unicast has no number";
+    ASSERT_EQ(families.size(), 1U) << "labeled unicast has no number";
     EXPECT_EQ(families[0].address_family.afi, 3U);
     EXPECT_STREQ(families[0].address_family.vrf_name, "red");
     EXPECT_EQ(families[0].route_reflector_client, 1);
     EXPECT_EQ(families[0].community_attribute, 0);
 }
 
-TEST_F(FrrQueryTest, NeighboursAreChosenByAddressAndVrf) {
+TEST_F(FrrQueryTest, NeighborsAreChosenByAddressAndVrf) {
     const auto chosen = [this](std::uint32_t all, const char *address, const char *vrf) {
         std::vector<std::string> names;
         for (const auto &[peer, families] :
@@ -470,7 +470,7 @@ TEST_F(FrrQueryTest, AnEvpnAnswerThatBeginsWithACommaHasNoRoutes) {
     EXPECT_THAT(EvpnReply{result.payload}.texts, IsEmpty());
 }
 
-TEST_F(FrrQueryTest, ADescriptionInLatin1DoesNotHideTheNeighbours) {
+TEST_F(FrrQueryTest, ADescriptionInLatin1DoesNotHideTheNeighbors) {
     answers[neighbors_command].text =
         "{\"default\": {\"192.0.2.7\": {\"nbrDesc\": \"Z\xFCrich\", \"remoteAs\": 7}}}";
     const NeighborReply reply{neighbors(1).payload};

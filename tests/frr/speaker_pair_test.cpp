@@ -131,7 +131,7 @@ class SpeakerPairTest : public testing::Test {
     std::optional<FrrBackend> backend;
 };
 
-TEST_F(SpeakerPairTest, SummaryNeighboursAndRoutesShowTheSession) {
+TEST_F(SpeakerPairTest, SummaryNeighborsAndRoutesShowTheSession) {
     announce({"network 198.51.100.0/24", "network 203.0.113.0/25"});
     wait_for_session();
     const InfoReply info = wait_for_networks(2);
@@ -167,7 +167,7 @@ TEST_F(SpeakerPairTest, SummaryNeighboursAndRoutesShowTheSession) {
     EXPECT_EQ(families[1].address_family.afi, 3U);
 }
 
-TEST_F(SpeakerPairTest, EvpnShowsATypeFiveRouteOfTheNeighbour) {
+TEST_F(SpeakerPairTest, EvpnShowsATypeFiveRouteOfTheNeighbor) {
     announce({"address-family l2vpn evpn",
               "network 10.9.0.0/16 rd 192.0.2.2:5 ethtag 0 label 500 esi "
               "00:00:00:00:00:00:00:00:00:00 gwip 0.0.0.0 routermac 02:00:00:00:00:05"});

@@ -213,7 +213,7 @@ TEST_P(FamilyChange, LeafNamesDecideEvenAcrossLists) {
 
 // --- Neighbors: one record per leaf ------------------------------------------------------
 
-TEST_P(FamilyChange, LeavesOfANeighbourAreOneRecordEachAndGather) {
+TEST_P(FamilyChange, LeavesOfANeighborAreOneRecordEachAndGather) {
     const ListEntry entry = neighbor();
     Settings settings;
     Records expected;
@@ -225,7 +225,7 @@ TEST_P(FamilyChange, LeavesOfANeighbourAreOneRecordEachAndGather) {
     EXPECT_EQ(sent(), expected);
 }
 
-TEST_P(FamilyChange, NeighbourLeftWithoutALeafIsAnInvalidArgument) {
+TEST_P(FamilyChange, NeighborLeftWithoutALeafIsAnInvalidArgument) {
     const ListEntry entry = neighbor();
     for (const Operation &operation : operations) {
         const auto code = operation.change;
@@ -744,7 +744,7 @@ class InstanceFamilyChange : public support::FamilyTest {
     InstanceFamilyChange() : FamilyTest(support::instance_family()) {}
 };
 
-TEST_F(InstanceFamilyChange, SettingsOfAVrfsNeighbourAreNoneHere) {
+TEST_F(InstanceFamilyChange, SettingsOfAVrfsNeighborAreNoneHere) {
     const ListEntry entry = neighbor();
     for (const char *node : {"remote-as", "description", "ebgp-multihop", "update-source"}) {
         EXPECT_EQ(change({created(scripted::text(entry.path(node), "200"))}), SR_ERR_INVAL_ARG);
@@ -766,7 +766,7 @@ TEST_F(InstanceFamilyChange, ContainersOfAVrfAreNotParsed) {
     EXPECT_EQ(sent(), Records{});
 }
 
-TEST_F(InstanceFamilyChange, LeavesOfANeighbourAreTraced) {
+TEST_F(InstanceFamilyChange, LeavesOfANeighborAreTraced) {
     const std::pair<const char *, const char *> lines[] = {
         {"activate", "set neighbor activate.\n"},
         {"next-hop-self", "set neighbor next hop self.\n"},

@@ -168,7 +168,7 @@ TEST_P(GlobleText, IsNotTakenFromAValueWithoutOne) {
 
 // --- The neighbor's address ------------------------------------------------------------
 
-TEST_F(GlobleChange, AddressLongerThanItsFieldIsRefusedAtAnyNodeOfTheNeighbour) {
+TEST_F(GlobleChange, AddressLongerThanItsFieldIsRefusedAtAnyNodeOfTheNeighbor) {
     const std::string address(address_field.size + 1, 'a');
     for (const auto &value : {entry(address), key(address), setting(address, remote_as, 200)}) {
         const CapturedOutput output;
@@ -179,7 +179,7 @@ TEST_F(GlobleChange, AddressLongerThanItsFieldIsRefusedAtAnyNodeOfTheNeighbour) 
     }
 }
 
-TEST_F(GlobleChange, NeighbourWithoutAnAddressIsAnInternalError) {
+TEST_F(GlobleChange, NeighborWithoutAnAddressIsAnInternalError) {
     const std::string list = std::string(subscription) + "/bgp-globle-neighbors/globle-neighbor";
     for (const std::string &path : {list, list + "/remote-as", list + "[name='a']/description"}) {
         const CapturedOutput output;
@@ -192,7 +192,7 @@ TEST_F(GlobleChange, NeighbourWithoutAnAddressIsAnInternalError) {
 
 // --- Several settings in one edit ------------------------------------------------------
 
-TEST_F(GlobleChange, NewNeighbourIsOneRecordPerSettingAndEachHoldsThoseBeforeIt) {
+TEST_F(GlobleChange, NewNeighborIsOneRecordPerSettingAndEachHoldsThoseBeforeIt) {
     EXPECT_EQ(change({created(entry("10.0.0.1")), created(key("10.0.0.1")),
                       created(setting("10.0.0.1", remote_as, 200)),
                       created(scripted::text(neighbor_path("10.0.0.1", "description"), "peer"))}),
@@ -203,7 +203,7 @@ TEST_F(GlobleChange, NewNeighbourIsOneRecordPerSettingAndEachHoldsThoseBeforeIt)
                        RecordBytes(first).put(description.field, "peer").sent(4, SR_OP_CREATED)}));
 }
 
-TEST_F(GlobleChange, SettingsOfAnotherNeighbourJoinThoseOfTheFirst) {
+TEST_F(GlobleChange, SettingsOfAnotherNeighborJoinThoseOfTheFirst) {
     EXPECT_EQ(change({created(setting("2001:db8::1", remote_as, 200)),
                       deleted(setting("10.0.0.2", multihop, 7))}),
               SR_ERR_OK);
@@ -224,7 +224,7 @@ TEST_F(GlobleChange, KeyLeafClearsWhatEarlierSettingsLeft) {
     EXPECT_EQ(records[2], with(neighbor_record(1, "10.0.0.2"), description, 1).sent(4, 0));
 }
 
-TEST_F(GlobleChange, RouterIdentifierReplacesOnlyTheStartOfANeighboursRecord) {
+TEST_F(GlobleChange, RouterIdentifierReplacesOnlyTheStartOfANeighborsRecord) {
     EXPECT_EQ(change({created(setting("2001:db8::1", remote_as, 200)), created(router(7)),
                       created(setting("10.0.0.2", description, 1))}),
               SR_ERR_OK);
@@ -237,7 +237,7 @@ TEST_F(GlobleChange, RouterIdentifierReplacesOnlyTheStartOfANeighboursRecord) {
 
 // --- A neighbor without a setting -------------------------------------------------------
 
-TEST_F(GlobleChange, NeighbourLeftWithoutASettingIsAnInvalidArgument) {
+TEST_F(GlobleChange, NeighborLeftWithoutASettingIsAnInvalidArgument) {
     const auto unknown = scripted::text(neighbor_path("10.0.0.1", "unknown"), "1");
     for (const auto &value : {entry("10.0.0.1"), key("10.0.0.1"), unknown}) {
         for (const Operation &operation : operations) {
@@ -247,7 +247,7 @@ TEST_F(GlobleChange, NeighbourLeftWithoutASettingIsAnInvalidArgument) {
     EXPECT_EQ(sent(), Records{});
 }
 
-TEST_F(GlobleChange, NodeNamedLikeTheRouterIdentifierInANeighbourIsSentAtTheEnd) {
+TEST_F(GlobleChange, NodeNamedLikeTheRouterIdentifierInANeighborIsSentAtTheEnd) {
     const auto value = scripted::text(neighbor_path("10.0.0.1", "router-id"), "1.1.1.1");
     EXPECT_EQ(change({created(value), deleted(entry("10.0.0.1"))}), SR_ERR_OK);
     EXPECT_EQ(sent(), Records{neighbor_record(0, "10.0.0.1").sent(2, SR_OP_DELETED)});
@@ -270,7 +270,7 @@ TEST_F(GlobleChange, DeletionOfTheRemoteAsCarriesTheOtherDeletions) {
     }
 }
 
-TEST_F(GlobleChange, DeletionOfAWholeNeighbourIsOneRecord) {
+TEST_F(GlobleChange, DeletionOfAWholeNeighborIsOneRecord) {
     Changes changes{deleted(entry("10.0.0.1")), deleted(key("10.0.0.1"))};
     for (const Leaf *leaf : neighbor_leaves) {
         changes.push_back(deleted(setting("10.0.0.1", *leaf, 200)));
@@ -280,7 +280,7 @@ TEST_F(GlobleChange, DeletionOfAWholeNeighbourIsOneRecord) {
               Records{with(neighbor_record(0, "10.0.0.1"), remote_as, 200).sent(3, SR_OP_DELETED)});
 }
 
-TEST_F(GlobleChange, DeletionOfTheRemoteAsCarriesThoseOfEveryNeighbour) {
+TEST_F(GlobleChange, DeletionOfTheRemoteAsCarriesThoseOfEveryNeighbor) {
     EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200)),
                       deleted(setting("10.0.0.2", description, 7)),
                       deleted(setting("10.0.0.3", remote_as, 300)),
@@ -503,7 +503,7 @@ TEST_F(GlobleTrace, OfADeletedRemoteAsAndWhatItCarries) {
                   sending_lines(412, 4, 0, 1) + not_found + over);
 }
 
-TEST_F(GlobleTrace, OfANeighbourWithoutASetting) {
+TEST_F(GlobleTrace, OfANeighborWithoutASetting) {
     EXPECT_EQ(trace({created(key("1"))}), node_lines(0, "neighbor-address") +
                                               path_line(neighbor_path("1", "neighbor-address")) +
                                               not_found +

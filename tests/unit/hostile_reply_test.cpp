@@ -143,7 +143,7 @@ std::vector<std::uint32_t> too_many(std::uint32_t first, const WireRecord &recor
     return too_many(first, record, record.leaves());
 }
 
-TEST_F(HostileReply, ThereIsNoArrayForMoreNeighboursThanASummaryHolds) {
+TEST_F(HostileReply, ThereIsNoArrayForMoreNeighborsThanASummaryHolds) {
     const auto most = static_cast<std::uint32_t>((payload_limit - support::summary_block.size) /
                                                  summary_entry.size);
     for (const std::uint32_t count : too_many(most + 1, summary_entry)) {

@@ -36,7 +36,7 @@ constexpr Expected expected_registrations[] = {
 static_assert(std::size(expected_registrations) == 4 + configd::query_count,
               "one row for each query");
 
-TEST_F(Lifecycle, InitialisationMakesTheRegistrationsInOrderOnOneHandle) {
+TEST_F(Lifecycle, InitializationMakesTheRegistrationsInOrderOnOneHandle) {
     ASSERT_EQ(sr_plugin_init_cb(scripted::session(), nullptr), SR_ERR_OK);
     const auto &made = sysrepo().registrations;
     ASSERT_EQ(made.size(), std::size(expected_registrations));
@@ -53,7 +53,7 @@ TEST_F(Lifecycle, InitialisationMakesTheRegistrationsInOrderOnOneHandle) {
     EXPECT_TRUE(sysrepo().unsubscribed.empty());
 }
 
-TEST_F(Lifecycle, InitialisationLeavesThePrivateContextUntouched) {
+TEST_F(Lifecycle, InitializationLeavesThePrivateContextUntouched) {
     char mark = 0;
     void *context = &mark;
     ASSERT_EQ(sr_plugin_init_cb(scripted::session(), &context), SR_ERR_OK);

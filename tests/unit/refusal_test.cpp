@@ -81,7 +81,7 @@ TEST_F(EditRefusal, NamesTheSettingTheCodeItsMeaningAndWhatHelps) {
     }
 }
 
-TEST_F(EditRefusal, NamesTheRefusedNeighbourSetting) {
+TEST_F(EditRefusal, NamesTheRefusedNeighborSetting) {
     EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
                    {created(scripted::text(neighbor_path + "/remote-as", "200")),
                     created(scripted::text(neighbor_path + "/description", "peer"))},
@@ -178,7 +178,7 @@ TEST_F(EditRefusal, SaysWhichKeyIsMissingOrUnknown) {
     }
 }
 
-TEST_F(EditRefusal, SaysThatANeighbourHasNoSettingOfItsOwn) {
+TEST_F(EditRefusal, SaysThatANeighborHasNoSettingOfItsOwn) {
     EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
                    {created(scripted::text(neighbor_path + "/neighbor-address", "10.0.0.1"))}),
               1);
@@ -300,23 +300,23 @@ scripted::Value some_input() {
     return scripted::node("/orv_bgp:some/other", SR_LEAF_EMPTY_T);
 }
 
-class CallRefusal : public support::PluginTest, public testing::WithParamInterface<Call> {
+class RpcRefusal : public support::PluginTest, public testing::WithParamInterface<Call> {
   protected:
-    CallRefusal() {
+    RpcRefusal() {
         host_plugin();
         configure_as(100);
     }
 };
-INSTANTIATE_TEST_SUITE_P(EveryCall, CallRefusal, testing::ValuesIn(calls), [](const auto &call) {
+INSTANTIATE_TEST_SUITE_P(EveryRpc, RpcRefusal, testing::ValuesIn(calls), [](const auto &call) {
     return "sub_mod_" + std::to_string(call.param.sub_mod);
 });
 
-TEST_P(CallRefusal, SaysWhereTheDaemonShouldBe) {
+TEST_P(RpcRefusal, SaysWhereTheDaemonShouldBe) {
     EXPECT_EQ(make_call(GetParam(), some_input()), 14);
     expect_told(GetParam().path, unreachable);
 }
 
-TEST_P(CallRefusal, SaysWhyThereIsNoReply) {
+TEST_P(RpcRefusal, SaysWhyThereIsNoReply) {
     RecordingDaemon daemon;
     const struct {
         configd::Answer answer;
@@ -341,7 +341,7 @@ TEST_P(CallRefusal, SaysWhyThereIsNoReply) {
     }
 }
 
-TEST_P(CallRefusal, SaysThatTheReplyAnswersAnotherQuery) {
+TEST_P(RpcRefusal, SaysThatTheReplyAnswersAnotherQuery) {
     if (GetParam().sub_mod == BGP_SUB_RPC_CLEAR_IP_BGP) {
         return; // any reply to it is success
     }
@@ -351,9 +351,9 @@ TEST_P(CallRefusal, SaysThatTheReplyAnswersAnotherQuery) {
     expect_told(GetParam().path, "the configuration daemon answered another query; see its log");
 }
 
-TEST_P(CallRefusal, SaysThatTheEventIsNotThatOfACall) {
+TEST_P(RpcRefusal, SaysThatTheEventIsNotAnRpcEvent) {
     EXPECT_EQ(make_call(GetParam(), some_input(), SR_EV_ABORT), 10);
-    expect_told(GetParam().path, "event 3 is not that of a call");
+    expect_told(GetParam().path, "event 3 is not an RPC event");
 }
 
 TEST_F(RefusalWithoutDaemon, CallNamesTheInputThatIsTooLong) {
@@ -376,14 +376,14 @@ TEST_F(RefusalWithoutDaemon, CallNamesTheInputThatIsTooLong) {
     }
 }
 
-TEST_F(RefusalWithoutDaemon, CallSaysThatTheReplysCountsCannotBe) {
+TEST_F(RefusalWithoutDaemon, RpcSaysThatTheCountsExceedTheReply) {
     RecordingDaemon daemon;
     bgp_rpc_ip_bgp_summary_output_neighbors block{};
     block.neighbor_number = 0xFFFFFFFF;
     daemon.answer_next(configd::Reply{MODULE_ID_BGP, 21, 0, support::bytes_of(block)});
     EXPECT_EQ(make_call(calls[3], some_input()), -1);
-    expect_told(calls[3].path, "the configuration daemon's reply is refused: its counts lead "
-                               "outside the reply; see its log");
+    expect_told(calls[3].path, "the configuration daemon's reply is refused: its counts exceed "
+                               "the reply; see its log");
 }
 
 TEST_F(RefusalWithoutDaemon, IsToldToNobodyUnlessThePluginIsRegistered) {

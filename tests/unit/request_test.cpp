@@ -220,7 +220,7 @@ TEST_F(Request, EveryQueryHasAConnectionOfItsOwn) {
     EXPECT_EQ(netconf_plugin_context, 0) << "the connection of the configuration is another one";
 }
 
-TEST_F(Request, WithoutAReplyTheCallFails) {
+TEST_F(Request, WithoutAReplyTheRpcFails) {
     std::size_t queries = 0;
     for (const Rpc *rpc : rpcs) {
         for (const configd::Answer &answer :

@@ -116,7 +116,7 @@ TEST_F(SummaryReply, ArrayIsSizedOnceToWhatTheBlockAnnounces) {
     }
 }
 
-TEST_F(SummaryReply, WithoutNeighboursNothingIsWrittenAndTheCountStays) {
+TEST_F(SummaryReply, WithoutNeighborsNothingIsWrittenAndTheCountStays) {
     for (const std::size_t before : {std::size_t{0}, std::size_t{2}}) {
         sysrepo().reallocs.clear();
         Values values(before);
@@ -130,7 +130,7 @@ TEST_F(SummaryReply, WithoutNeighboursNothingIsWrittenAndTheCountStays) {
     }
 }
 
-TEST_F(SummaryReply, AnnouncedNeighboursThatDidNotComeHaveNothingInTheirFields) {
+TEST_F(SummaryReply, AnnouncedNeighborsThatDidNotComeHaveNothingInTheirFields) {
     Values values;
     EXPECT_EQ(
         parse(values, plain_block().put("neighbor_number", 2).bytes() + plain_entry().bytes()),
@@ -175,7 +175,7 @@ TEST_F(SummaryReply, IsTraced) {
                   "ip_bgp_summary_output_parse cnt:15\n");
 }
 
-TEST_F(SummaryReply, WithoutNeighboursTheTraceEndsWithTheBlock) {
+TEST_F(SummaryReply, WithoutNeighborsTheTraceEndsWithTheBlock) {
     set_switches(1, 0);
     EXPECT_EQ(printed(summary(plain_block(), {})),
               std::string("ip_bgp_summary_output_parse,module:3,subMod:21\n"

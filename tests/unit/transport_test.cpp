@@ -158,7 +158,7 @@ TEST_F(Transport, ResultValueOfARequestIsWhatTheMemoryHeld) {
     EXPECT_EQ(messages[0].bytes.substr(8, 4), "\x5a\x5a\x5a\x5a");
 }
 
-TEST_F(Transport, NeighbourRecordMakesAMessageOf428Bytes) {
+TEST_F(Transport, NeighborRecordMakesAMessageOf428Bytes) {
     RecordingDaemon daemon;
     auto record = support::zeroed<bgp_globle_neighbor_config>();
     plugin_config(&record, sizeof record, 0, MODULE_ID_BGP, 3);

@@ -197,7 +197,7 @@ TEST_F(VrfFamilyChange, NameIsReadAfterTheNumbers) {
 // --- Neighbors
 // --------------------------------------------------------------------------------------
 
-TEST_F(VrfFamilyChange, SettingsOfTheInstancesNeighboursAreNoneHere) {
+TEST_F(VrfFamilyChange, SettingsOfTheInstancesNeighborsAreNoneHere) {
     for (const char *node : {"next-hop-self", "route-reflector-client"}) {
         EXPECT_EQ(change({created(scripted::node(neighbor().path(node), SR_LEAF_EMPTY_T))}),
                   SR_ERR_INVAL_ARG);
@@ -239,7 +239,7 @@ TEST_F(VrfFamilyChange, DeletionThatGoesWithTheEntryIsTracedUpToThePendingCode) 
                                   end_lines(84, 12)));
 }
 
-TEST_F(VrfFamilyChange, LeavesOfANeighbourAreTraced) {
+TEST_F(VrfFamilyChange, LeavesOfANeighborAreTraced) {
     const std::pair<const char *, const char *> lines[] = {
         {"activate", "set neighbor activate.\n"},
         {"remote-as", "set vrf neighbor remote as.\n"},

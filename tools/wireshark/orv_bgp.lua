@@ -459,7 +459,7 @@ local function dissect_reply(buffer, pinfo, root)
   end
   local stop = add_reply(tree, buffer, header_size, little)
   if not stop then
-    tree:add_proto_expert_info(expert.bad_length, "the counts lead outside the reply")
+    tree:add_proto_expert_info(expert.bad_length, "the counts exceed the reply")
   elseif stop < buffer:len() then
     tree:add_proto_expert_info(expert.bad_length,
       string.format("%d bytes are left behind the last entry", buffer:len() - stop))

@@ -135,7 +135,7 @@ QueryResult summary_reply(bgp_rpc_ip_bgp_summary_output_neighbors instance,
         append_fitting(payload, entries, [&](const auto &entry) { append(payload, entry); });
     instance.neighbor_number = count_of(count);
     replace(payload, 0, instance);
-    return result(std::move(payload), "neighbours", count, entries.size());
+    return result(std::move(payload), "neighbors", count, entries.size());
 }
 
 QueryResult neighbor_reply(const std::vector<PeerFacts> &peers) {
@@ -148,7 +148,7 @@ QueryResult neighbor_reply(const std::vector<PeerFacts> &peers) {
         append_all(payload, facts.families);
     });
     replace(payload, 0, count_of(count));
-    return result(std::move(payload), "neighbours", count, peers.size());
+    return result(std::move(payload), "neighbors", count, peers.size());
 }
 
 QueryResult info_reply(bgp_rpc_ip_bgp_info_output_public table,

@@ -343,7 +343,7 @@ void refresh_bgp_id(sr_session_ctx_t *session) {
 }
 
 // Sends the pending record at the end of the changes. A record without a
-// sub-module code (a neighbor with no setting of its own) is an error.
+// sub-module code (a neighbor without a setting) is an error.
 int send_last(PendingRecord &pending, sr_change_oper_t last_operation) {
     if (pending.length == 0) {
         return SR_ERR_NOT_FOUND;
@@ -682,7 +682,7 @@ struct FamilyKind {
     InstanceLines lines;
     const char *list;
     bool has_vrf;     // the list has the third key "vrf-name", and each entry has a record
-    uint32_t carrier; // the deletion of this leaf of a neighbor includes that of its others
+    uint32_t carrier; // deleting this leaf of a neighbor includes its other leaves
     struct Container {
         const char *name;
         const EntryRecord &record;
@@ -690,7 +690,7 @@ struct FamilyKind {
     } containers[3];
 };
 
-// Nobody relies on the numbers in these lines.
+// No program relies on the numbers in these lines.
 constexpr InstanceLines family_lines(const char *function, const char *closing) {
     return {{function, __LINE__, __LINE__, closing},
             /*not_found=*/__LINE__,
@@ -756,7 +756,7 @@ const char *family_key(const FamilyKind &kind, const Change &change, const char 
     return text;
 }
 
-// The keys that the daemon gets as numbers, in the order of their look-up.
+// The keys that the daemon receives as numbers, in the order of their look-up.
 struct NumberKey {
     const char *node;
     uint32_t (*number)(const char *);
@@ -862,8 +862,8 @@ int send_pending(const FamilyKind &kind, const Change &change, PendingRecord &pe
     return rc;
 }
 
-// A VRF's address family is a setting of its own; the change of its last key
-// leaf is the change of the entry.
+// A VRF's address family is itself a setting; the change of its last key leaf is
+// the change of the entry.
 bool is_vrf_entry(const FamilyKind &kind, const Change &change, const address_family_val &family) {
     return kind.has_vrf && equal(change.node, "vrf-name") && family.safi == BGP_SAFI_VRF;
 }
@@ -994,14 +994,14 @@ bool accept_reply(const ReplyKind &kind, sr_val_t **output, const size_t *output
 void note_refused_reply(const char *why) {
     refusal.because("the configuration daemon's reply is refused: %s; see its log", why);
 }
-constexpr const char *counts_lead_outside_reply = "its counts lead outside the reply";
+constexpr const char *counts_exceed_reply = "its counts exceed the reply";
 constexpr const char *counts_lead_outside_array = "it describes more values than it announces";
 
 // Resizes sysrepo's array for the values that the reply announces, unless they are more than a
 // reply can hold. Returns whether the array has the new size.
 bool size_array(bool plausible, size_t old_count, size_t new_count, sr_val_t **output) {
     if (!plausible) {
-        note_refused_reply(counts_lead_outside_reply);
+        note_refused_reply(counts_exceed_reply);
         return false;
     }
     return sr_realloc_values(old_count, new_count, output) == SR_ERR_OK;
@@ -1017,7 +1017,7 @@ int publish_reply(const ReplyKind &kind, OutputValues &values, size_t *output_cn
     const int rc = body();
     if (rc == refused) {
         const char *why =
-            values.overflowed() ? counts_lead_outside_array : counts_lead_outside_reply;
+            values.overflowed() ? counts_lead_outside_array : counts_exceed_reply;
         values.discard();
         always.print("[%s]reply refused: %s\n", kind.function, why);
         note_refused_reply(why);
@@ -1405,8 +1405,8 @@ int ip_bgp_neighbor_output_parse(sr_val_t **output, size_t *output_cnt,
     }
     const char *payload = reply_buf->transferData;
     const auto peer_cnt = record_at<uint32_t>(payload, 0);
-    // The division absorbs the four bytes of the count. A length below that of the
-    // peers wraps to a number that exceeds every reply.
+    // The division absorbs the four bytes of the count. A length below the
+    // length of the peers wraps to a number that exceeds every reply.
     const uint32_t peers_length = static_cast<uint32_t>(sizeof(Peer)) * peer_cnt;
     const uint32_t entry_cnt = (static_cast<uint32_t>(reply_buf->dataLen) - peers_length) /
                                static_cast<uint32_t>(sizeof(PeerFamily));
@@ -1705,7 +1705,7 @@ Check check_event(const Rpc<Query> &rpc, const RpcCall &call) {
         return std::nullopt;
     }
     always.print("[%s][%d]invalid argument.\n", rpc.function, rpc.event);
-    refusal.because("event %d is not that of a call", call.event);
+    refusal.because("event %d is not an RPC event", call.event);
     return SR_ERR_OPERATION_FAILED;
 }
 

@@ -170,7 +170,7 @@ int bgp_input_parse(const sr_val_t *input, void *inData, int subMod);
 
 // --- RPC callbacks -----------------------------------------------------------
 //
-// Each sends its input to the daemon as a query, on a connection of its own,
+// Each sends its input to the daemon as a query, on a separate connection,
 // and returns the reply as output values, which sysrepo owns. They return
 // SR_ERR_OK, SR_ERR_INVAL_ARG when a required argument is missing,
 // SR_ERR_OPERATION_FAILED for any event other than SR_EV_RPC,

@@ -5,7 +5,7 @@
 #include "plugin_public.h"
 
 // Owns a change iterator and the values of the current change, and frees them
-// on every return. The values of a change live until the next call of next().
+// on every return. The values of a change are valid until the next call of next().
 class ChangeWalk {
   public:
     ChangeWalk() = default;
@@ -25,7 +25,7 @@ class ChangeWalk {
     }
 
     // Steps to the next change. Returns sysrepo's code, SR_ERR_NOT_FOUND after
-    // the last change; operation() then still returns that of the last change.
+    // the last change; operation() then still returns the last operation.
     int next() {
         free_values();
         return sr_get_change_next(session_, iterator_, &operation_, &old_value_, &new_value_);

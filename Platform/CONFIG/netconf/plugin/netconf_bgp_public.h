@@ -13,7 +13,7 @@
  * name, and padding, may therefore hold anything. A flag is set if it is not 0.
  *
  * The EVPN reply is a packed stream of counts, flags and NUL-terminated texts, not
- * a record. Its layout stands after its query.
+ * a record. Its layout follows its query.
  */
 #ifndef NETCONF_BGP_PUBLIC_H
 #define NETCONF_BGP_PUBLIC_H

@@ -1,6 +1,6 @@
 /*
  * The message that the NETCONF plug-ins and the configuration daemon exchange,
- * and the code tables that travel in it or beside it. Plain C11 and C++17: the
+ * and the codes in it. Plain C11 and C++17: the
  * daemon includes this file too.
  *
  * Every number is in host byte order. Both ends run on the same host, so no
@@ -18,8 +18,8 @@
 #endif
 
 /*
- * A record's layout is a contract with the daemon. Beside every record stand
- * one NETCONF_FIELD for each field and one NETCONF_RECORD for the whole. C++ can
+ * The daemon relies on the layout of every record. After each record come one
+ * NETCONF_FIELD for each field and one NETCONF_RECORD for the whole. C++ can
  * look them up: netconf_field<record, offset> is the field that starts there.
  */
 #ifdef __cplusplus
@@ -55,8 +55,8 @@ struct netconf_record;
 #define BUF_SIZE_MAX 10485760 /* bytes, header included: 10 MiB */
 
 /*
- * The daemon's modules. A reply may carry any 32-bit number here, so C++ is
- * told that the enumeration can hold them all.
+ * The daemon's modules. A reply may carry any 32-bit number here, so in C++
+ * the enumeration has a type that can hold them all.
  */
 #ifdef __cplusplus
 enum ENUM_MODULE_ID : int32_t {
@@ -112,7 +112,7 @@ enum {
  * query by another message of this form.
  */
 #ifdef __cplusplus
-/* An array without a size is C11; every C++ compiler knows it as well. */
+/* An array without a size is C11; every C++ compiler accepts it. */
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wpedantic"
 #endif

@@ -28,7 +28,7 @@ class OutputXPath {
   private:
     void append_part(std::string_view part) {
         const std::size_t room = limit - length_;
-        if (part.size() <= room) { // the compiler knows the size of a literal
+        if (part.size() <= room) { // the size of a literal is a constant
             std::memcpy(text_ + length_, part.data(), part.size());
             length_ += part.size();
         } else {

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <iterator>
 
-// The daemon's refusals, as the client is told.
+// The daemon's refusals, in the words for the client.
 struct DaemonCode {
     int code;
     const char *meaning;
@@ -52,7 +52,7 @@ struct PendingRecord {
         sub_mod = code;
     }
 
-    // Sends the record; `operation` is that of the current change. Returns the code of the daemon
+    // Sends the record; `operation` is the one of the current change. Returns the code of the daemon
     // or of the transport, and notes a refusal for the client.
     int send(sr_change_oper_t operation) {
         const int rc = plugin_config(data, static_cast<int>(length), operation, MODULE_ID_BGP,

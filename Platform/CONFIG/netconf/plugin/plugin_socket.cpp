@@ -45,7 +45,7 @@ constexpr int header_length = sizeof(netconf_data_struc);
 
 constexpr Diagnostics trace{com_printf_flag};
 
-// What a client is told when an exchange fails.
+// The reasons for the client when an exchange fails.
 constexpr const char *not_reachable =
     "the configuration daemon is not reachable at " NETCONF_DAEMON_ADDRESS
     ":%d; start it and try again";

@@ -1,4 +1,4 @@
-// Refusals: what a client is told when its edit or its RPC fails.
+// Refusals: tell a client why its edit or its RPC fails.
 #ifndef REFUSAL_H
 #define REFUSAL_H
 

@@ -37,7 +37,7 @@ class Plugin {
     // Makes sysrepo pass the running configuration to the change callbacks as created changes, in
     // the order of the plug-in's registrations and in this thread; nothing for an empty one. Leaves
     // out neighbors without a setting: there is no record for them, and the plug-in refuses changes
-    // that end with one. Stops at the first callback that fails. Returns sysrepo's code, or that of
+    // that end with one. Stops at the first callback that fails. Returns the code of sysrepo or of
     // the callback. Throws std::runtime_error for a configuration without an AS number: the plug-in
     // sends nothing of it. Needs the lock: without one, sysrepo makes each callback's reads wait
     // for their time limit.
