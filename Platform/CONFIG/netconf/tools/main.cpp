@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <tuple>
 
 std::string bgpctl::installed_plugin() {
     const char *directory = std::getenv("SRPD_PLUGINS_PATH");
@@ -19,7 +20,8 @@ int main(int argc, char **argv) try {
     app.require_subcommand(1);
     std::string plugin = bgpctl::installed_plugin();
     const auto add_plugin = [&](CLI::App *command) {
-        command->add_option("--plugin", plugin, "The plug-in; default: " + plugin);
+        command->add_option("--plugin", plugin, "The plug-in; default: " + plugin)
+            ->type_name("FILE");
     };
 
     bgpctl::ReplayOptions replay;
@@ -36,7 +38,7 @@ int main(int argc, char **argv) try {
     bgpctl::PreviewOptions preview;
     CLI::App *previewing = app.add_subcommand(
         "preview", "Show the records of the running configuration or of an edit; send nothing");
-    previewing->add_option("FILE", preview.edit, "An edit as XML or JSON")
+    previewing->add_option("EDIT", preview.edit, "A file with an edit, as XML or JSON")
         ->check(CLI::ExistingFile);
     previewing->add_flag("--json", preview.json, "One JSON object for each record");
     add_plugin(previewing);
@@ -46,21 +48,23 @@ int main(int argc, char **argv) try {
         app.add_subcommand("status", "Show what works and what to do about the rest");
     asking->add_flag("--json", status.json, "One JSON object");
     asking->add_option("--wait", status.wait, "Wait until all is well, at most this many seconds")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("SECONDS");
     add_plugin(asking);
 
     bgpctl::TraceOptions trace;
     CLI::App *tracing = app.add_subcommand("trace", "Switch the plug-in's traces on and off");
     tracing->require_subcommand(1);
-    const std::pair<const char *, bgpctl::TraceAction> actions[] = {
-        {"on", bgpctl::TraceAction::on},
-        {"off", bgpctl::TraceAction::off},
-        {"status", bgpctl::TraceAction::status}};
-    for (const auto &[name, action] : actions) {
-        CLI::App *command = tracing->add_subcommand(name);
+    const std::tuple<const char *, bgpctl::TraceAction, const char *> actions[] = {
+        {"on", bgpctl::TraceAction::on, "Switch the traces on"},
+        {"off", bgpctl::TraceAction::off, "Switch the traces off"},
+        {"status", bgpctl::TraceAction::status, "Show whether the traces are on"}};
+    for (const auto &[name, action, what] : actions) {
+        CLI::App *command = tracing->add_subcommand(name, what);
         command->callback([&trace, action = action] { trace.action = action; });
         command->add_flag("--transport", trace.transport, "Also the exchanges with the daemon");
-        command->add_option("--pid", trace.pid, "The host, if several have loaded the plug-in");
+        command->add_option("--pid", trace.pid, "The host, if several have loaded the plug-in")
+            ->type_name("PID");
     }
 
     CLI11_PARSE(app, argc, argv);
