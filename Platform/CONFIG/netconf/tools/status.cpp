@@ -59,15 +59,17 @@ Finding plugin_version(Look &look) {
 }
 
 Finding module_revision(Look & /*look*/) {
+    const std::string module_file =
+        "PATH/orv_bgp.yang (the package has it in /usr/share/yang/modules)";
     const std::string revision = Datastore().revision();
     const std::string expected = own_version().revision;
     if (revision.empty()) {
-        return {"module", false, "not installed", "sysrepoctl --install orv_bgp.yang"};
+        return {"module", false, "not installed", "sysrepoctl --install " + module_file};
     }
     if (revision != expected) {
         return {"module", false,
                 fmt::format("revision {}, the plug-in needs {}", revision, expected),
-                "sysrepoctl --update orv_bgp.yang"};
+                "sysrepoctl --update " + module_file};
     }
     return {"module", true, fmt::format("revision {}", revision), {}};
 }
