@@ -62,7 +62,8 @@ int main(int argc, char **argv) try {
     for (const auto &[name, action, what] : actions) {
         CLI::App *command = tracing->add_subcommand(name, what);
         command->callback([&trace, action = action] { trace.action = action; });
-        command->add_flag("--transport", trace.transport, "Also the exchanges with the daemon");
+        command->add_flag("--transport", trace.transport,
+                          "on: also the exchanges with the daemon; off: only these");
         command->add_option("--pid", trace.pid, "The host, if several have loaded the plug-in")
             ->type_name("PID");
     }
