@@ -171,7 +171,7 @@ TEST_F(DaemonTest, RefusesARecordOfAnotherSizeForEverySubModule) {
     EXPECT_THAT(out.str(), testing::HasSubstr("(bgp_as_val takes 8 bytes, not 7) -> 16\n"));
 }
 
-TEST_F(DaemonTest, AnswersTheFailureAskedForAndAppliesNothing) {
+TEST_F(DaemonTest, AnswersTheRequestedFailureAndAppliesNothing) {
     const Overrides overrides{{{BGP_SUB_BGP_AS, 18}}, {}};
     EXPECT_EQ(code(as_message(1, 100), overrides), 18);
     EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{0}));
@@ -215,7 +215,7 @@ TEST_F(DaemonTest, AnswersAQueryWithACannedReply) {
     EXPECT_EQ(reply.payload, "canned");
 }
 
-TEST_F(DaemonTest, AFailureGoesBeforeACannedReply) {
+TEST_F(DaemonTest, AFailureHasPriorityOverACannedReply) {
     const auto reply = std::get<configd::Reply>(
         answer(summary_query(),
                {{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}}, {}, {{BGP_SUB_RPC_IP_BGP_SUMMARY, "canned"}}}));
@@ -236,7 +236,7 @@ TEST_F(DaemonTest, SendsThreeBytesAsAFault) {
     EXPECT_TRUE(std::get<configd::RawBytes>(fault).close_after);
 }
 
-TEST_F(DaemonTest, StaysSilentAsAFaultThatGoesBeforeAFailure) {
+TEST_F(DaemonTest, ASilentFaultHasPriorityOverAFailure) {
     const Answer fault =
         answer(as_message(1, 100), {{{BGP_SUB_BGP_AS, 18}}, {{BGP_SUB_BGP_AS, Fault::Silent}}});
     EXPECT_TRUE(std::holds_alternative<configd::Silence>(fault));
@@ -300,7 +300,7 @@ TEST(Log, WritesTheConfigurationInEveryFormat) {
                          "{\"event\":\"configuration\",\"configuration\":{\"as\":100}}\n");
 }
 
-TEST(Log, GoesOnAfterALineThatWasNotTaken) {
+TEST(Log, ContinuesAfterALineThatCouldNotBeWritten) {
     std::ostringstream out;
     Log log{out, LogFormat::Text};
     out.setstate(std::ios::badbit);
@@ -319,7 +319,7 @@ TEST(Log, AnnouncesThePortInEveryFormat) {
                          "\n");
 }
 
-TEST(Log, TellsWhatHappensToConnections) {
+TEST(Log, ReportsConnectionEvents) {
     using Kind = configd::ConnectionEvent::Kind;
     std::ostringstream out;
     for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {

@@ -98,7 +98,7 @@ TEST_F(MemoryBackendTest, DoesNotSupportCodesWithoutARow) {
 }
 
 // An invalid value is refused with a reason. Its deletion is accepted.
-TEST_F(MemoryBackendTest, RefusesValuesThatNoSwitchTakes) {
+TEST_F(MemoryBackendTest, RefusesValuesThatNoSwitchAccepts) {
     const std::string longest(47, '1');
     const auto remote_as = [](const char *text) {
         auto record = record_in<bgp_address_family_neighbor_universal_val>(set, red);

@@ -325,7 +325,7 @@ TEST(Readable, NestsTheAddressFamily) {
               "reconfig_type=3");
 }
 
-TEST(Readable, StaysOnOneLineWhateverTheTextHolds) {
+TEST(Readable, StaysOnOneLineForAnyText) {
     const std::string line = readable(router_id_message(1, 100, "a\n\"b\"\xff"));
     EXPECT_EQ(line.find('\n'), std::string::npos);
     EXPECT_NE(line.find(R"(router_id="a\n\"b\")"), std::string::npos);
@@ -370,7 +370,7 @@ configd::Frame frame_of(std::int32_t length, std::size_t received) {
     return configd::frame_of(bytes);
 }
 
-TEST(FrameOf, IsCompleteOnceAsManyBytesAreThereAsTheHeaderSays) {
+TEST(FrameOf, IsCompleteWhenTheBytesInTheHeaderHaveArrived) {
     EXPECT_EQ(frame_of(20, 15).framing, configd::Framing::Incomplete);
     EXPECT_EQ(frame_of(20, 19).framing, configd::Framing::Incomplete);
     for (const std::size_t received : {20U, 21U, 200U}) {

@@ -54,7 +54,7 @@ TEST_P(SignalTest, EndsTheProgramCleanly) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, SignalTest, testing::Values(SIGTERM, SIGINT));
 
-TEST(Program, PrintsEachMessageAsItComes) {
+TEST(Program, PrintsEachMessageAtOnce) {
     Program program{{"--port", "0"}};
     {
         Client client{program.port()};
@@ -66,7 +66,7 @@ TEST(Program, PrintsEachMessageAsItComes) {
 }
 
 // The daemon continues when its output is lost.
-TEST(Program, GoesOnWhenItsOutputIsFullOrClosed) {
+TEST(Program, ContinuesWhenItsOutputIsFullOrClosed) {
     for (const char *output : {">/dev/full", ">&-", "| true"}) {
         support::Process shell("sh",
                                {"-c", "exec " BGP_CONFIGD " --port 8899 " + std::string(output)});
@@ -199,7 +199,7 @@ TEST(Program, EndsBeforeItListensWhenAFileIsMissing) {
     }
 }
 
-TEST(Program, KeepsTheLimitsThatItIsTold) {
+TEST(Program, KeepsTheLimitsOfItsOptions) {
     const std::string begun = message_with(1, std::array<char, 16>{}).bytes.substr(0, 20);
     const std::string most =
         Bytes{}.u32(1).u32(1).u32(0).u32(BUF_SIZE_MAX).str() + std::string(1024 * 1024, 'x');
@@ -226,7 +226,7 @@ TEST(Program, KeepsTheLimitsThatItIsTold) {
     }
 }
 
-TEST(Program, FailsAsItIsTold) {
+TEST(Program, FailsAsItsOptionsSay) {
     Program program{{"--port", "0", "--fail", "bgp_as=18", "--fail", "2=17", "--fault",
                      "network=close", "--fault", "8=short"}};
     const std::uint16_t port = program.port();
@@ -242,7 +242,7 @@ TEST(Program, FailsAsItIsTold) {
     EXPECT_TRUE(other.is_closed());
 }
 
-TEST(Program, SaysThatItsPortIsTaken) {
+TEST(Program, ReportsThatItsPortIsInUse) {
     Program first{{"--port", "0"}};
     const std::string port = std::to_string(first.port());
     Program second{{"--port", port}};

@@ -142,7 +142,7 @@ TEST_F(SummaryTest, OfAnUnknownVrfIsABlockWithoutNeighbors) {
     EXPECT_THAT(addresses("re"), IsEmpty());
 }
 
-TEST_F(SummaryTest, ShowsWhatTheStateKnows) {
+TEST_F(SummaryTest, ShowsTheValuesOfTheState) {
     know({{"table-version", 42},
           {"as-path-number", 7},
           {"community-number", 3},
@@ -259,7 +259,7 @@ class NeighborTest : public QueryTest {
     }
 };
 
-TEST_F(NeighborTest, AllAreThoseOutsideVrfsAndThoseOfEachVrf) {
+TEST_F(NeighborTest, AllSelectsNeighborsOutsideVrfsAndInEachVrf) {
     EXPECT_EQ(
         neighbors(1),
         Bytes{}.u32(5).then(peer_11).then(peer_v6).then(blue_1).then(red_1).then(red_2).str());
@@ -284,7 +284,7 @@ TEST_F(NeighborTest, AnEmptyQueryChoosesNone) {
     EXPECT_EQ(neighbors(0), Bytes{}.u32(0).str());
 }
 
-TEST_F(NeighborTest, IsShownWithWhatTheStateKnows) {
+TEST_F(NeighborTest, IsShownWithTheValuesOfTheState) {
     know({{"neighbors",
            {{{"neighbor-addr", "192.0.2.11"},
              {"version", 3},
@@ -360,7 +360,7 @@ TEST_F(NeighborTest, IsShownWithWhatTheStateKnows) {
                                               .str());
 }
 
-TEST_F(NeighborTest, TheStateOfOneThatIsNotConfiguredStaysInTheBackground) {
+TEST_F(NeighborTest, TheStateOfAnUnconfiguredNeighborIsNotShown) {
     know({{"neighbors", {{{"neighbor-addr", "192.0.2.77"}}, {{"neighbor-addr", "10.1.0.1"}}}}});
     EXPECT_EQ(neighbors(0, "192.0.2.77"), Bytes{}.u32(0).str());
     EXPECT_EQ(neighbors(0, "10.1.0.1"), Bytes{}.u32(2).then(blue_1).then(red_1).str());
@@ -487,7 +487,7 @@ TEST_F(InfoTest, AnIpv4AddressChoosesNoIpv6Network) {
     EXPECT_THAT(networks(record), IsEmpty());
 }
 
-TEST_F(InfoTest, APrefixChoosesTheNetworkWrittenLikeIt) {
+TEST_F(InfoTest, APrefixSelectsTheNetworkWithTheSameText) {
     EXPECT_THAT(networks(prefix_query("203.0.113.0/25")), ElementsAre("203.0.113.0/25"));
     EXPECT_THAT(networks(prefix_query("203.0.113.0")), IsEmpty());
     EXPECT_THAT(networks(prefix_query("2001:db8:1::/48", 2)), ElementsAre("2001:db8:1::/48"));
@@ -501,7 +501,7 @@ TEST_F(InfoTest, APrefixAndAnAddressMustBothFit) {
     EXPECT_THAT(networks(record), IsEmpty());
 }
 
-TEST_F(InfoTest, AllGoesBeforeAPrefixAndAnAddress) {
+TEST_F(InfoTest, AllHasPriorityOverAPrefixAndAnAddress) {
     auto record = prefix_query("203.0.113.0/25");
     put(record.ipaddr, "198.51.100.1");
     record.all = 2;
@@ -601,7 +601,7 @@ class EvpnTest : public QueryTest {
     const std::string nothing = Bytes{}.u32(0).u32(0).str();
 };
 
-TEST_F(EvpnTest, AllAreThoseOfEveryDistinguisherThatHasAny) {
+TEST_F(EvpnTest, AllSelectsEveryDistinguisherWithRoutes) {
     EXPECT_EQ(evpn(0xFFFFFFFF), Bytes{}
                                     .u32(13 + 3 + 3)
                                     .u32(2)
@@ -623,7 +623,7 @@ TEST_F(EvpnTest, ATypeChoosesTheRoutesThatBeginWithIt) {
     EXPECT_EQ(evpn(5), nothing);
 }
 
-TEST_F(EvpnTest, ATextChoosesTheRouteThatIsWrittenLikeIt) {
+TEST_F(EvpnTest, ATextSelectsTheRouteWithTheSameText) {
     EXPECT_EQ(evpn(0, "[3]:y"),
               Bytes{}.u32(3).u32(1).string("192.0.2.2:100").u32(1).then(bare_route("[3]:y")).str());
     EXPECT_EQ(evpn(0, "[3]:"), nothing);
@@ -688,7 +688,7 @@ TEST_F(ClearTest, OfAVrfLeavesTheOtherSessionsAlone) {
     EXPECT_EQ(peer("192.0.2.11").connection_dropped, 0U);
 }
 
-TEST_F(ClearTest, WithoutAVrfIsThatOfTheSessionsOutsideVrfs) {
+TEST_F(ClearTest, WithoutAVrfClearsTheSessionsOutsideVrfs) {
     clear(0);
     EXPECT_EQ(note, "cleared 1 of 2 sessions");
     EXPECT_EQ(peer("192.0.2.11").connection_dropped, 1U);

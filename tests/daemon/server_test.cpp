@@ -108,7 +108,7 @@ TEST(Server, AnswersWithABareResultCode) {
     EXPECT_TRUE(client.is_closed());
 }
 
-TEST(Server, HandsTheWholeMessageToTheHandler) {
+TEST(Server, PassesTheWholeMessageToTheHandler) {
     std::promise<Message> handed;
     TestServer server{[&](const Message &message) {
         handed.set_value(message);
@@ -173,7 +173,7 @@ TEST(Server, AnswersWhatCameBeforeTheEndOfTheStream) {
     EXPECT_TRUE(client.is_closed());
 }
 
-TEST(Server, TakesTheLongestMessageThereIs) {
+TEST(Server, AcceptsTheLongestMessage) {
     TestServer server{
         [](const Message &m) { return configd::ResultCode{std::int32_t(m.bytes.size())}; }};
     const std::string payload(BUF_SIZE_MAX - configd::header_size, 'x');
@@ -290,7 +290,7 @@ TEST(Server, SendsRawBytesAndCloses) {
     EXPECT_EQ(client.receive(4), "abc");
 }
 
-TEST(Server, SendsRawBytesAndGoesOn) {
+TEST(Server, SendsRawBytesAndContinues) {
     TestServer server{[](const Message &) { return configd::RawBytes{"abc", false}; }};
     Client client = server.connect();
     client.send(numbered(1).bytes + numbered(1).bytes);
@@ -387,7 +387,7 @@ TEST(ServerJob, BlocksNoOtherJob) {
     EXPECT_EQ(other.receive_code(), -GatedJobs::sub_mod);
 }
 
-TEST(ServerJob, IsAnsweredBeforeWhatCameBehindItOnItsConnection) {
+TEST(ServerJob, IsAnsweredBeforeLaterMessagesOnItsConnection) {
     GatedJobs jobs;
     TestServer server{echo, std::ref(jobs)};
     Client client = server.connect();
@@ -426,7 +426,7 @@ TEST(ServerJob, OfAPeerThatLeftHarmsNoOther) {
     EXPECT_EQ(server.connect().ask(numbered(4)), 4);
 }
 
-TEST(ServerJob, OfAConnectionThatWasResetIsAnsweredToNobody) {
+TEST(ServerJob, OfAResetConnectionSendsNoAnswer) {
     GatedJobs jobs;
     TestServer server{echo, std::ref(jobs)};
     {
@@ -485,7 +485,7 @@ TEST(ServerJob, ThatThrowsAnswersItsMessage) {
     }
 }
 
-TEST(ServerJob, InOrderRunsBehindThoseThatCameBefore) {
+TEST(ServerJob, InOrderRunsAfterTheJobsBeforeIt) {
     std::promise<void> opened;
     const std::shared_future<void> gate{opened.get_future()};
     std::mutex mutex;
@@ -544,7 +544,7 @@ TEST(Server, ThrowsWhenThePortIsTaken) {
     }
 }
 
-TEST(Server, TakesAPortAgainRightAfterAnotherServerLeftIt) {
+TEST(Server, ListensOnAPortRightAfterAnotherServerClosedIt) {
     FunctionHandler handler{echo};
     std::optional<configd::Server> first{std::in_place, handler, std::uint16_t{0}};
     const std::uint16_t port = first->port();
@@ -576,7 +576,7 @@ TEST(Server, CallsBackForASignalAsOftenAsItComes) {
 
 // --- Limits ------------------------------------------------------------------------------
 
-TEST(ServerLimits, ConnectionBeyondThemIsRefusedAndSaid) {
+TEST(ServerLimits, ConnectionBeyondTheLimitIsRefusedAndLogged) {
     TestServer server{echo, no_job, {2}};
     std::optional<Client> first{server.connect()};
     Client second = server.connect();
@@ -591,7 +591,7 @@ TEST(ServerLimits, ConnectionBeyondThemIsRefusedAndSaid) {
     EXPECT_THAT(server.events_at_end(), testing::Contains("3 refused: 2 connections are open"));
 }
 
-TEST(ServerLimits, MessageThatDoesNotComeInTimeClosesItsConnection) {
+TEST(ServerLimits, IncompleteMessageClosesItsConnectionAfterTheTimeLimit) {
     configd::Limits limits;
     limits.message = std::chrono::milliseconds{50};
     TestServer server{echo, no_job, limits};
@@ -606,7 +606,7 @@ TEST(ServerLimits, MessageThatDoesNotComeInTimeClosesItsConnection) {
                 testing::Contains("2 bad frame: its message did not come in time"));
 }
 
-TEST(ServerLimits, UnfinishedMessagesTakeNoMoreMemoryThanTheyMay) {
+TEST(ServerLimits, UnfinishedMessagesStayWithinTheMemoryLimit) {
     configd::Limits limits;
     limits.unfinished = 100000;
     TestServer server{echo, no_job, limits};

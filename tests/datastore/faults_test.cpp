@@ -858,7 +858,7 @@ class Faults : public testing::TestWithParam<Fault> {
 
 std::vector<Row> Faults::table = {{"Fault", "Client saw", "Survived"}};
 
-TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsAsTheyShould) {
+TEST_P(Faults, LeaveHostDatastoreAndLaterRequestsIntact) {
     const Fault &fault = GetParam();
     if (fault.loses_values && Host::is_sanitized()) {
         GTEST_SKIP() << "by design: the values written before the fault stay behind, as they must";

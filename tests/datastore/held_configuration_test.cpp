@@ -199,7 +199,7 @@ TEST_P(Example, EditsReachTheDaemonWholeFromXmlAndFromJson) {
     }
 }
 
-TEST_P(Example, CallsAreAnsweredFromXmlAndFromJson) {
+TEST_P(Example, RpcsAreAnsweredFromXmlAndFromJson) {
     expect_edit(of_kind(false).front() + ".xml");
     for (const std::string &call : of_kind(true)) {
         const bool has_output = call.find("clear") == std::string::npos;

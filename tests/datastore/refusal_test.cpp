@@ -78,7 +78,7 @@ TEST_F(RefusalOnDatastore, EditWithoutADaemonNamesItsAddress) {
                      "/orv_bgp:router-bgp/as"));
 }
 
-TEST_F(RefusalOnDatastore, EditAfterTheDaemonHasGoneTellsWhatConnectsAnew) {
+TEST_F(RefusalOnDatastore, EditAfterTheDaemonEndedSaysWhatConnectsAgain) {
     ASSERT_EQ(datastore.edit(router_bgp("<as>65001</as>")).exit_code, 0);
     daemon.reset();
     EXPECT_THAT(refused("<as>65002</as>"),
@@ -99,7 +99,7 @@ TEST_F(RefusalOnDatastore, EditWithATextThatDoesNotFitNamesTheLimit) {
                 HasSubstr("value of description is 160 bytes long, the limit is 81; shorten it"));
 }
 
-TEST_F(RefusalOnDatastore, CallWithoutADaemonNamesItsAddress) {
+TEST_F(RefusalOnDatastore, RpcWithoutADaemonNamesItsAddress) {
     daemon.reset();
     for (const char *name : {"ip-bgp-info", "ip-bgp-neighbor", "ip-bgp-summary"}) {
         EXPECT_THAT(failed(name), HasSubstr("the configuration daemon is not reachable at "
@@ -108,7 +108,7 @@ TEST_F(RefusalOnDatastore, CallWithoutADaemonNamesItsAddress) {
     }
 }
 
-TEST_F(RefusalOnDatastore, CallSaysWhatIsWrongWithTheReply) {
+TEST_F(RefusalOnDatastore, RpcSaysWhatIsWrongWithTheReply) {
     daemon->answer_next(configd::RawBytes{"", true});
     EXPECT_THAT(
         failed("ip-bgp-summary"),

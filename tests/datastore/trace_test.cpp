@@ -64,7 +64,7 @@ class TraceOnHost : public testing::Test {
     pid_t pid = host.process().pid();
 };
 
-TEST_F(TraceOnHost, LinesComeWhileASwitchIsOnAndAtOnce) {
+TEST_F(TraceOnHost, LinesArePrintedAtOnceWhileASwitchIsOn) {
     edit(1);
     EXPECT_EQ(trace(pid, {"on"}).exit_code, 0);
     edit(2);

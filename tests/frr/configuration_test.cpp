@@ -87,7 +87,7 @@ TEST(Configuration, LooksBeforeItEntersAnInstance) {
     EXPECT_THAT(vty.lines, ElementsAre(vrfs_line));
 }
 
-TEST(Configuration, TakesNoSenseInTheVrfsForNoInstance) {
+TEST(Configuration, AnInvalidListOfVrfsIsAFailure) {
     for (const char *text : {"", "%", "[]", "{}", R"({"vrfs":3})", R"({"vrfs":{"red":1}})",
                              R"({"vrfs":{"default":{"type":3}}})"}) {
         ScriptedVty vty{{{vrfs_line, {text, 0}}}};
@@ -118,7 +118,7 @@ TEST(Configuration, CreatesAnInstanceWithItsBaselineAndLines) {
                                    "configure terminal", "router bgp 100"));
 }
 
-TEST(Configuration, LeavesNoInstanceBehindThatDoesNotTakeItsLines) {
+TEST(Configuration, RemovesANewInstanceWhoseLinesBgpdRefuses) {
     ScriptedVty vty{{{"no bgp network import-check", {"%", 13}}}};
     EXPECT_EQ(vty.apply(as_message(set, as)).code, SR_ERR_CONFIG_FAILED);
     EXPECT_EQ(vty.lines.back(), "no router bgp 100");

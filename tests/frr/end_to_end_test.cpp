@@ -169,7 +169,7 @@ class EndToEndTest : public testing::Test {
     std::optional<Host> host;
 };
 
-TEST_F(EndToEndTest, AnEditBringsASessionUpThatTheCallsShow) {
+TEST_F(EndToEndTest, AnEditBringsUpASessionThatTheRpcsShow) {
     start_peer();
     expect_edit(router_bgp(session));
     ASSERT_TRUE(happens([&] { return is_established(); }));
@@ -259,7 +259,7 @@ TEST_F(EndToEndTest, EverySettingAppearsAndDisappears) {
     EXPECT_THAT(ours->running_config(), Not(HasSubstr("router bgp")));
 }
 
-TEST_F(EndToEndTest, WhatBgpdRefusesRefusesTheEdit) {
+TEST_F(EndToEndTest, ARefusalOfBgpdRefusesTheEdit) {
     expect_edit(router_bgp(session));
     expect_refused(router_bgp(globle_neighbor(element("ebgp-multihop", "0"))), 16,
                    "neighbor 127.0.0.2 ebgp-multihop 0: % .BGP. Unknown command");

@@ -233,7 +233,7 @@ TEST_F(FrrBackendTest, KeepsTheOtherOptionOfANetwork) {
     EXPECT_TRUE(speaker->has_line("network 10.1.0.0/16 route-map OTHER backdoor"));
 }
 
-TEST_F(FrrBackendTest, TakesAnOptionFromANetworkOrTheNetwork) {
+TEST_F(FrrBackendTest, RemovesAnOptionOfANetworkOrTheNetwork) {
     prepare();
     apply({network(set, "10.1.0.0/16", "MAP", 1), network(erase, "10.1.0.0/16", "", 1)});
     EXPECT_TRUE(speaker->has_line("network 10.1.0.0/16 route-map MAP"));

@@ -111,7 +111,7 @@ class FrrQueryTest : public testing::Test {
 
 // Summary.
 
-TEST_F(FrrQueryTest, SummaryIsThatOfTheInstanceAndItsNeighborsInAllFamilies) {
+TEST_F(FrrQueryTest, SummaryShowsTheInstanceAndItsNeighborsInAllFamilies) {
     const SummaryReply reply{summary().payload};
     EXPECT_STREQ(reply.instance.as, "65001");
     EXPECT_STREQ(reply.instance.router_id, "192.0.2.1");
@@ -154,7 +154,7 @@ TEST_F(FrrQueryTest, SummaryLeavesOutFamiliesWithoutANumber) {
     EXPECT_THAT(SummaryReply{summary().payload}.entries, IsEmpty());
 }
 
-TEST_F(FrrQueryTest, SummaryTakesAnAsInDotNotation) {
+TEST_F(FrrQueryTest, SummaryAcceptsAnAsInDotNotation) {
     answers[summary_command].text =
         R"({"ipv4Unicast": {"as": "1.10", "peers": {"192.0.2.7": {"remoteAs": "1.11"}}}})";
     const SummaryReply reply{summary().payload};
@@ -165,7 +165,7 @@ TEST_F(FrrQueryTest, SummaryTakesAnAsInDotNotation) {
 
 // Neighbors.
 
-TEST_F(FrrQueryTest, NeighborIsShownWithWhatBgpdKnows) {
+TEST_F(FrrQueryTest, NeighborIsShownWithTheValuesOfBgpd) {
     const auto result = neighbors(0, "127.0.0.2");
     EXPECT_EQ(result.note, "");
     const NeighborReply reply{result.payload};
@@ -196,7 +196,7 @@ TEST_F(FrrQueryTest, NeighborIsShownWithWhatBgpdKnows) {
     EXPECT_EQ(families[0].prefix_announced_statis, 5U);
 }
 
-TEST_F(FrrQueryTest, NeighborCountsAndTimersComeFromMembersOfTheirOwn) {
+TEST_F(FrrQueryTest, NeighborCountsAndTimersComeFromSeparateMembers) {
     answers[neighbors_command].text = R"({"red": {"vrfId": 7, "2001:db8::7": {
         "messageStats": {"totalRecv": 1, "notificationsRecv": 2, "depthInq": 3, "totalSent": 4,
                          "notificationsSent": 5, "depthOutq": 6, "routeRefreshRecv": 7,
@@ -307,7 +307,7 @@ TEST_F(FrrQueryTest, TableIsSearchedForAPrefixOrAnAddress) {
     EXPECT_STREQ(reply.networks[0].entry.network, "203.0.113.128");
 }
 
-TEST_F(FrrQueryTest, PathGoesOverTheNextHopThatIsUsed) {
+TEST_F(FrrQueryTest, ShowsTheNextHopThatIsUsed) {
     answers[ipv4_command].text = R"({"routes": {
         "10.1.0.0/16": [{"nexthops": [{"ip": "fe80::1"}, {"ip": "2001:db8::1", "used": true}]}],
         "10.2.0.0/16": [{"nexthops": [{"ip": "fe80::2"}, {"ip": "2001:db8::2"}]}],
@@ -348,7 +348,7 @@ TEST_F(FrrQueryTest, TableThatDoesNotFitIsCutAtANetwork) {
 
 // EVPN.
 
-TEST_F(FrrQueryTest, EvpnRoutesAreThoseOfEachDistinguisher) {
+TEST_F(FrrQueryTest, EvpnRoutesAreShownForEachDistinguisher) {
     const EvpnReply reply{evpn(all_types).payload};
     EXPECT_EQ(reply.value_count, 2 * (3 + 2 + 4U));
     EXPECT_THAT(reply.texts,
@@ -381,7 +381,7 @@ TEST_F(FrrQueryTest, EvpnRouteIsAsItsBestPathIs) {
 
 // Clearing.
 
-TEST_F(FrrQueryTest, ClearingIsForOneVrfThoseOutsideOrAll) {
+TEST_F(FrrQueryTest, ClearingIsForOneVrfOutsideVrfsOrForAll) {
     for (const auto &[vrf, all] : {std::pair{"", 0U}, {"red", 0U}, {"", 1U}}) {
         EXPECT_EQ(clear(vrf, all).res_value, 0);
     }
@@ -400,7 +400,7 @@ TEST_F(FrrQueryTest, ClearingMayKeepTheSession) {
 
 // Failures.
 
-TEST_F(FrrQueryTest, NothingIsAskedForATextThatIsNoWord) {
+TEST_F(FrrQueryTest, ATextThatIsNoWordIsRefusedWithoutAQuery) {
     for (const char *text : {"red json", "a\nclear bgp *", "a\rb", "a\tb", "|cat", "red |x"}) {
         bgp_rpc_ip_bgp_info_input query{};
         put(query.vrf_name, text);
@@ -412,14 +412,14 @@ TEST_F(FrrQueryTest, NothingIsAskedForATextThatIsNoWord) {
     }
 }
 
-TEST_F(FrrQueryTest, NothingIsAskedForCodesWithoutARow) {
+TEST_F(FrrQueryTest, CodesWithoutARowAreRefusedWithoutAQuery) {
     for (const std::int32_t code : {0, +BGP_SUB_BGP_AS, +BGP_SUB_MAX}) {
         EXPECT_EQ(ask(code, bgp_as_val{}).res_value, SR_ERR_NOT_SUPPORT) << code;
     }
     EXPECT_THAT(commands, IsEmpty());
 }
 
-TEST_F(FrrQueryTest, AnAwayBgpdIsAskedOnceAndAnsweredForWithoutEntries) {
+TEST_F(FrrQueryTest, AnAbsentBgpdIsQueriedOnceAndTheReplyHasNoEntries) {
     for (auto &[command, answer] : answers) {
         answer = {"nobody there", VtyAnswer::unreachable};
     }
@@ -436,7 +436,7 @@ TEST_F(FrrQueryTest, AnAwayBgpdIsAskedOnceAndAnsweredForWithoutEntries) {
     EXPECT_EQ(results[4].payload, "");
 }
 
-TEST_F(FrrQueryTest, ARefusalIsTold) {
+TEST_F(FrrQueryTest, ARefusalIsLogged) {
     answers[ipv4_command] = {"% Unknown command:\n  show bgp\n", 2};
     const auto result = all_info();
     EXPECT_EQ(result.res_value, SR_ERR_OPERATION_FAILED);
@@ -478,7 +478,7 @@ TEST_F(FrrQueryTest, ADescriptionInLatin1DoesNotHideTheNeighbors) {
     EXPECT_EQ(reply.peers[0].peer.remote_as, 7U);
 }
 
-TEST_F(FrrQueryTest, ANumberThatARecordDoesNotHoldIsTheLargestOrNone) {
+TEST_F(FrrQueryTest, ANumberThatDoesNotFitItsFieldIsTheLargestOrZero) {
     answers[neighbors_command].text =
         R"({"default": {"192.0.2.7": {"remoteAs": 4294967296, "localAs": -1}}})";
     const NeighborReply reply{neighbors(1).payload};

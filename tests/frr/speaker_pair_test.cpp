@@ -188,7 +188,7 @@ TEST_F(SpeakerPairTest, ClearResetsTheSessionOfBoth) {
                 HasSubstr("\"connectionsDropped\":1"));
 }
 
-TEST_F(SpeakerPairTest, InboundClearKeepsTheSessionAndAsksForTheRoutesAnew) {
+TEST_F(SpeakerPairTest, InboundClearKeepsTheSessionAndRequestsTheRoutesAgain) {
     wait_for_session();
     EXPECT_EQ(backend->query(clear_query(1)).res_value, 0);
     const auto reply = wait_for<NeighborReply>(neighbor_query(), [](const NeighborReply &all) {
@@ -198,7 +198,7 @@ TEST_F(SpeakerPairTest, InboundClearKeepsTheSessionAndAsksForTheRoutesAnew) {
     EXPECT_EQ(reply.peers.at(0).peer.connection_dropped, 0U);
 }
 
-TEST_F(SpeakerPairTest, QueriesDuringAnAbsenceFailAndAnswerAgainAfterwards) {
+TEST_F(SpeakerPairTest, QueriesFailWhileBgpdIsAbsentAndWorkAfterIt) {
     asked->stop();
     EXPECT_EQ(backend->query(summary_query()).res_value, SR_ERR_SOCKET_FAILED);
     asked->start();
@@ -241,7 +241,7 @@ std::string reply_to(Client &client, const Message &query) {
     return reply + client.receive(static_cast<std::size_t>(header.dataLen) - reply.size());
 }
 
-TEST_F(SpeakerPairTest, AnswersOthersWhileItAnswersWith50000Routes) {
+TEST_F(SpeakerPairTest, AnswersOtherQueriesWhileOneReplyHas50000Routes) {
     constexpr std::size_t number = 50'000;
     Lines networks;
     for (std::size_t i = 0; i < number; ++i) {

@@ -135,7 +135,7 @@ TEST(Vty, ReturnsTextAndStatus) {
     EXPECT_EQ(answer.status, 2);
 }
 
-TEST(Vty, JoinsAnAnswerThatComesInPieces) {
+TEST(Vty, JoinsAnAnswerThatArrivesInPieces) {
     const VtyAnswer answer = answer_to_one_line({"fir", "st\0"s, "\0\0"s, "\xd"s});
     EXPECT_EQ(answer.text, "first");
     EXPECT_EQ(answer.status, 13);
@@ -146,7 +146,7 @@ TEST(Vty, ReturnsALongAnswerWhole) {
     EXPECT_TRUE(answer_to_one_line({text + ok}).text == text);
 }
 
-TEST(Vty, SaysThatNobodyListens) {
+TEST(Vty, ReportsThatNoProcessListens) {
     const VtyAnswer answer = Vty{"/nowhere/bgpd.vty"}.ask("show version");
     EXPECT_EQ(answer.status, VtyAnswer::unreachable);
     EXPECT_THAT(answer.text, HasSubstr("/nowhere/bgpd.vty"));
@@ -201,7 +201,7 @@ TEST_F(BgpdVty, IsThereAgainAfterARestart) {
     EXPECT_EQ(vty.start_over().status, 0);
 }
 
-TEST_F(BgpdVty, FindsTheNextBgpdWithoutHavingNoticedTheEndOfTheLast) {
+TEST_F(BgpdVty, FindsTheNextBgpdWithoutNoticingTheEndOfTheLast) {
     Speaker speaker;
     Vty vty{speaker.vty_socket()};
     EXPECT_EQ(vty.ask("configure terminal").status, 0);

@@ -204,7 +204,7 @@ TEST_F(GoldenMessage, TravelsInBigEndianOrderHere) {
 }
 #endif
 
-TEST_F(GoldenMessage, ComesFromAnObjectThatShowsItsEntryPointsAndVariablesOnly) {
+TEST_F(GoldenMessage, ComesFromAnObjectThatExportsOnlyEntryPointsAndVariables) {
     for (const char *name : {"sr_plugin_init_cb", "sr_plugin_cleanup_cb", "g_bgp_id", "bgp_nc",
                              "debug_bgp", "com_printf_flag", "netconf_plugin_context", "buf"}) {
         EXPECT_NE(plugin.find(name), nullptr) << name;

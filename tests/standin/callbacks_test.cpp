@@ -151,7 +151,7 @@ class StandIns : public testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(, StandIns, testing::Bool(),
                          [](const auto &row) { return row.param ? "Traced" : "Quiet"; });
 
-TEST_P(StandIns, AnswerIsWrittenIntoWhateverArrayThereIs) {
+TEST_P(StandIns, AnswerIsWrittenIntoTheArrayOfTheCaller) {
     for (const bool is_static : {true, false}) {
         for (const Call &row : calls()) {
             for (const auto &[payload, values] :
@@ -170,7 +170,7 @@ TEST_P(StandIns, AnswerIsWrittenIntoWhateverArrayThereIs) {
     }
 }
 
-TEST_P(StandIns, WithoutALargerArrayTheOneThatIsLeftCounts) {
+TEST_P(StandIns, WithoutALargerArrayTheParserUsesTheOldOne) {
     Array array(true);
     for (const Call &row : calls()) {
         for (const std::string *payload : {&row.one, &row.too_many}) {
@@ -198,7 +198,7 @@ TEST_P(StandIns, WithoutALargerArrayTheOneThatIsLeftCounts) {
     }
 }
 
-TEST_P(StandIns, CallOfAnotherEventIsRefused) {
+TEST_P(StandIns, RpcWithAnotherEventIsRefused) {
     for (const auto &[path, callback] : state().calls) {
         for (const sr_event_t event : {SR_EV_CHANGE, SR_EV_DONE, SR_EV_ABORT}) {
             sr_val_t *output = nullptr;
@@ -210,7 +210,7 @@ TEST_P(StandIns, CallOfAnotherEventIsRefused) {
     }
 }
 
-TEST_P(StandIns, CallWithoutWhatItNeedsIsRefused) {
+TEST_P(StandIns, RpcWithoutARequiredArgumentIsRefused) {
     for (const auto &[path, callback] : state().calls) {
         const CapturedOutput printed;
         const sr_val_t *none = nullptr;
@@ -228,7 +228,7 @@ TEST_P(StandIns, CallWithoutWhatItNeedsIsRefused) {
     }
 }
 
-TEST_P(StandIns, CallIsRefusedWhenTheDaemonGivesNoReplyOrAnotherOne) {
+TEST_P(StandIns, RpcFailsWithoutAReplyOrWithTheReplyToAnotherQuery) {
     for (const Call &row : calls()) {
         sr_val_t *output = nullptr;
         std::size_t count = 0;
@@ -243,7 +243,7 @@ TEST_P(StandIns, CallIsRefusedWhenTheDaemonGivesNoReplyOrAnotherOne) {
     }
 }
 
-TEST_P(StandIns, CallNamesTheInputThatIsTooLong) {
+TEST_P(StandIns, RpcNamesTheInputThatIsTooLong) {
     std::string xpath = "/orv_bgp:ip-bgp-info/vrf-name";
     std::string name(65, 'v');
     sr_val_t input{};
@@ -328,7 +328,7 @@ TEST_P(StandInEdits, ChangeIsSentAndTheDaemonsCodeIsTheResult) {
     }
 }
 
-TEST_P(StandInEdits, ChangeThatCannotBeWorkedOnIsNotSent) {
+TEST_P(StandInEdits, InvalidChangeIsNotSent) {
     for (const Edit &row : edits) {
         Value value(std::string(row.path) + row.leaf, row.text);
         const bool is_globle = row.path == std::string("/orv_bgp:router-bgp/bgp");
@@ -342,7 +342,7 @@ TEST_P(StandInEdits, ChangeThatCannotBeWorkedOnIsNotSent) {
     }
 }
 
-TEST_P(StandInEdits, TextOfATypeWithoutOneIsRefused) {
+TEST_P(StandInEdits, ValueOfATypeWithoutTextIsRefused) {
     for (const Edit &row : edits) {
         if (row.text == nullptr) {
             continue;
@@ -371,7 +371,7 @@ TEST_P(StandInEdits, WithoutAnAsOnlyDeletionsSucceed) {
     EXPECT_TRUE(daemon.take_messages().empty());
 }
 
-TEST_P(StandInEdits, FailureOfSysreposIsPassedOn) {
+TEST_P(StandInEdits, FailureOfSysrepoIsReturned) {
     state().open_result = SR_ERR_NOMEM;
     for (const Edit &row : edits) {
         const CapturedOutput printed;

@@ -18,7 +18,7 @@ sr_session_ctx_t *nobodys() {
     return standin::session();
 }
 
-TEST(Direct, CallOfAnotherEventIsRefused) {
+TEST(Direct, RpcWithAnotherEventIsRefused) {
     for (const auto &[path, callback] : {std::pair{"/orv_bgp:ip-bgp-info", ip_bgp_info_cb},
                                          std::pair{"/orv_bgp:ip-bgp-neighbor", ip_bgp_neighbor_cb},
                                          std::pair{"/orv_bgp:ip-bgp-summary", ip_bgp_summary_cb}}) {
@@ -28,7 +28,7 @@ TEST(Direct, CallOfAnotherEventIsRefused) {
     }
 }
 
-TEST(Direct, HelpersTakeWhateverComes) {
+TEST(Direct, HelpersAcceptAnyArguments) {
     std::uint32_t as = 5;
     EXPECT_EQ(ip_bgp_check_bgp_as_config_exist(nullptr, &as), 1);
     EXPECT_EQ(ip_bgp_check_bgp_as_config_exist(nobodys(), nullptr), 1);

@@ -150,7 +150,7 @@ TEST_F(Bgpctl, ReplayWithoutAnAsSendsNothing) {
     host.emplace(datastore);
 }
 
-TEST_F(Bgpctl, ReplayOnlySetsAndWithReplaceTakesAwayWhatTheDatastoreLacks) {
+TEST_F(Bgpctl, ReplaySetsOnlyAndWithReplaceDeletesWhatTheDatastoreLacks) {
     edit(full());
     const json held = daemon->dump();
     edit(network("198.18.0.0/15"));
@@ -169,7 +169,7 @@ TEST_F(Bgpctl, ReplayOnlySetsAndWithReplaceTakesAwayWhatTheDatastoreLacks) {
     host.emplace(datastore);
 }
 
-TEST_F(Bgpctl, ReplayEndsAtARefusedRecordAndSaysWhich) {
+TEST_F(Bgpctl, ReplayEndsAtARefusedRecordAndNamesIt) {
     edit(full());
     restart_daemon({"--fail", "redistribute=16"});
     const Outcome outcome = bgpctl({"replay"});

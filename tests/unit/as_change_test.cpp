@@ -48,7 +48,7 @@ class AsChange : public support::PluginTest {
 
 using Payloads = std::vector<std::string>;
 
-TEST_F(AsChange, CreationIsSentAndBecomesTheInstance) {
+TEST_F(AsChange, CreationIsSentAndSetsTheInstance) {
     EXPECT_EQ(change({created(as_leaf(65001))}), SR_ERR_OK);
     EXPECT_EQ(sent(), Payloads{record(1, 65001)});
     EXPECT_EQ(g_bgp_id, 65001U);

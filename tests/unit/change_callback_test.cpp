@@ -73,7 +73,7 @@ class ChangeCallback : public support::ChangeCallbackTest,
 INSTANTIATE_TEST_SUITE_P(Every, ChangeCallback, testing::ValuesIn(callbacks),
                          [](const auto &test) { return test.param.name; });
 
-TEST_P(ChangeCallback, DoesTheWorkAtEveryEventButDoneAndAbort) {
+TEST_P(ChangeCallback, WorksAtEveryEventExceptDoneAndAbort) {
     for (const auto event : {SR_EV_DONE, SR_EV_ABORT}) {
         EXPECT_EQ(change({created(setting)}, event), SR_ERR_OK);
     }
@@ -88,7 +88,7 @@ TEST_P(ChangeCallback, DoesTheWorkAtEveryEventButDoneAndAbort) {
     EXPECT_TRUE(sent().empty());
 }
 
-TEST_P(ChangeCallback, TakesTheInstanceFromTheDatastoreAtEveryEventWhenItNeedsOne) {
+TEST_P(ChangeCallback, ReadsTheInstanceFromTheDatastoreAtEveryEvent) {
     for (const auto event : {SR_EV_UPDATE, SR_EV_CHANGE, SR_EV_DONE, SR_EV_ABORT, SR_EV_ENABLED}) {
         for (const std::uint32_t configured : {65001U, 0U}) {
             configure_as(configured);
@@ -107,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(Every, CallbackBelowAs,
                          testing::Values(callbacks[1], callbacks[2], callbacks[3]),
                          [](const auto &test) { return test.param.name; });
 
-TEST_P(CallbackBelowAs, WithoutAnAsPassesOverDeletionsUpToTheFirstOtherChange) {
+TEST_P(CallbackBelowAs, WithoutAnAsSkipsDeletionsUpToTheFirstOtherChange) {
     const auto unreadable = [] { sysrepo().item_result = SR_ERR_INTERNAL; };
     for (const std::function<void()> &without :
          {std::function<void()>([] { configure_as(0); }), std::function<void()>(unreadable)}) {

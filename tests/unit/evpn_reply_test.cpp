@@ -130,7 +130,7 @@ TEST_F(EvpnReply, ArrayIsSizedOnceToTheCountInTheReply) {
     }
 }
 
-TEST_F(EvpnReply, FailedResizingCarriesOnWithTheRoomThatThereIs) {
+TEST_F(EvpnReply, FailedResizingContinuesWithTheOldArray) {
     const Outputs all = outputs({whole});
     for (const int code : {int{SR_ERR_NOMEM}, int{SR_ERR_INTERNAL}, -1}) {
         for (const std::size_t before : {0U, 1U, 3U, 8U, 9U, 12U}) {
@@ -147,7 +147,7 @@ TEST_F(EvpnReply, FailedResizingCarriesOnWithTheRoomThatThereIs) {
     }
 }
 
-TEST_F(EvpnReply, FailedResizingTakesAnArrayWithoutACountToBeOfTheCountInTheReply) {
+TEST_F(EvpnReply, FailedResizingAssumesTheCountInTheReplyForAnArrayWithoutACount) {
     sysrepo().realloc_result = SR_ERR_NOMEM;
     for (const std::uint32_t announced : {9U, 12U, 5U, 0U}) {
         Values values(12);

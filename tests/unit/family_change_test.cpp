@@ -107,7 +107,7 @@ TEST_P(FamilyChange, KeyLongerThanItsFieldIsRefusedAtAnyNodeOfTheEntry) {
     EXPECT_EQ(sent(), Records{});
 }
 
-TEST_P(FamilyChange, MissingListKeyIsToldAndTheWalkGoesOnWithoutACode) {
+TEST_P(FamilyChange, MissingListKeyIsReportedAndTheWalkContinuesWithoutACode) {
     for (const FamilyList *list : kind().lists()) {
         for (std::size_t given = 0; given < list->keys.size(); ++given) {
             // The path has the keys before the missing one.
@@ -248,7 +248,7 @@ constexpr const char *node_names[] = {
     "afi",         "safi",          "vrf-name",      "neighbor-address",
     "family-name", "address-family"};
 
-TEST_P(FamilyChange, PendingRecordIsSentByEveryNodeThatIsNotOneOfItsOwnLeaves) {
+TEST_P(FamilyChange, PendingRecordIsSentAtEveryNodeThatIsNotOneOfItsLeaves) {
     const std::vector<std::string> own_leaves[] = {
         {"route-map", "backdoor", "prefix"}, {}, {"process", "route-map", "protocol"}};
     const std::vector<ListEntry> all = entries();
@@ -744,7 +744,7 @@ class InstanceFamilyChange : public support::FamilyTest {
     InstanceFamilyChange() : FamilyTest(support::instance_family()) {}
 };
 
-TEST_F(InstanceFamilyChange, SettingsOfAVrfsNeighborAreNoneHere) {
+TEST_F(InstanceFamilyChange, SettingsOfAVrfsNeighborAreIgnored) {
     const ListEntry entry = neighbor();
     for (const char *node : {"remote-as", "description", "ebgp-multihop", "update-source"}) {
         EXPECT_EQ(change({created(scripted::text(entry.path(node), "200"))}), SR_ERR_INVAL_ARG);

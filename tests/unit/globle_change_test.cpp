@@ -154,7 +154,7 @@ TEST_P(GlobleText, LongerThanItsFieldIsRefusedAndWhatWasSentStaysSent) {
                     {leaf().node, " " + std::to_string(size + 1), " " + std::to_string(size)});
 }
 
-TEST_P(GlobleText, IsNotTakenFromAValueWithoutOne) {
+TEST_P(GlobleText, IsNotReadFromAValueWithoutText) {
     for (const sr_type_t type : support::types_without_text) {
         const CapturedOutput output;
         EXPECT_EQ(change({created({path(), type, std::nullopt, 1})}), SR_ERR_INVALID_VALUE) << type;
@@ -192,7 +192,7 @@ TEST_F(GlobleChange, NeighborWithoutAnAddressIsAnInternalError) {
 
 // --- Several settings in one edit ------------------------------------------------------
 
-TEST_F(GlobleChange, NewNeighborIsOneRecordPerSettingAndEachHoldsThoseBeforeIt) {
+TEST_F(GlobleChange, NewNeighborIsOneRecordPerSettingWithTheSettingsBeforeIt) {
     EXPECT_EQ(change({created(entry("10.0.0.1")), created(key("10.0.0.1")),
                       created(setting("10.0.0.1", remote_as, 200)),
                       created(scripted::text(neighbor_path("10.0.0.1", "description"), "peer"))}),
@@ -259,7 +259,7 @@ TEST_F(GlobleChange, NodeNamedLikeTheRouterIdentifierInANeighborIsSentAtTheEnd) 
 
 // --- Deletion of the remote AS ------------------------------------------------------------
 
-TEST_F(GlobleChange, DeletionOfTheRemoteAsCarriesTheOtherDeletions) {
+TEST_F(GlobleChange, DeletionOfTheRemoteAsIncludesTheOtherDeletions) {
     for (const Leaf *leaf : carried_leaves) {
         EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200)),
                           deleted(setting("10.0.0.1", *leaf, 7))}),
@@ -280,7 +280,7 @@ TEST_F(GlobleChange, DeletionOfAWholeNeighborIsOneRecord) {
               Records{with(neighbor_record(0, "10.0.0.1"), remote_as, 200).sent(3, SR_OP_DELETED)});
 }
 
-TEST_F(GlobleChange, DeletionOfTheRemoteAsCarriesThoseOfEveryNeighbor) {
+TEST_F(GlobleChange, DeletionOfTheRemoteAsIncludesDeletionsOfEveryNeighbor) {
     EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200)),
                       deleted(setting("10.0.0.2", description, 7)),
                       deleted(setting("10.0.0.3", remote_as, 300)),
@@ -293,7 +293,7 @@ TEST_F(GlobleChange, DeletionOfTheRemoteAsCarriesThoseOfEveryNeighbor) {
         << "what a deletion that is not sent says stays in the buffer";
 }
 
-TEST_F(GlobleChange, EverySentRecordEndsWhatTheDeletionOfTheRemoteAsCarries) {
+TEST_F(GlobleChange, EverySentRecordEndsTheDeletionOfTheRemoteAs) {
     const auto last = setting("10.0.0.1", update_source, 9);
     for (const auto &between :
          {created(router(7)), modified(router(1), router(2)), deleted(router(7)),
@@ -309,7 +309,7 @@ TEST_F(GlobleChange, EverySentRecordEndsWhatTheDeletionOfTheRemoteAsCarries) {
     }
 }
 
-TEST_F(GlobleChange, DeletedRemoteAsCarriesNothingIntoTheNextEdit) {
+TEST_F(GlobleChange, DeletedRemoteAsDoesNotAffectTheNextEdit) {
     EXPECT_EQ(change({deleted(setting("10.0.0.1", remote_as, 200))}), SR_ERR_OK);
     EXPECT_EQ(change({deleted(setting("10.0.0.1", description, 7))}), SR_ERR_OK);
     const Records records = sent();

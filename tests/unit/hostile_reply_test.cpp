@@ -174,7 +174,7 @@ TEST_F(HostileReply, InfoOfMoreNextHopsThanThereIsRoomForIsRefused) {
     expect_values(info, info_of(most, 1, network_of(most)), 4 + std::size_t{4} * most);
 }
 
-TEST_F(HostileReply, NetworksThatNextHopsPushOutsideAreRefused) {
+TEST_F(HostileReply, NetworksThatNextHopsPushBeyondTheEndAreRefused) {
     // The end of the first network's next hops leaves room for the second network, or not.
     const auto most = static_cast<std::uint32_t>((payload_limit - 60 - 2 * 56) / 92);
     const std::string hops = repeated(Record(support::next_hop_record).bytes(), most);
@@ -233,7 +233,7 @@ TEST_F(HostileReply, NeighborsOfMoreFamiliesThanThereIsRoomForAreRefused) {
     EXPECT_EQ(values.size(), 20 + std::size_t{9} * most);
 }
 
-TEST_F(HostileReply, PeersThatFamiliesPushOutsideAreRefused) {
+TEST_F(HostileReply, PeersThatFamiliesPushBeyondTheEndAreRefused) {
     const auto most = static_cast<std::uint32_t>((payload_limit - 4 - 2 * 312) / 108);
     const auto reply = [](std::uint32_t families) {
         Reply made(neighbor.sub_mod, packed(std::uint32_t{2}) + peer_of(families) + plain_family());
@@ -249,7 +249,7 @@ TEST_F(HostileReply, PeersThatFamiliesPushOutsideAreRefused) {
                    100);
 }
 
-TEST_F(HostileReply, ThereIsNoArrayForTheFamiliesOfALengthThatCannotBe) {
+TEST_F(HostileReply, ThereIsNoArrayForTheFamiliesOfAnInvalidLength) {
     const std::string payload = packed(std::uint32_t{2}) + peer_of(0) + peer_of(0);
     for (const std::int64_t length : {INT_MIN, -1000, -1, 0, 16, 20, 312, 623, INT_MAX}) {
         expect_no_array(neighbor, Reply(neighbor.sub_mod, payload).length(length), 0);
@@ -283,7 +283,7 @@ TEST_F(HostileReply, EvpnReplyOfNothingButTheShortestRoutesIsAccepted) {
     expect_values(evpn, payload, std::size_t{5} * routes);
 }
 
-TEST_F(HostileReply, EvpnCountsThatLeadOutsideTheReplyAreRefused) {
+TEST_F(HostileReply, EvpnCountsThatExceedTheReplyAreRefused) {
     const std::string route_end(5, '\0'); // no texts, and a count of next hops
     const std::string one = packed(std::uint32_t{1});
     const std::string starts[] = {

@@ -190,7 +190,7 @@ TEST_F(NeighborReply, NextPeerFollowsAllAddressFamiliesOfTheOneBefore) {
     }
 }
 
-TEST_F(NeighborReply, AddressFamilyWithoutANameEndsTheCallWithTheValuesWrittenSoFar) {
+TEST_F(NeighborReply, AddressFamilyWithoutANameEndsTheRpcWithTheValuesWrittenSoFar) {
     struct Row {
         std::uint32_t afi, safi;
         const char *line;

@@ -162,7 +162,7 @@ TEST(ProtocolDocument, HasAnExampleOfEveryMessageInBothDirections) {
     EXPECT_EQ(found, names);
 }
 
-TEST(ProtocolDocument, RequestsSayWhatStandsBelowThem) {
+TEST(ProtocolDocument, RequestsMatchTheTextBelowThem) {
     const auto all = examples();
     for (std::int32_t code = 1; code < BGP_SUB_MAX; ++code) {
         const configd::RecordKind &kind = *configd::find_record_kind(code);
@@ -176,7 +176,7 @@ TEST(ProtocolDocument, RequestsSayWhatStandsBelowThem) {
     }
 }
 
-TEST(ProtocolDocument, ResultCodeIsTheOneThatItIsSaidToBe) {
+TEST(ProtocolDocument, ResultCodeMatchesTheText) {
     EXPECT_EQ(examples().at("result").bytes, std::string("\0\0\0\x11", 4));
 }
 
@@ -257,7 +257,7 @@ class ReplyInTheDocument : public support::PluginTest,
                            public testing::WithParamInterface<ReplyExample> {};
 INSTANTIATE_TEST_SUITE_P(Each, ReplyInTheDocument, testing::ValuesIn(reply_examples));
 
-TEST_P(ReplyInTheDocument, IsCompleteAndPublishesWhatStandsBelowIt) {
+TEST_P(ReplyInTheDocument, IsCompleteAndPublishesTheValuesBelowIt) {
     const auto &[name, parse, turn_numbers] = GetParam();
     const Example example = examples().at(name);
     HostOrder host(example.bytes);
@@ -290,7 +290,7 @@ std::vector<std::vector<std::string>> table(const std::string &heading) {
     return rows;
 }
 
-TEST(ProtocolDocument, ResultCodesAreThoseOfTheHeader) {
+TEST(ProtocolDocument, ResultCodesMatchTheHeader) {
     const std::map<std::string, int> names = {{"SR_ERR_OK", SR_ERR_OK},
                                               {"SR_ERR_INVALID_VALUE", SR_ERR_INVALID_VALUE},
                                               {"SR_ERR_NO_EXISTS_CONFIG", SR_ERR_NO_EXISTS_CONFIG},

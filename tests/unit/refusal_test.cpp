@@ -356,7 +356,7 @@ TEST_P(RpcRefusal, SaysThatTheEventIsNotAnRpcEvent) {
     expect_told(GetParam().path, "event 3 is not an RPC event");
 }
 
-TEST_F(RefusalWithoutDaemon, CallNamesTheInputThatIsTooLong) {
+TEST_F(RefusalWithoutDaemon, RpcNamesTheInputThatIsTooLong) {
     configure_as(100);
     const struct {
         const Call &call;

@@ -197,7 +197,7 @@ TEST_F(VrfFamilyChange, NameIsReadAfterTheNumbers) {
 // --- Neighbors
 // --------------------------------------------------------------------------------------
 
-TEST_F(VrfFamilyChange, SettingsOfTheInstancesNeighborsAreNoneHere) {
+TEST_F(VrfFamilyChange, SettingsOfTheInstancesNeighborsAreIgnored) {
     for (const char *node : {"next-hop-self", "route-reflector-client"}) {
         EXPECT_EQ(change({created(scripted::node(neighbor().path(node), SR_LEAF_EMPTY_T))}),
                   SR_ERR_INVAL_ARG);
