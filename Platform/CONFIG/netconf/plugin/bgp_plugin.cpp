@@ -995,7 +995,7 @@ void note_refused_reply(const char *why) {
     refusal.because("the configuration daemon's reply is refused: %s; see its log", why);
 }
 constexpr const char *counts_exceed_reply = "its counts exceed the reply";
-constexpr const char *counts_lead_outside_array = "it describes more values than it announces";
+constexpr const char *counts_exceed_array = "it describes more values than it announces";
 
 // Resizes sysrepo's array for the values that the reply announces, unless they are more than a
 // reply can hold. Returns whether the array has the new size.
@@ -1016,8 +1016,7 @@ template <typename Body>
 int publish_reply(const ReplyKind &kind, OutputValues &values, size_t *output_cnt, Body body) {
     const int rc = body();
     if (rc == refused) {
-        const char *why =
-            values.overflowed() ? counts_lead_outside_array : counts_exceed_reply;
+        const char *why = values.overflowed() ? counts_exceed_array : counts_exceed_reply;
         values.discard();
         always.print("[%s]reply refused: %s\n", kind.function, why);
         note_refused_reply(why);

@@ -52,8 +52,8 @@ struct PendingRecord {
         sub_mod = code;
     }
 
-    // Sends the record; `operation` is the one of the current change. Returns the code of the daemon
-    // or of the transport, and notes a refusal for the client.
+    // Sends the record; `operation` is the one of the current change. Returns the code of the
+    // daemon or of the transport, and notes a refusal for the client.
     int send(sr_change_oper_t operation) {
         const int rc = plugin_config(data, static_cast<int>(length), operation, MODULE_ID_BGP,
                                      static_cast<int>(sub_mod));
