@@ -298,7 +298,7 @@ TEST(ProtocolDocument, ResultCodesMatchTheHeader) {
                                               {"SR_ERR_NOT_SUPPORT", SR_ERR_NOT_SUPPORT},
                                               {"SR_ERR_SOCKET_FAILED", SR_ERR_SOCKET_FAILED}};
     std::map<std::string, int> found;
-    for (const auto &row : table("| Code | Name | Use it when |")) {
+    for (const auto &row : table("| Code | Name | When to use it |")) {
         found[row.at(1)] = std::stoi(row.at(0));
     }
     EXPECT_EQ(found, names);
