@@ -31,10 +31,6 @@ constexpr std::array redistributions = {
     "[protocol='isis'][process='core']", "[protocol='connected'][process='']",
     "[protocol='static'][process='']",   "[protocol='ospfv3'][process='1']"};
 
-// Two blocks of networks come and go, each in one edit. With both, an answer lists twice as many.
-constexpr std::size_t block_size = 1000;
-constexpr std::array blocks = {64, 72}; // the second byte of their first addresses
-
 std::string network_of(int block, std::size_t number) {
     return "/bgp-address-family/address-family[afi='AFI_IP'][safi='SAFI_UNICAST']"
            "/bgp-family-networks/family-network[prefix='10." +

@@ -6,12 +6,18 @@
 #include "random.h"
 #include "session.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace soak {
+
+// Blocks of networks come and go, each in one edit; an answer lists those of all blocks.
+inline constexpr std::size_t block_size = 1000;
+inline constexpr std::array blocks = {64, 72}; // the second byte of their first addresses
 
 struct Edit {
     std::vector<Change> changes;

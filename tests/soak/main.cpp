@@ -42,7 +42,7 @@ struct Options {
     std::size_t clients = 4;
     std::uint64_t seed = std::random_device{}();
     std::uint64_t warm_up = 100;
-    std::size_t replacement = 1000;
+    std::size_t replacement = 5000;
     double interval = 10;
     std::string picture;
     std::string plugin = ORV_BGP_PLUGIN;
@@ -60,10 +60,10 @@ void add_options(CLI::App &app, Options &options) {
         "--seed", options.seed,
         "Seed of the random edits; the same seed repeats them. Default: a new one each time");
     app.add_option("--warm-up", options.warm_up,
-                   "Measure memory and descriptors for the first time after this many edits; "
+                   "Measure memory and descriptors of a new host and daemon after this many edits; "
                    "default 100");
     app.add_option("--replacement", options.replacement,
-                   "Kill and replace the daemon after this many edits on average; default 1000; "
+                   "Kill and replace the daemon after this many edits on average; default 5000; "
                    "0: never");
     app.add_option("--interval", options.interval,
                    "Seconds between two lines of progress; default 10")
@@ -78,7 +78,7 @@ void add_options(CLI::App &app, Options &options) {
 
 // A run of at least this many seconds fails when memory grows by more KiB per hour.
 constexpr double judged_after = 1800;
-constexpr double growth_limit = 1024;
+constexpr double growth_limit = 2048;
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -145,10 +145,9 @@ std::unique_ptr<support::Process> start_daemon(const Options &options) {
 }
 
 // Installs the other plug-in with its module, for the hosts that start from now on.
-const support::Datastore &with_other_plugin(const support::Datastore &datastore) {
+void install_other_plugin(const support::Datastore &datastore) {
     datastore.install(OTHER_YANG);
     std::filesystem::copy(OTHER_PLUGIN, datastore.directory() / "plugins");
-    return datastore;
 }
 
 std::string text_of(const Edit &edit) {
@@ -184,7 +183,10 @@ class Soak {
     // The resources of host and daemon while no RPC is in progress.
     void look(Use &host, Use &daemon);
     std::size_t edits() const { return made_ + refused_; }
-    bool is_warm() const { return edits() >= warm_at_; }
+    // Whether host and daemon have had their largest configuration and have a usual one now.
+    bool is_comparable() const {
+        return edits() >= warm_at_ && had_all_blocks_ && expected_.size() < block_size;
+    }
     Configuration held();
     void print_progress(const char *what);
     void print_report() const;
@@ -213,6 +215,7 @@ class Soak {
     std::size_t replacements_ = 0;
     std::size_t refused_without_daemon_ = 0;
     std::size_t warm_at_; // the number of edits after which this host and this daemon are warm
+    bool had_all_blocks_ = false; // since they started
     Series series_;
     std::ofstream &picture_;
     Differences differences_;
@@ -222,9 +225,9 @@ class Soak {
 
 Soak::Soak(const Options &options, std::ofstream &picture)
     : options_{options}, random_{options.seed}, maker_{options.seed}, datastore_{options.plugin},
-      daemon_{start_daemon(options)}, host_{std::make_unique<support::Host>(
-                                          with_other_plugin(datastore_))},
-      warm_at_{options.warm_up}, picture_{picture} {
+      daemon_{start_daemon(options)}, warm_at_{options.warm_up}, picture_{picture} {
+    install_other_plugin(datastore_);
+    host_ = std::make_unique<support::Host>(datastore_);
     for (std::size_t i = 0; i < options.clients; ++i) {
         clients_.push_back(std::make_unique<Client>(options.seed + i, tally_));
     }
@@ -299,6 +302,7 @@ std::string Soak::judge(const Edit &edit, const Outcome &outcome) {
     set_ += changed.left_over.size() + changed.differing.size();
     removed_ += changed.lost.size();
     largest_ = std::max(largest_, after.size());
+    had_all_blocks_ = had_all_blocks_ || after.size() >= blocks.size() * block_size;
     expected_ = std::move(after);
     return {};
 }
@@ -360,6 +364,7 @@ std::string Soak::replace_daemon() {
     }
     ++replacements_;
     warm_at_ = edits() + options_.warm_up;
+    had_all_blocks_ = false;
     host_start_ = daemon_start_ = {};
     problem = compare();
     let_query(true);
@@ -418,7 +423,7 @@ std::string Soak::end() {
 void Soak::print_progress(const char *what) {
     const Use host = use_of(host_->process());
     const Use daemon = use_of(*daemon_);
-    series_.add(elapsed(), host, daemon, is_warm() ? replacements_ + 1 : 0);
+    series_.add(elapsed(), host, daemon, is_comparable() ? replacements_ + 1 : 0);
     fmt::print("{:8.0f} s {:8} edits {:6} refusals {:9} queries {:3} settings  host {} KiB, {} "
                "descriptors  daemon {} KiB  {}\n",
                elapsed(), made_, refused_, tally_.queries.load(), expected_.size(), host.memory,
@@ -483,7 +488,7 @@ bool Soak::run() {
                 random_.one_in(options_.replacement)) {
                 problem = replace_daemon();
             }
-            if (edits() == warm_at_ && host_start_.descriptors == 0) {
+            if (is_comparable() && host_start_.descriptors == 0) {
                 look(host_start_, daemon_start_);
                 let_query(true);
                 print_progress("warm");

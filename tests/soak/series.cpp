@@ -17,6 +17,14 @@
 
 namespace soak {
 
+namespace {
+
+struct Close {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+} // namespace
+
 EditTimes edit_times(std::vector<double> milliseconds) {
     if (milliseconds.empty()) {
         return {};
@@ -68,7 +76,7 @@ double Series::growth(Use Sample::*process) const {
 }
 
 std::string Series::picture() const {
-    const std::unique_ptr<std::FILE, decltype(&std::fclose)> data{std::tmpfile(), &std::fclose};
+    const std::unique_ptr<std::FILE, Close> data{std::tmpfile()};
     if (data == nullptr) {
         throw std::runtime_error("no temporary file for the picture's data");
     }

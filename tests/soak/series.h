@@ -30,11 +30,11 @@ class Series {
     void add_edit(double milliseconds) { times_.push_back(milliseconds); }
 
     // Ends an interval at this time, in seconds since the start. `run` counts the hosts and daemons
-    // since the start; 0: this one is not warm, its caches still fill.
+    // since the start; 0: the memory is not comparable, for instance because caches still fill.
     void add(double seconds, const Use &host, const Use &daemon, std::size_t run);
 
-    // How fast the resident memory of a warm process grows, in KiB per hour: the slope that all
-    // runs have in common.
+    // How fast the comparable resident memory of a process grows, in KiB per hour: the slope that
+    // all runs have in common.
     double host_growth() const { return growth(&Sample::host); }
     double daemon_growth() const { return growth(&Sample::daemon); }
 
