@@ -200,7 +200,16 @@ Change read_change(Input &input, const ModelledCallback &row, const std::vector<
     return change;
 }
 
-Edit read_edit(Input &input, const ModelledCallback &row) {
+// A callback, and the nodes that may change.
+struct ChangeTarget {
+    explicit ChangeTarget(const ModelledCallback &callback)
+        : row(callback), nodes(nodes_of(callback)) {}
+
+    const ModelledCallback &row;
+    const std::vector<Node> nodes;
+};
+
+Edit read_edit(Input &input, const ChangeTarget &target) {
     Edit edit;
     edit.as = input.pick(as_numbers);
     edit.event = input.pick(events);
@@ -219,9 +228,8 @@ Edit read_edit(Input &input, const ModelledCallback &row) {
     for (int &answer : edit.answers) {
         answer = input.pick(answers);
     }
-    const std::vector<Node> nodes = nodes_of(row);
     while (!input.empty() && edit.changes.size() < most_changes) {
-        edit.changes.push_back(read_change(input, row, nodes));
+        edit.changes.push_back(read_change(input, target.row, target.nodes));
     }
     support::keep_numbers_certain(edit);
     return edit;
@@ -255,10 +263,10 @@ bool is_record(const support::Sent &sent) {
     return false;
 }
 
-void run_change(const ModelledCallback &row, const std::uint8_t *data, std::size_t size) {
-    Input input(data, size);
+void run_change(const ChangeTarget &target, Input input) {
+    const ModelledCallback &row = target.row;
     const bool traced = input.byte() % 2 != 0;
-    const Edit edit = read_edit(input, row);
+    const Edit edit = read_edit(input, target);
     ChangeModel model(edit);
     const int expected = row.model(model);
 
@@ -282,19 +290,23 @@ void run_change(const ModelledCallback &row, const std::uint8_t *data, std::size
 } // namespace
 
 void as_change(const std::uint8_t *data, std::size_t size) {
-    run_change(support::as_callback(), data, size);
+    static const ChangeTarget target(support::as_callback());
+    run_change(target, {data, size});
 }
 
 void globle_change(const std::uint8_t *data, std::size_t size) {
-    run_change(support::callbacks_below_as()[0], data, size);
+    static const ChangeTarget target(support::callbacks_below_as()[0]);
+    run_change(target, {data, size});
 }
 
 void family_change(const std::uint8_t *data, std::size_t size) {
-    run_change(support::callbacks_below_as()[1], data, size);
+    static const ChangeTarget target(support::callbacks_below_as()[1]);
+    run_change(target, {data, size});
 }
 
 void vrf_family_change(const std::uint8_t *data, std::size_t size) {
-    run_change(support::callbacks_below_as()[2], data, size);
+    static const ChangeTarget target(support::callbacks_below_as()[2]);
+    run_change(target, {data, size});
 }
 
 } // namespace fuzz

@@ -12,8 +12,11 @@
 namespace fuzz {
 
 // An exchange: its course, the query's module, whether the transport traces it, and, unless nothing
-// is read, the reply and its pieces.
-enum class Course : std::uint32_t { answered, too_late, wait_fails, write_fails, count };
+// is written, the reply, its pieces, and after how many seconds it comes (byte). What comes too
+// late is there for the next query on the same connection.
+enum class Course : std::uint32_t { answered, wait_fails, write_fails, count };
+
+inline constexpr std::uint32_t longest_wait = 60; // seconds
 
 inline constexpr std::int32_t modules[] = {MODULE_ID_BGP, MODULE_ID_VLAN, 0, -1};
 

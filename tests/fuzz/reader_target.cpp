@@ -33,6 +33,12 @@ class Arrival {
         : bytes_(std::make_shared<const std::string>(std::move(bytes))), pieces_(std::move(pieces)),
           fails_(fails) {}
 
+    // What came too late for an earlier query comes first.
+    void precede(const Arrival &late) {
+        bytes_ = std::make_shared<const std::string>(*late.bytes_ + *bytes_);
+        pieces_.insert(pieces_.begin(), late.pieces_.begin(), late.pieces_.end());
+    }
+
     // As read does: a count, 0 once the connection is closed, or -1.
     std::ptrdiff_t read(char *target, std::size_t room) {
         std::size_t count = bytes_->size() - position_;
@@ -71,9 +77,11 @@ struct Exchange {
     Course course = Course::answered;
     std::int32_t module = MODULE_ID_BGP; // of the query
     bool traced = false;
+    std::uint32_t delay = 0; // seconds until the first byte
     Arrival arrival;
 
-    bool reads() const { return course == Course::answered || course == Course::wait_fails; }
+    bool too_late() const { return course == Course::answered && delay > longest_wait; }
+    bool reads() const { return course != Course::write_fails && !too_late(); }
 };
 
 // A full buffer takes long, so an input has at most one such reply.
@@ -107,9 +115,10 @@ Exchange read_exchange(Input &input, bool &may_be_full) {
     exchange.course = static_cast<Course>(input.byte() % static_cast<std::uint32_t>(Course::count));
     exchange.module = input.pick(modules);
     exchange.traced = input.byte() % 2 != 0;
-    if (!exchange.reads()) {
+    if (exchange.course == Course::write_fails) {
         return exchange;
     }
+    exchange.delay = input.byte();
     std::string bytes = read_bytes(input, may_be_full);
     std::vector<std::uint32_t> pieces(input.byte() % 32);
     for (std::uint32_t &piece : pieces) {
@@ -199,9 +208,9 @@ netconf_data_struc *run_exchange(const Exchange &exchange, std::size_t &reads) {
         require(bytes == query && size == query_size, "the query is written whole and once");
         return exchange.course == Course::write_fails ? -1 : static_cast<std::ptrdiff_t>(size);
     };
-    observed.select_result = exchange.course == Course::answered   ? 1
-                             : exchange.course == Course::too_late ? 0
-                                                                   : -1;
+    observed.select_result = exchange.course == Course::wait_fails ? -1
+                             : exchange.too_late()                 ? 0
+                                                                   : 1;
     observed.read_answer = [&](char *target, std::size_t room) {
         ++reads;
         require(room == BUF_SIZE_MAX, "a read asks for a whole buffer");
@@ -212,6 +221,10 @@ netconf_data_struc *run_exchange(const Exchange &exchange, std::size_t &reads) {
     com_printf_flag = exchange.traced ? 1 : 0;
     netconf_data_struc *reply = sendAndGetReplyBuff(descriptor, header);
     com_printf_flag = 0;
+    observed.end();
+    const std::size_t waits = exchange.course == Course::write_fails ? 0 : 1;
+    require(observed.sizes("select") == std::vector<std::size_t>(waits, longest_wait),
+            "a query waits once for its reply, as long as it may");
     return reply;
 }
 
@@ -222,8 +235,11 @@ void reply_reader(const std::uint8_t *data, std::size_t size) {
     Model model;
     bool may_be_full = true;
     std::size_t reads = 0;
+    Arrival late;
     for (std::size_t i = 0; i < most_exchanges && !input.empty(); ++i) {
-        const Exchange exchange = read_exchange(input, may_be_full);
+        Exchange exchange = read_exchange(input, may_be_full);
+        exchange.arrival.precede(late);
+        late = exchange.reads() ? Arrival() : exchange.arrival;
         const bool expected = model.exchange(exchange);
         const netconf_data_struc *reply = run_exchange(exchange, reads);
         require((reply != nullptr) == expected, "there is a reply when there is to be one");

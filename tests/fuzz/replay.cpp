@@ -23,9 +23,9 @@ using Bytes = std::vector<std::uint8_t>;
 #define ROW(target) std::make_pair(#target, &fuzz::target)
 
 const std::map<std::string, fuzz::Target> targets = {
-    ROW(evpn_reply),        ROW(info_reply),     ROW(neighbor_reply), ROW(summary_reply),
-    ROW(reply_reader),      ROW(as_change),      ROW(globle_change),  ROW(family_change),
-    ROW(vrf_family_change), ROW(daemon_message),
+    ROW(evpn_reply),    ROW(info_reply),        ROW(neighbor_reply), ROW(summary_reply),
+    ROW(large_reply),   ROW(reply_reader),      ROW(as_change),      ROW(globle_change),
+    ROW(family_change), ROW(vrf_family_change), ROW(daemon_message),
 };
 
 // An input of up to 400 bytes, the same for the same number on every machine. In each table that an

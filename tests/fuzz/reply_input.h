@@ -19,7 +19,8 @@ enum ReplyFlags : std::uint32_t {
 
 // The payload consists of pieces: a byte for the kind, then its content.
 enum class Piece : std::uint32_t {
-    record, // byte: which of the reply's records; each of its fields: a number or a text
+    record, // byte: which of the reply's records; each of its fields: a number or a text.
+            // EVPN: the reply's lists; before each of them a byte with its length
     number, // 32 bits
     text,   // with its NUL
     bytes,  // as they are

@@ -5,12 +5,18 @@
 #include "targets.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <string>
 #include <vector>
 
 namespace fuzz {
 
 namespace {
 
+using support::EvpnDistinguisher;
+using support::EvpnNextHop;
+using support::EvpnRoute;
+using support::EvpnText;
 using support::Expected;
 using support::Outputs;
 using support::Parser;
@@ -19,14 +25,23 @@ using support::WireRecord;
 
 // The allocation of a larger array fails. This limits the time of an input, and shows
 // the result for a reply without memory for its values.
-constexpr std::size_t most_values = 256;
+constexpr std::size_t usual_limit = 64; // values
+constexpr std::size_t large_limit = 16384;
 
 // Zeros follow a reply in the transport's buffer. More of them reach no other code, but
 // a wrong count takes long to read them.
-constexpr std::size_t zeros_behind = 1024;
+constexpr std::size_t zeros_behind = 256;
 
-// The fields of a record, one after the other.
-Record read_record(Input &input, const WireRecord &layout) {
+// --- Pieces ------------------------------------------------------------------------------
+
+// Makes a piece of the kind `record`.
+using ReadRecord = std::string (*)(Input &input);
+
+// One of the records of a reply: its fields, one after the other.
+template <const WireRecord &...layouts>
+std::string read_record(Input &input) {
+    const WireRecord *const rows[] = {&layouts...};
+    const WireRecord &layout = *input.pick(rows);
     Record record(layout);
     for (const auto &field : layout.fields) {
         if (field.is_text) {
@@ -35,15 +50,83 @@ Record read_record(Input &input, const WireRecord &layout) {
             record.put(field.name, input.number());
         }
     }
-    return record;
+    return record.bytes();
 }
 
-std::string read_piece(Input &input, Piece piece, const std::vector<const WireRecord *> &records) {
+template <typename Item>
+std::vector<Item> read_list(Input &input, Item (*read_item)(Input &input)) {
+    std::vector<Item> items;
+    for (std::uint32_t left = input.byte(); left > 0 && !input.empty(); --left) {
+        items.push_back(read_item(input));
+    }
+    return items;
+}
+
+signed char read_flag(Input &input) {
+    return static_cast<signed char>(input.byte());
+}
+
+// A part, repeated up to eight times: an XPath ends after 999 characters.
+std::string read_text(Input &input) {
+    const std::string part = input.text();
+    std::string text = part;
+    for (std::uint32_t more = input.byte() % 8; more > 0; --more) {
+        text += part;
+    }
+    return text;
+}
+
+EvpnText read_optional_text(Input &input) {
+    EvpnText text{static_cast<char>(input.byte())};
+    if (text.presence != 0) {
+        text.text = input.text();
+    }
+    return text;
+}
+
+EvpnNextHop read_next_hop(Input &input) {
+    return {read_text(input), input.number(), input.number(), input.number(), input.text()};
+}
+
+EvpnRoute read_route(Input &input) {
+    return {read_text(input),
+            read_flag(input),
+            read_flag(input),
+            read_flag(input),
+            read_optional_text(input),
+            read_optional_text(input),
+            read_list(input, read_next_hop)};
+}
+
+EvpnDistinguisher read_distinguisher(Input &input) {
+    return {read_text(input), read_list(input, read_route)};
+}
+
+std::uint32_t values_of(const std::vector<EvpnDistinguisher> &distinguishers) {
+    std::size_t count = 0;
+    for (const EvpnDistinguisher &distinguisher : distinguishers) {
+        for (const EvpnRoute &route : distinguisher.routes) {
+            count += 3 + 4 * route.next_hops.size();
+            for (const EvpnText *text : {&route.community, &route.label}) {
+                count += text->presence != 0 ? 1U : 0U;
+            }
+        }
+    }
+    return static_cast<std::uint32_t>(count);
+}
+
+// A whole EVPN reply: in a stream, a single wrong count makes everything after it another item.
+// The number is added to the count of values.
+std::string read_routes(Input &input) {
+    const std::uint32_t more = input.number();
+    const std::vector<EvpnDistinguisher> items = read_list(input, read_distinguisher);
+    return support::evpn_payload(values_of(items) + more, items);
+}
+
+std::string read_piece(Input &input, Piece piece, ReadRecord make_record) {
     switch (piece) {
     case Piece::record:
-        return records.empty()
-                   ? std::string()
-                   : read_record(input, *records[input.byte() % records.size()]).bytes();
+        return make_record(input);
     case Piece::number:
         return support::packed(input.number());
     case Piece::text:
@@ -59,8 +142,7 @@ std::string read_piece(Input &input, Piece piece, const std::vector<const WireRe
     }
 }
 
-ReplyContent read_reply(Input &input, std::uint32_t flags, int sub_mod,
-                        const std::vector<const WireRecord *> &records) {
+ReplyContent read_reply(Input &input, std::uint32_t flags, int sub_mod, ReadRecord make_record) {
     ReplyContent content{MODULE_ID_BGP, sub_mod, 0, {}};
     const bool other_header = (flags & reply_other_header) != 0;
     if (other_header) {
@@ -78,7 +160,7 @@ ReplyContent read_reply(Input &input, std::uint32_t flags, int sub_mod,
             part = &content.tail;
             content.zeros = 0;
         }
-        *part += read_piece(input, piece, records);
+        *part += read_piece(input, piece, make_record);
     }
     if (!other_header) {
         content.data_len =
@@ -88,6 +170,8 @@ ReplyContent read_reply(Input &input, std::uint32_t flags, int sub_mod,
     }
     return content;
 }
+
+// --- The comparison ----------------------------------------------------------------------
 
 // Checks that a refused reply left nothing behind.
 void check_refused(const support::Values &values, std::size_t before) {
@@ -107,15 +191,29 @@ void check_values(const support::Values &values, Expected expected, std::size_t 
             "the number of values is not that of the reply");
 }
 
-void run_reply(const Parser &parser, const std::vector<const WireRecord *> &records,
-               const std::uint8_t *data, std::size_t size) {
-    Input input(data, size);
+struct ReplyTarget {
+    const Parser &parser;
+    ReadRecord make_record;
+};
+
+constexpr ReplyTarget evpn = {support::evpn_parser, read_routes};
+constexpr ReplyTarget info = {
+    support::info_parser,
+    read_record<support::table_record, support::network_record, support::next_hop_record>};
+constexpr ReplyTarget neighbor = {support::neighbor_parser,
+                                  read_record<support::peer_record, support::family_record>};
+constexpr ReplyTarget summary = {support::summary_parser,
+                                 read_record<support::summary_block, support::summary_entry>};
+
+// `limit`: the number of values that there is memory for.
+void run_reply(const ReplyTarget &target, std::size_t limit, Input input) {
+    const Parser &parser = target.parser;
     const std::uint32_t flags = input.byte();
-    const ReplyContent content = read_reply(input, flags, parser.sub_mod, records);
+    const ReplyContent content = read_reply(input, flags, parser.sub_mod, target.make_record);
     netconf_data_struc *reply = put_reply(content);
 
     scripted::reset();
-    scripted::sysrepo().realloc_limit = (flags & reply_no_memory) != 0 ? 0 : most_values;
+    scripted::sysrepo().realloc_limit = (flags & reply_no_memory) != 0 ? 0 : limit;
     const std::size_t before = flags >> reply_values_shift & 3;
     support::Values values(before);
     debug_bgp = (flags & reply_traced) != 0 ? 1 : 0;
@@ -141,23 +239,26 @@ void run_reply(const Parser &parser, const std::vector<const WireRecord *> &reco
 } // namespace
 
 void evpn_reply(const std::uint8_t *data, std::size_t size) {
-    run_reply(support::evpn_parser, {}, data, size);
+    run_reply(evpn, usual_limit, {data, size});
 }
 
 void info_reply(const std::uint8_t *data, std::size_t size) {
-    run_reply(support::info_parser,
-              {&support::table_record, &support::network_record, &support::next_hop_record}, data,
-              size);
+    run_reply(info, usual_limit, {data, size});
 }
 
 void neighbor_reply(const std::uint8_t *data, std::size_t size) {
-    run_reply(support::neighbor_parser, {&support::peer_record, &support::family_record}, data,
-              size);
+    run_reply(neighbor, usual_limit, {data, size});
 }
 
 void summary_reply(const std::uint8_t *data, std::size_t size) {
-    run_reply(support::summary_parser, {&support::summary_block, &support::summary_entry}, data,
-              size);
+    run_reply(summary, usual_limit, {data, size});
+}
+
+void large_reply(const std::uint8_t *data, std::size_t size) {
+    static constexpr ReplyTarget targets[] = {evpn, info, neighbor, summary};
+    Input input(data, size);
+    const ReplyTarget &target = input.pick(targets);
+    run_reply(target, large_limit, input);
 }
 
 } // namespace fuzz

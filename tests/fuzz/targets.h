@@ -15,6 +15,8 @@ void evpn_reply(const std::uint8_t *data, std::size_t size);
 void info_reply(const std::uint8_t *data, std::size_t size);
 void neighbor_reply(const std::uint8_t *data, std::size_t size);
 void summary_reply(const std::uint8_t *data, std::size_t size);
+// A reply of up to 16,384 values; the first byte selects one of the four.
+void large_reply(const std::uint8_t *data, std::size_t size);
 
 // Replies that arrive in pieces, too late, incomplete or not at all.
 void reply_reader(const std::uint8_t *data, std::size_t size);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <set>
 #include <utility>
@@ -262,7 +263,7 @@ const WireRecord next_hop_record = {
         {"weight", 64, 4, false, "weight", SR_UINT32_T, as_it_is},
     }};
 
-const WireField &WireRecord::field(const std::string &name) const {
+const WireField &WireRecord::field(std::string_view name) const {
     const auto found = std::find_if(fields.begin(), fields.end(),
                                     [&](const WireField &row) { return row.name == name; });
     if (found == fields.end()) {
@@ -290,7 +291,7 @@ Record::Record(const WireRecord &layout, unsigned seed) : Record(layout) {
     }
 }
 
-Record &Record::put(const std::string &name, const std::string &text) {
+Record &Record::put(std::string_view name, const std::string &text) {
     const WireField &row = layout_->field(name);
     std::string content = text;
     content.resize(row.size, '\0');
@@ -298,7 +299,7 @@ Record &Record::put(const std::string &name, const std::string &text) {
     return *this;
 }
 
-Record &Record::put(const std::string &name, std::uint32_t number) {
+Record &Record::put(std::string_view name, std::uint32_t number) {
     const WireField &row = layout_->field(name);
     const auto half = static_cast<std::uint16_t>(number);
     const std::string content = row.size == 4   ? bytes_of(number)
@@ -367,8 +368,9 @@ std::string cut_xpath(std::string xpath) {
     return xpath;
 }
 
-void append(Outputs &outputs, const Outputs &more) {
-    outputs.insert(outputs.end(), more.begin(), more.end());
+void append(Outputs &outputs, Outputs more) {
+    outputs.insert(outputs.end(), std::make_move_iterator(more.begin()),
+                   std::make_move_iterator(more.end()));
 }
 
 // --- The packed stream of the EVPN reply -------------------------------------------

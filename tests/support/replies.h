@@ -133,7 +133,7 @@ struct WireRecord {
     const char *xpath;
     std::vector<WireField> fields; // in the order of the leaves
 
-    const WireField &field(const std::string &name) const;
+    const WireField &field(std::string_view name) const;
     std::uint32_t leaves() const; // of one record, at most
 };
 
@@ -150,12 +150,12 @@ class Record {
     Record(const WireRecord &layout, unsigned seed);
 
     // A text that is longer than its field is cut; one that fills it has no NUL.
-    Record &put(const std::string &name, const std::string &text);
-    Record &put(const std::string &name, std::uint32_t number);
+    Record &put(std::string_view name, const std::string &text);
+    Record &put(std::string_view name, std::uint32_t number);
     const std::string &bytes() const { return bytes_; }
 
-    std::string text(const std::string &name) const { return text(layout_->field(name)); }
-    std::uint32_t number(const std::string &name) const { return number(layout_->field(name)); }
+    std::string text(std::string_view name) const { return text(layout_->field(name)); }
+    std::uint32_t number(std::string_view name) const { return number(layout_->field(name)); }
 
     // The record's values in the array's order, below the XPath with these keys.
     Outputs outputs(const std::vector<std::string> &keys) const;
@@ -176,7 +176,7 @@ std::string filled(const std::string &format, const std::vector<std::string> &ke
 // An XPath as it is published: at most 999 characters.
 std::string cut_xpath(std::string xpath);
 
-void append(Outputs &outputs, const Outputs &more);
+void append(Outputs &outputs, Outputs more);
 
 // --- The packed stream of the EVPN reply -------------------------------------------
 
