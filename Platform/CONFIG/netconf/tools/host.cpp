@@ -123,8 +123,8 @@ Host host(pid_t pid) {
                 found.end());
     if (found.empty()) {
         throw std::runtime_error(
-            fmt::format("no process that you may read has loaded {} in this network; start "
-                        "sysrepo-plugind, and run this as root",
+            fmt::format("no running process has loaded {} in this network; start sysrepo-plugind, "
+                        "and run this as root to see it",
                         plugin_file));
     }
     if (found.size() > 1) {

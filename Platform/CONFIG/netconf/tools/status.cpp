@@ -79,7 +79,7 @@ Finding running_host(Look &look) {
         look.host = host();
     } catch (const std::exception &error) {
         return {"host", false, error.what(),
-                "run exactly one sysrepo-plugind: systemctl start sysrepo-plugind"};
+                "systemctl start sysrepo-plugind; only one host may run"};
     }
     return {"host", true, fmt::format("{} ({})", look.host->name, look.host->pid), {}};
 }
