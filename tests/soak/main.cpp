@@ -400,6 +400,7 @@ std::string Soak::judge_descriptors() {
 
 std::string Soak::end() {
     const std::string problem = judge_descriptors();
+    print_progress("end");
     for (const auto &client : clients_) {
         client->end();
     }

@@ -4,6 +4,7 @@
 
 #include <dlfcn.h>
 
+#include <cstring>
 #include <deque>
 #include <fstream>
 #include <iterator>
@@ -27,10 +28,6 @@ using GetChangeNext = int (*)(sr_session_ctx_t *, sr_change_iter_t *, sr_change_
 template <typename Function>
 Function library(const char *name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-bool ends_with(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 // The created nodes of one subtree, without the neighbors that have no setting.
@@ -60,18 +57,18 @@ class CreatedNodes {
     void fetch(sr_session_ctx_t *session, sr_change_iter_t *iterator, sr_change_oper_t *operation) {
         sr_val_t *old = nullptr;
         sr_val_t *value = nullptr;
-        end_ = library<GetChangeNext>("sr_get_change_next")(session, iterator, operation, &old,
-                                                            &value);
+        static const auto library_next = library<GetChangeNext>("sr_get_change_next");
+        end_ = library_next(session, iterator, operation, &old, &value);
         if (end_ == SR_ERR_OK) {
             nodes_.emplace_back(value);
         }
     }
 
     bool starts_with_neighbor() const {
+        // No list is below that of the neighbors.
         const sr_val_t &first = *nodes_.front();
-        const std::string_view path = first.xpath;
         return first.type == SR_LIST_T &&
-               ends_with(path.substr(0, path.rfind("[neighbor-address=")), "-neighbor");
+               std::strstr(first.xpath, "-neighbor[neighbor-address=") != nullptr;
     }
 
     // The key follows the entry. A setting follows the key, if there is one.
@@ -96,7 +93,11 @@ class CreatedNodes {
     int end_ = SR_ERR_OK;                               // why there are no more
 };
 
-CreatedNodes *created_nodes = nullptr; // of the subtree that the plug-in takes
+// Those of the subtree that the plug-in takes.
+CreatedNodes &created_nodes() {
+    static CreatedNodes nodes;
+    return nodes;
+}
 
 } // namespace
 
@@ -131,7 +132,7 @@ int sr_rpc_subscribe(sr_session_ctx_t * /*session*/, const char * /*xpath*/, sr_
 int sr_get_change_next(sr_session_ctx_t *session, sr_change_iter_t *iter,
                        sr_change_oper_t *operation, sr_val_t **old_value, sr_val_t **new_value) {
     *old_value = nullptr;
-    return bgpctl::created_nodes->next(session, iter, operation, new_value);
+    return bgpctl::created_nodes().next(session, iter, operation, new_value);
 }
 
 } // extern "C"
@@ -198,8 +199,7 @@ struct Plugin::Work {
     static int run(sr_session_ctx_t *session, const char *module, const char *path,
                    sr_event_t event, std::uint32_t request_id, void *data) {
         auto &work = *static_cast<Work *>(data);
-        CreatedNodes nodes;
-        created_nodes = &nodes;
+        created_nodes() = {};
         const int code = work.callback(session, module, path, event, request_id, nullptr);
         work.code = work.code == SR_ERR_OK ? code : work.code;
         return code;
