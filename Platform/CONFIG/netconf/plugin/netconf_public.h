@@ -1,7 +1,6 @@
 /*
  * The message that the NETCONF plug-ins and the configuration daemon exchange,
- * and the codes in it. Plain C11 and C++17: the
- * daemon includes this file too.
+ * and the codes in it. Plain C11 and C++17: the daemon includes this file too.
  *
  * Every number is in host byte order. Both ends run on the same host, so no
  * byte is ever swapped.

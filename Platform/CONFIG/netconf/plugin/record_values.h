@@ -88,8 +88,8 @@ bool add_number(OutputValues &values, const OutputXPath &entry, std::string_view
     }
 }
 
-// Publishes the field of one row, which is a constant: the compiler
-// keeps only the branches of this row. Returns false when the array has no room for it.
+// Publishes the field of one row, which is a constant: the compiler keeps only
+// the branches of this row. Returns false when the array has no room for it.
 template <const ReplyRecord &layout, std::size_t index>
 bool publish_field(OutputValues &values, const OutputXPath &entry, const char *record) {
     constexpr ReplyField row = layout.fields[index];
