@@ -1,14 +1,15 @@
-// The floor for the real plug-in, in the same host on its own datastore. It subscribes to the same
-// paths and does only what cannot be avoided: it walks the changes of an edit and makes one
-// exchange with the daemon for each created network. It answers an RPC with copies of values that
-// it computed at the first one.
+// Subscribes to the same paths as the real plug-in, in the same host on its own datastore. It walks
+// the changes of an edit and answers an RPC with copies of values that it computed at the first
+// one: what remains is sysrepo's own time.
 //
-// With BENCH_ASKS in the environment it also makes the requests that any plug-in for
-// this daemon must make: the AS number from the datastore on every event and in
-// clear-ip-bgp, and a reply from the daemon for every RPC.
+// With BENCH_ASKS in the environment it is the floor of the real plug-in. It also does what any
+// plug-in for this daemon must do: it asks the datastore for the AS number on every event and in
+// clear-ip-bgp, looks up the node and the keys of each change, and makes one exchange with the
+// daemon for each created network or neighbor and for every RPC.
 #include "bgp_plugin.h"
 
 #include <sysrepo/values.h>
+#include <sysrepo/xpath.h>
 
 #include <unistd.h>
 
@@ -56,8 +57,30 @@ void exchange() {
     }
 }
 
-int walk_changes(sr_session_ctx_t *session, const char * /*module*/, const char *xpath,
-                 sr_event_t event, uint32_t /*request_id*/, void * /*priv*/) {
+// The node and the keys of a change to a network, each in a copy, because a look-up cuts the path.
+void look_up(const sr_val_t &value) {
+    constexpr const char *keys[][2] = {
+        {"address-family", "safi"}, {"address-family", "afi"}, {"family-network", "prefix"}};
+    const char *volatile found = sr_xpath_node_name(value.xpath);
+    for (const auto &[list, key] : keys) {
+        std::string path = value.xpath;
+        sr_xpath_ctx_t state{};
+        found = sr_xpath_key_value(path.data(), list, key, &state);
+    }
+    static_cast<void>(found);
+}
+
+// Whether the daemon gets a record when this node is created.
+bool has_record(const sr_val_t &value) {
+    return value.type == SR_LIST_T && (std::strstr(value.xpath, "-network[") != nullptr ||
+                                       std::strstr(value.xpath, "-neighbor[") != nullptr);
+}
+
+} // namespace
+
+// The benchmark of a replay calls this function, too.
+extern "C" int walk_changes(sr_session_ctx_t *session, const char * /*module*/, const char *xpath,
+                            sr_event_t event, uint32_t /*request_id*/, void * /*priv*/) {
     if (asks()) {
         ask_for_as(session);
     }
@@ -73,9 +96,11 @@ int walk_changes(sr_session_ctx_t *session, const char * /*module*/, const char 
     sr_val_t *old_value = nullptr;
     sr_val_t *new_value = nullptr;
     while (sr_get_change_next(session, iterator, &operation, &old_value, &new_value) == SR_ERR_OK) {
-        if (new_value != nullptr && new_value->type == SR_LIST_T &&
-            std::strstr(new_value->xpath, "family-network[") != nullptr) {
-            exchange();
+        if (asks() && new_value != nullptr) {
+            look_up(*new_value);
+            if (has_record(*new_value)) {
+                exchange();
+            }
         }
         sr_free_val(old_value);
         sr_free_val(new_value);
@@ -83,6 +108,8 @@ int walk_changes(sr_session_ctx_t *session, const char * /*module*/, const char 
     sr_free_change_iter(iterator);
     return SR_ERR_OK;
 }
+
+namespace {
 
 // --- RPCs ----------------------------------------------------------------------------
 

@@ -1,6 +1,6 @@
-// Measures edits and RPCs on the real datastore and in the real plug-in host. The floors are hosts
-// with the comparison plug-in. Each host has its own datastore and a client in its own process; the
-// clients take turns.
+// Measures edits and RPCs on the real datastore and in the real plug-in host, beside hosts with the
+// comparison plug-in: as the floor, and as one that leaves sysrepo's own time. Each host has its
+// own datastore and its clients in its own process; the hosts take turns.
 #include "datastore.h"
 #include "namespaces.h"
 #include "netconf_bgp_public.h"
@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -21,6 +22,8 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -30,10 +33,14 @@ const std::string module_path = "/orv_bgp:";
 
 // --- What a client does --------------------------------------------------------------
 
-// One edit or RPC of a client.
+// What each of some clients does at the same time as the others, one time after the other.
 struct Task {
     std::int32_t sub_mod; // of the query; 0: an edit that creates networks
     std::uint32_t entries;
+    std::uint32_t clients = 1;
+    std::uint32_t times = 1;
+
+    std::size_t results() const { return std::size_t{clients} * times; }
 };
 
 struct RpcCall {
@@ -60,7 +67,7 @@ const RpcCall &rpc_call(std::int32_t sub_mod) {
 // A session on the datastore that the environment names.
 class Client {
   public:
-    Client() {
+    explicit Client(std::size_t number) : number_(number) {
         check(sr_connect(SR_CONN_DEFAULT, &connection_), "sr_connect");
         check(sr_session_start(connection_, SR_DS_RUNNING, &session_), "sr_session_start");
         set("router-bgp/as", "65001");
@@ -88,19 +95,21 @@ class Client {
     }
     void apply() { check(sr_apply_changes(session_, time_limit, 1), "sr_apply_changes"); }
 
-    // Creates the networks, measures the time, and deletes them again.
+    // Creates the networks, measures the time, and deletes them again: the whole family, but a
+    // single network alone, because other clients may use the family.
     double create_networks(std::uint32_t count) {
         const std::string family = "router-bgp/bgp-address-family/"
                                    "address-family[afi='AFI_IP'][safi='SAFI_UNICAST']";
+        std::string network;
         for (std::uint32_t i = 0; i < count; ++i) {
-            const std::string prefix =
-                "10." + std::to_string(i / 256) + "." + std::to_string(i % 256) + ".0/24";
-            set(family + "/bgp-family-networks/family-network[prefix='" + prefix + "']/route-map",
-                "OFFICE");
+            network = family + "/bgp-family-networks/family-network[prefix='" +
+                      std::to_string(10 + number_) + "." + std::to_string(i / 256) + "." +
+                      std::to_string(i % 256) + ".0/24']";
+            set(network + "/route-map", "OFFICE");
         }
         const double taken = bench::seconds([this] { apply(); });
-        check(sr_delete_item(session_, (module_path + family).c_str(), SR_EDIT_DEFAULT),
-              "sr_delete_item");
+        const std::string created = module_path + (count == 1 ? network : family);
+        check(sr_delete_item(session_, created.c_str(), SR_EDIT_DEFAULT), "sr_delete_item");
         apply();
         return taken;
     }
@@ -125,13 +134,36 @@ class Client {
         return taken;
     }
 
+    std::size_t number_; // among the clients of a datastore
     sr_conn_ctx_t *connection_ = nullptr;
     sr_session_ctx_t *session_ = nullptr;
 };
 
+using Clients = std::vector<std::unique_ptr<Client>>;
+
+// Returns the seconds that each time of each client took.
+std::vector<double> perform(Clients &clients, const Task &task) {
+    while (clients.size() < task.clients) {
+        clients.push_back(std::make_unique<Client>(clients.size()));
+    }
+    std::vector<double> taken(task.results());
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < task.clients; ++i) {
+        threads.emplace_back([&, i] {
+            for (std::size_t j = 0; j < task.times; ++j) {
+                taken[i * task.times + j] = clients[i]->perform(task);
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    return taken;
+}
+
 // --- Clients in processes of their own --------------------------------------------------
 
-// A datastore, a host with one plug-in and a client, in a process that performs
+// A datastore, a host with one plug-in and its clients, in a process that performs
 // one task at a time.
 class Worker {
   public:
@@ -162,11 +194,12 @@ class Worker {
         waitpid(process_, nullptr, 0);
     }
 
-    // Returns the seconds that the task took.
-    double perform(const Task &task) const {
-        double taken = 0;
+    // Returns the seconds that each time of each client took.
+    std::vector<double> perform(const Task &task) const {
+        std::vector<double> taken(task.results());
+        const std::size_t size = taken.size() * sizeof taken.front();
         if (write(channel_, &task, sizeof task) != sizeof task ||
-            read(channel_, &taken, sizeof taken) != sizeof taken) {
+            recv(channel_, taken.data(), size, MSG_WAITALL) != static_cast<ssize_t>(size)) {
             throw std::runtime_error("a client has failed");
         }
         return taken;
@@ -178,18 +211,16 @@ class Worker {
         try {
             const support::Datastore datastore(plugin);
             support::Host host(datastore);
-            std::unique_ptr<Client> client; // created for the first task, when the daemon runs
+            Clients clients; // created for the first tasks, when the daemon runs
             Task task{};
             while (read(channel, &task, sizeof task) == sizeof task) {
-                if (!client) {
-                    client = std::make_unique<Client>();
-                }
-                const double taken = client->perform(task);
-                if (write(channel, &taken, sizeof taken) != sizeof taken) {
+                const std::vector<double> taken = ::perform(clients, task);
+                const std::size_t size = taken.size() * sizeof taken.front();
+                if (write(channel, taken.data(), size) != static_cast<ssize_t>(size)) {
                     break;
                 }
             }
-            client.reset();
+            clients.clear();
             host.terminate();
             return 0;
         } catch (const std::exception &error) {
@@ -205,8 +236,8 @@ class Worker {
 // The daemon that the hosts talk to, and the workers.
 struct Stage {
     Worker plugin{ORV_BGP_PLUGIN};
-    Worker comparison{COMPARISON_PLUGIN};
-    Worker asking{COMPARISON_PLUGIN, true};
+    Worker floor{COMPARISON_PLUGIN, true};
+    Worker sysrepo{COMPARISON_PLUGIN};
     support::RecordingDaemon daemon; // has a thread, so it comes after the forks
 };
 std::unique_ptr<Stage> stage;
@@ -234,12 +265,12 @@ void on_datastore(benchmark::State &state, const Task &task, double target) {
     set_answer(task);
     const auto forget = [] { stage->daemon.take_messages(); };
     const auto contender = [&](const char *name, const Worker &worker, double wanted) {
-        return bench::Contender{name, [&] { return worker.perform(task); }, forget, wanted};
+        return bench::Contender{name, [&] { return worker.perform(task).front(); }, forget, wanted};
     };
     bench::side_by_side(state,
                         {contender("plugin", stage->plugin, 0),
-                         contender("floor", stage->comparison, target),
-                         contender("asking floor", stage->asking, 0)},
+                         contender("floor", stage->floor, target),
+                         contender("sysrepo", stage->sysrepo, 0)},
                         1);
 }
 
@@ -247,6 +278,43 @@ void on_datastore(benchmark::State &state, const Task &task, double target) {
 void large_answer(benchmark::State &state, const Task &task) {
     on_datastore(state, task, 0);
     state.counters["entries"] = task.entries;
+}
+
+// How long clients wait that work at the same time.
+void latency(benchmark::State &state, const Task &task) {
+    set_answer(task);
+    while (state.KeepRunning()) {
+        double together = 0;
+        for (const auto &[name, worker] :
+             {std::pair<const char *, const Worker *>{"", &stage->plugin},
+              {"sysrepo_", &stage->sysrepo}}) {
+            worker->perform({task.sub_mod, task.entries, task.clients}); // warms up
+            std::vector<double> taken;
+            together += bench::seconds([&, one = worker] { taken = one->perform(task); });
+            stage->daemon.take_messages();
+            std::sort(taken.begin(), taken.end());
+            const auto counter = [&, prefix = std::string(name)](const char *what, std::size_t at) {
+                state.counters[prefix + what] = taken[at];
+            };
+            counter("median", taken.size() / 2);
+            counter("99th", taken.size() * 99 / 100);
+            counter("longest", taken.size() - 1);
+        }
+        state.SetIterationTime(together);
+    }
+}
+
+void register_latency(const std::string &name, const Task &task) {
+    constexpr std::uint32_t in_all = 240;
+    for (const std::uint32_t clients : {1U, 4U, 16U}) {
+        const std::string row = "latency/" + name + "/" + std::to_string(clients) +
+                                (clients == 1 ? " client" : " clients");
+        benchmark::RegisterBenchmark(row.c_str(), latency,
+                                     Task{task.sub_mod, task.entries, clients, in_all / clients})
+            ->UseManualTime()
+            ->Iterations(1)
+            ->Repetitions(1);
+    }
 }
 
 void register_benchmarks() {
@@ -269,6 +337,10 @@ void register_benchmarks() {
     benchmark::RegisterBenchmark("rpc/clear-ip-bgp/no output", on_datastore,
                                  Task{BGP_SUB_RPC_CLEAR_IP_BGP, 0}, 1.1)
         ->UseManualTime();
+    register_latency("edit of 1 network", {0, 1});
+    for (const RpcCall &rpc : rpc_calls) {
+        register_latency(rpc.name, {rpc.sub_mod, 100});
+    }
     for (const bench::ReplyKind &kind : bench::reply_kinds()) {
         for (const std::uint32_t entries : {1000U, 2000U, 4000U}) {
             const std::string name =

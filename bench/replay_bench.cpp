@@ -1,5 +1,6 @@
 // Measures time and memory of "orv_bgpctl replay" with small and large configurations. The floor is
-// a process that gets the same configuration from sysrepo as changes and does nothing with them.
+// a process that gets the same configuration from sysrepo as changes, looks up their keys and makes
+// one exchange with the daemon for each entry; "sysrepo" only gets the changes.
 #include "datastore.h"
 #include "namespaces.h"
 #include "process.h"
@@ -8,6 +9,7 @@
 #include <fmt/format.h>
 #include <sysrepo.h>
 
+#include <dlfcn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -53,38 +55,30 @@ int replay() {
     return EXIT_FAILURE;
 }
 
-int look_at_changes(sr_session_ctx_t *session, const char * /*module*/, const char *xpath,
-                    sr_event_t /*event*/, std::uint32_t /*request_id*/, void * /*priv*/) {
-    sr_change_iter_t *changes = nullptr;
-    const int rc = sr_get_changes_iter(session, (std::string(xpath) + "//.").c_str(), &changes);
-    sr_change_oper_t operation = SR_OP_CREATED;
-    sr_val_t *old_value = nullptr;
-    sr_val_t *new_value = nullptr;
-    while (rc == SR_ERR_OK &&
-           sr_get_change_next(session, changes, &operation, &old_value, &new_value) == SR_ERR_OK) {
-        sr_free_val(old_value);
-        sr_free_val(new_value);
-    }
-    sr_free_change_iter(changes);
-    return rc;
-}
-
+// Gets the configuration from sysrepo as changes. The comparison plug-in walks them.
 int list_changes() {
     sr_conn_ctx_t *connection = nullptr;
     sr_session_ctx_t *session = nullptr;
     sr_subscription_ctx_t *subscription = nullptr;
-    int rc = sr_connect(SR_CONN_DEFAULT, &connection);
+    void *library = dlopen(COMPARISON_PLUGIN, RTLD_NOW);
+    const auto walk = library == nullptr
+                          ? nullptr
+                          : reinterpret_cast<sr_module_change_cb>(dlsym(library, "walk_changes"));
+    int rc = walk == nullptr ? SR_ERR_NOT_FOUND : sr_connect(SR_CONN_DEFAULT, &connection);
     if (rc == SR_ERR_OK) {
         rc = sr_session_start(connection, SR_DS_RUNNING, &session);
     }
     if (rc == SR_ERR_OK) {
-        rc = sr_module_change_subscribe(session, "orv_bgp", "/orv_bgp:router-bgp", look_at_changes,
-                                        nullptr, 0, SR_SUBSCR_ENABLED | SR_SUBSCR_NO_THREAD,
-                                        &subscription);
+        rc = sr_module_change_subscribe(session, "orv_bgp", "/orv_bgp:router-bgp", walk, nullptr, 0,
+                                        SR_SUBSCR_ENABLED | SR_SUBSCR_NO_THREAD, &subscription);
     }
     sr_unsubscribe(subscription);
     sr_disconnect(connection);
     return rc;
+}
+
+int list_changes_and_ask() {
+    return setenv("BENCH_ASKS", "", 1) == 0 ? list_changes() : EXIT_FAILURE;
 }
 
 // --- The configuration ----------------------------------------------------------------------
@@ -154,7 +148,10 @@ void replay_of(benchmark::State &state, int network_count, int neighbor_count) {
                                     return cost.seconds;
                                 }};
     };
-    bench::side_by_side(state, {contender("plugin", replay), contender("floor", list_changes)}, 1);
+    bench::side_by_side(state,
+                        {contender("plugin", replay), contender("floor", list_changes_and_ask),
+                         contender("sysrepo", list_changes)},
+                        1);
 }
 
 void register_benchmark(int network_count, int neighbor_count) {

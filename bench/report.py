@@ -62,9 +62,13 @@ def print_table(rows):
         lines.append(("" if name == previous else name, time(plugin), baseline, time(other),
                       f"{ratio:.3f}", wanted, verdict(ratio, target)))
         previous = name
+    print_columns(lines, left=(0, 2, 6))
+
+
+def print_columns(lines, left):
     widths = [max(len(line[i]) for line in lines) for i in range(len(lines[0]))]
     for line in lines:
-        cells = [cell.ljust(width) if i in (0, 2, 6) else cell.rjust(width)
+        cells = [cell.ljust(width) if i in left else cell.rjust(width)
                  for i, (cell, width) in enumerate(zip(line, widths))]
         print("  ".join(cells).rstrip())
 
@@ -123,12 +127,26 @@ def print_sizes(rows):
     print("\nEntries of an answer within a time limit, and the datastore's own share of the time")
     for name, runs in groups.items():
         points = [(run["entries"], run["plugin"]) for run in runs]
-        share = sum(run["floor"] for run in runs) / sum(run["plugin"] for run in runs)
+        share = sum(run["sysrepo"] for run in runs) / sum(run["plugin"] for run in runs)
         if len(points) < 2:
             continue
         a, b = fit(points)
         print(f"  {name}: 2 s {entries_within(2, a, b):.0f}, 10 s {entries_within(10, a, b):.0f},"
               f" share {min(share, 1):.0%}")
+
+
+def print_latency(rows):
+    """How long clients wait that work at the same time, and sysrepo's own share in it."""
+    lines = [("", "median", "", "99 %", "", "longest", "")]
+    for name, run in rows.items():
+        if name.startswith("latency/"):
+            line = [name.split("/", 1)[1]]
+            for what in ("median", "99th", "longest"):
+                line += [time(run[what]), f"{run[what] / run['sysrepo_' + what]:.2f}"]
+            lines.append(line)
+    if len(lines) > 1:
+        print("\nLatency with several clients, each time divided by that of a host whose plug-in does nothing")
+        print_columns(lines, left=(0,))
 
 
 def print_memory(rows):
@@ -139,19 +157,35 @@ def print_memory(rows):
                   f"{run['bytes'] / 1024:.1f} KiB (target: < 64 KiB)")
         elif "plugin_memory" in run:
             print(f"Memory of {name}: {run['plugin_memory'] / 2**20:.1f} MiB, "
-                  f"the datastore's own share {run['floor_memory'] / 2**20:.1f} MiB")
+                  f"the datastore's own share {run['sysrepo_memory'] / 2**20:.1f} MiB")
+
+
+# The rows of the picture: benchmark, label.
+PICTURE = (
+    ("edit/1 network", "edit of 1 network"),
+    ("edit/100 networks", "edit of 100 networks"),
+    ("edit/1000 networks", "edit of 1,000 networks"),
+    ("rpc/ip-bgp-summary/100 entries", "ip-bgp-summary, 100 neighbors"),
+    ("rpc/ip-bgp-summary/1000 entries", "ip-bgp-summary, 1,000 neighbors"),
+    ("rpc/ip-bgp-neighbor/1000 entries", "ip-bgp-neighbor, 1,000 neighbors"),
+    ("rpc/ip-bgp-info/1000 entries", "ip-bgp-info, 1,000 networks"),
+    ("rpc/ip-bgp-evpn/1000 entries", "ip-bgp-evpn, 1,000 routes"),
+    ("parser/ip-bgp-evpn/10 MiB", "10 MiB of EVPN routes parsed"),
+    ("replay/1000 networks, 100 VRF neighbors", "replay of 1,000 networks"),
+)
 
 
 def draw(rows, svg):
-    """One row for each comparison that has a target; a reciprocal for 'times faster'."""
+    """A bar for each row: sysrepo's own share of the time, what any plug-in must do, and the rest."""
     with tempfile.NamedTemporaryFile("w", suffix=".dat") as data:
-        drawn = [row for row in comparisons(rows) if row[5] is not None]
-        for position, (name, baseline, _, _, ratio, target) in enumerate(reversed(drawn)):
-            label = name if baseline == "floor" else f"{name}, {baseline}"
-            missed = int(verdict(ratio, target) == "missed")
-            data.write(f'{position}\t{ratio:.4f}\t{target:.4f}\t{missed}\t"{label}"\n')
+        for position, (name, label) in enumerate(reversed(PICTURE)):
+            run = rows[name]
+            own = min(run.get("sysrepo", 0) / run["plugin"], 1)
+            floor = min(max(run["floor"] / run["plugin"], own), 1)
+            data.write(f'{position}\t{100 * own:.2f}\t{100 * floor:.2f}\t"{label}"\t'
+                       f'"{time(run["plugin"] * run.get("values", 1))}, plug-in {1 - floor:.0%}"\n')
         data.flush()
-        subprocess.run(["gnuplot", "-e", f"data='{data.name}'; picture='{svg}'; rows={len(drawn)}",
+        subprocess.run(["gnuplot", "-e", f"data='{data.name}'; picture='{svg}'; rows={len(PICTURE)}",
                         str(HERE / "report.gp")], check=True)
 
 
@@ -165,6 +199,7 @@ def main():
     print_values_per_second(rows)
     print_spread(rows)
     print_sizes(rows)
+    print_latency(rows)
     print_memory(rows)
     if arguments.svg:
         draw(rows, arguments.svg)
