@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
-"""Prints one table of Google Benchmark's results and, with --svg, draws a picture.
+"""Prints one table of Google Benchmark's results. With --svg, draws a picture. With --document, also
+writes what it prints between two marks of a document.
 
-    bench/report.py [--svg FILE] RESULTS.json ...
+    bench/report.py [--svg FILE] [--document FILE] RESULTS.json ...
 
 A counter NAME holds the seconds of one unit of work, NAME_ratio the plug-in's
 time divided by it, NAME_target the ratio to reach.
 """
 import argparse
+import contextlib
+import io
 import json
 import math
 import pathlib
@@ -189,20 +192,37 @@ def draw(rows, svg):
                         str(HERE / "report.gp")], check=True)
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--svg")
-    parser.add_argument("results", nargs="+")
-    arguments = parser.parse_args()
-    rows = read(arguments.results)
+def print_all(rows):
     print_table(rows)
     print_values_per_second(rows)
     print_spread(rows)
     print_sizes(rows)
     print_latency(rows)
     print_memory(rows)
+
+
+def write_into(document, text):
+    file = pathlib.Path(document)
+    marks = "(<!-- the table of make bench -->\n).*(<!-- end of the table -->)"
+    file.write_text(re.sub(marks, lambda found: f"{found[1]}```\n{text}```\n{found[2]}", file.read_text(),
+                           flags=re.DOTALL))
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--svg")
+    parser.add_argument("--document")
+    parser.add_argument("results", nargs="+")
+    arguments = parser.parse_args()
+    rows = read(arguments.results)
+    printed = io.StringIO()
+    with contextlib.redirect_stdout(printed):
+        print_all(rows)
+    print(printed.getvalue(), end="")
     if arguments.svg:
         draw(rows, arguments.svg)
+    if arguments.document:
+        write_into(arguments.document, printed.getvalue())
 
 
 if __name__ == "__main__":
