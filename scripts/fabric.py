@@ -46,7 +46,7 @@ def output_of(*command, **more):
     return done.stdout
 
 
-def wait_until(what, condition, seconds=60):
+def wait_until(what, condition, seconds=120):
     """The condition's value as soon as that is true."""
     end = time.monotonic() + seconds
     while not (value := condition()):
