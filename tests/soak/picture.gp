@@ -8,7 +8,7 @@ set grid ytics
 set key outside right top
 set lmargin at screen 0.10
 set rmargin at screen 0.80
-set xrange [0:*]
+set xrange [0:*] noextend
 set yrange [0:*]
 
 set title "Resident memory"
