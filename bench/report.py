@@ -139,7 +139,7 @@ def print_sizes(rows):
 
 
 def print_latency(rows):
-    """How long clients wait that work at the same time, and sysrepo's own share in it."""
+    """How long clients wait that work at the same time, and that divided by sysrepo's own time."""
     lines = [("", "median", "", "99 %", "", "longest", "")]
     for name, run in rows.items():
         if name.startswith("latency/"):
@@ -204,8 +204,11 @@ def print_all(rows):
 def write_into(document, text):
     file = pathlib.Path(document)
     marks = "(<!-- the table of make bench -->\n).*(<!-- end of the table -->)"
-    file.write_text(re.sub(marks, lambda found: f"{found[1]}```\n{text}```\n{found[2]}", file.read_text(),
-                           flags=re.DOTALL))
+    written, places = re.subn(marks, lambda found: f"{found[1]}```\n{text}```\n{found[2]}", file.read_text(),
+                              flags=re.DOTALL)
+    if places != 1:
+        sys.exit(f"{document} has {places} places for the table instead of 1")
+    file.write_text(written)
 
 
 def main():
