@@ -1,5 +1,6 @@
 #include "scripted_sysrepo.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -52,42 +53,34 @@ int record_registration(Registration registration, sr_subscription_ctx_t **subsc
     return SR_ERR_OK;
 }
 
-// The end of the predicate that starts at text[start], including its bracket.
-// Brackets and slashes inside quotes are content.
-std::size_t predicate_end(std::string_view text, std::size_t start) {
+// The first character of `ends` in `text` from `start` on; text.size() if there is none. Characters
+// inside quotes do not count.
+std::size_t find_unquoted(std::string_view text, std::size_t start, std::string_view ends) {
     char quote = '\0';
     for (std::size_t i = start; i < text.size(); ++i) {
         if (quote != '\0') {
             quote = text[i] == quote ? '\0' : quote;
+        } else if (ends.find(text[i]) != std::string_view::npos) {
+            return i;
         } else if (text[i] == '\'' || text[i] == '"') {
             quote = text[i];
-        } else if (text[i] == ']') {
-            return i + 1;
         }
     }
     return text.size();
 }
 
-// The end of the node that starts at text[start], including its predicates.
-std::size_t node_end(std::string_view text, std::size_t start) {
-    std::size_t i = start;
-    while (i < text.size() && text[i] != '/') {
-        i = text[i] == '[' ? predicate_end(text, i) : i + 1;
-    }
-    return i;
-}
-
-// The start of the value of `key` in the predicates of `node`, relative to `node`.
-std::optional<std::size_t> key_start(std::string_view node, std::string_view key) {
-    std::size_t i = node.find('[');
-    while (i < node.size()) {
-        const std::size_t end = predicate_end(node, i);
-        const std::string_view predicate = node.substr(i + 1, end - i - 1);
-        if (predicate.size() > key.size() + 1 && predicate.substr(0, key.size()) == key &&
-            predicate[key.size()] == '=') {
-            return i + 1 + key.size() + 2;
+// The start of the value of `key` in the predicates that follow text[start].
+std::optional<std::size_t> key_start(std::string_view text, std::size_t start,
+                                     std::string_view key) {
+    std::size_t i = find_unquoted(text, start, "[/");
+    while (i < text.size() && text[i] == '[') {
+        const std::size_t equals = std::min(text.find('=', i), text.size());
+        if (text.substr(i + 1, equals - i - 1) == key) {
+            const std::size_t quote = std::min(text.find_first_of("'\"/", equals), text.size());
+            return text.substr(quote, 1) == "/" || quote == text.size() ? std::nullopt
+                                                                        : std::optional(quote + 1);
         }
-        i = end;
+        i = find_unquoted(text, equals, "[/");
     }
     return std::nullopt;
 }
@@ -315,40 +308,45 @@ int sr_realloc_values(size_t old_value_cnt, size_t new_value_cnt, sr_val_t **val
 
 char *sr_xpath_node_name(const char *xpath) {
     const std::string_view text(xpath);
-    std::optional<std::size_t> last;
-    std::size_t i = 0;
-    while (i < text.size()) {
-        if (text[i] == '/') {
-            ++i;
-            last = i > 1 ? std::optional(i) : std::nullopt; // a path of one node has no last node
+    char quote = '\0';
+    for (std::size_t i = text.size(); i-- > 1;) {
+        if (quote != '\0') {
+            quote = text[i] == quote ? '\0' : quote;
+        } else if (text[i] == '/') {
+            return const_cast<char *>(xpath) + i + 1;
+        } else if (text[i] == '\'' || text[i] == '"') {
+            quote = text[i];
         }
-        i = scripted::node_end(text, i);
     }
-    return last ? const_cast<char *>(xpath) + *last : nullptr;
+    return nullptr; // a path of one node has no last node
 }
 
 char *sr_xpath_key_value(char *xpath, const char *node_name, const char *key_name,
                          sr_xpath_ctx_t *state) {
     const std::string_view text(xpath);
-    std::size_t i = 0;
-    while (i < text.size()) {
-        const std::size_t start = i + 1;
-        const std::size_t end = scripted::node_end(text, start);
-        std::string_view node = text.substr(start, end - start);
-        const std::string_view predicates_of = node.substr(0, node.find('['));
-        const std::size_t colon = predicates_of.find(':');
-        const std::size_t name_at = colon == std::string_view::npos ? 0 : colon + 1;
-        if (text[i] == '/' && predicates_of.substr(name_at) == node_name) {
-            const auto key = scripted::key_start(node, key_name);
-            if (!key) {
-                return nullptr;
-            }
-            char *value = xpath + start + *key;
-            value[std::strcspn(value, std::string(1, value[-1]).c_str())] = '\0';
-            state->begining = xpath;
-            return value;
+    std::size_t end = 0;
+    for (std::size_t i = scripted::find_unquoted(text, 0, "/"); i < text.size();
+         i = scripted::find_unquoted(text, end, "/")) {
+        std::size_t start = i + 1;
+        end = std::min(text.find_first_of(":/[", start), text.size());
+        if (text.substr(end, 1) == ":") {
+            start = end + 1;
+            end = std::min(text.find_first_of("/[", start), text.size());
         }
-        i = end;
+        if (text.substr(start, end - start) != node_name) {
+            continue;
+        }
+        const auto key = scripted::key_start(text, end, key_name);
+        if (!key) {
+            return nullptr;
+        }
+        char *value = xpath + *key;
+        const std::size_t quote = text.find(value[-1], *key);
+        if (quote < text.size()) {
+            xpath[quote] = '\0';
+        }
+        state->begining = xpath;
+        return value;
     }
     return nullptr;
 }

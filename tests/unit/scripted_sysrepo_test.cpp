@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <iterator>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -47,24 +49,51 @@ TEST_F(ScriptedSysrepo, KnowsTheLibrarysErrorTexts) {
     }
 }
 
+// Paths, some of them malformed.
+std::vector<std::string> paths() {
+    std::vector<std::string> all = {"/orv_bgp:router-bgp/as",
+                                    "/a",
+                                    "a",
+                                    "/a/b",
+                                    "/a/m:b",
+                                    "/a/b/",
+                                    "//",
+                                    "/a//b",
+                                    "/b[k='v']",
+                                    "/a/b[k='10.0.0.0/8']",
+                                    "/a/b[k=\"x/y\"]",
+                                    "/a[k='x]']/b",
+                                    "/a[k='it\"s']/b[l='w']/c",
+                                    "/m:a/b[k='v'][l='w']/c",
+                                    "/m:a/bb[k='v']/b[k='w']",
+                                    "/m:a/b[k='']/c",
+                                    "/m:a/b[k='v",
+                                    "/m:a/b[k='x]y[z']/c",
+                                    "/m:a/b[k=w'v']/c"};
+    constexpr const char *parts[] = {"/", "a", "b", "m:", "[k=", "[l=", "'", "\"", "]", "v", "/b"};
+    std::mt19937 random(1);
+    for (int i = 0; i < 5000; ++i) {
+        std::string path = "/";
+        for (auto left = random() % 16; left > 0; --left) {
+            path += parts[random() % std::size(parts)];
+        }
+        all.push_back(path);
+    }
+    return all;
+}
+
 TEST_F(ScriptedSysrepo, TakesNodeNamesAsTheLibraryDoes) {
     auto *node_name = real<decltype(sr_xpath_node_name)>("sr_xpath_node_name");
-    for (const char *path :
-         {"/orv_bgp:router-bgp/as", "/a", "a", "/a/b", "/a/m:b", "/a/b/", "//", "/a//b",
-          "/a/b[k='v']", "/a/b[k='10.0.0.0/8']", "/a/b[k='10.0.0.0/8']/c", "/a/b[k=\"x/y\"]",
-          "/a[k='x]']/b", "/a[k='it\"s']/b[l='w']/c"}) {
-        EXPECT_EQ(optional_text(sr_xpath_node_name(path)), optional_text(node_name(path))) << path;
+    for (const std::string &path : paths()) {
+        EXPECT_EQ(optional_text(sr_xpath_node_name(path.c_str())),
+                  optional_text(node_name(path.c_str())))
+            << path;
     }
 }
 
 TEST_F(ScriptedSysrepo, TakesKeysAndCutsPathsAsTheLibraryDoes) {
     auto *key_value = real<decltype(sr_xpath_key_value)>("sr_xpath_key_value");
-    for (const char *path :
-         {"/m:a/b[k='v']/c", "/m:a/b[k='v'][l='w']/c", "/m:a/b[l='w'][k='v']",
-          "/m:a/b[kk='u'][k='v']", "/m:a/bb[k='v']/b[k='w']", "/m:a/b[k='v']/b[k='w']",
-          "/m:a/b[k='']/c", "/m:a/b/c", "/m:a/b[k=\"it's\"]/c", "/m:a/b[k='x]y[z']/c",
-          "/m:a/b[k='10.0.0.0/8']/c", "/m:a/n:b[k='v']/c", "/m:b[k='v']", "/b[k='v']", "/m:a/c",
-          "/m:a/b[k='v"}) {
+    for (const std::string &path : paths()) {
         for (const char *key : {"k", "l", "missing"}) {
             std::string scripted_path = path;
             std::string real_path = path;
