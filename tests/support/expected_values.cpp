@@ -69,6 +69,7 @@ Expected expected_neighbors(std::string_view payload) {
             if (afi.empty() || safi.empty()) {
                 expected.result = SR_ERR_INVAL_ARG;
                 expected.sets_count = false;
+                expected.line = afi.empty() ? "afi is NULL!\n" : "safi is NULL!\n";
                 return expected;
             }
             append(expected.outputs, family.outputs({keys[0], keys[1], afi, safi}));

@@ -17,6 +17,7 @@ struct Expected {
     int result = SR_ERR_OK;
     bool sets_count = true;
     Outputs outputs = {};
+    const char *line = ""; // that is always printed
 };
 
 // A parser, and its expected result for a payload.

@@ -1,12 +1,9 @@
 #include "replies.h"
 
-#include "observed_calls.h"
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <limits>
-#include <set>
+#include <map>
 #include <utility>
 
 namespace support {
@@ -343,6 +340,23 @@ Outputs Record::outputs(const std::vector<std::string> &keys) const {
         }
     }
     return made;
+}
+
+std::string Record::traced(const std::string &prefix, std::size_t width, std::size_t from) const {
+    std::map<std::size_t, std::string> lines; // by the fields' offsets
+    for (const WireField &row : layout_->fields) {
+        std::string name = prefix + row.name;
+        name.resize(std::max(width, name.size()), ' ');
+        lines[row.offset] =
+            name + ":" +
+            (row.is_text ? text(row) : std::to_string(static_cast<std::int32_t>(number(row)))) +
+            "\n";
+    }
+    std::string all;
+    for (auto line = lines.lower_bound(from); line != lines.end(); ++line) {
+        all += line->second;
+    }
+    return all;
 }
 
 Record Record::at(const WireRecord &layout, std::string_view payload, std::size_t offset) {

@@ -159,6 +159,9 @@ class Record {
 
     // The record's values in the array's order, below the XPath with these keys.
     Outputs outputs(const std::vector<std::string> &keys) const;
+    // The lines of the fields from the offset on, in the record's order: the prefix and the name in
+    // a column of this width, then the content, a number with its sign.
+    std::string traced(const std::string &prefix, std::size_t width, std::size_t from = 0) const;
 
     // The record as it is in a payload.
     static Record at(const WireRecord &layout, std::string_view payload, std::size_t offset);

@@ -1,6 +1,8 @@
+// What is particular to the reply of EVPN routes: the size of its array, and its traces.
+// RandomReply compares the values.
 #include "replies.h"
 
-#include <climits>
+#include <algorithm>
 
 namespace {
 
@@ -8,112 +10,24 @@ using scripted::sysrepo;
 using support::CapturedOutput;
 using support::evpn_payload;
 using support::EvpnDistinguisher;
-using support::EvpnNextHop;
-using support::EvpnRoute;
-using support::EvpnText;
-using support::Output;
-using support::Outputs;
-using support::packed;
 using support::Reply;
 using support::Values;
 using Reallocs = std::vector<std::pair<std::size_t, std::size_t>>;
 
-const EvpnNextHop next_hop = {"10.0.0.2", 4294967295U, 100, 32768, "65002 65003"};
-
 // A route with all optional parts.
-const EvpnDistinguisher whole = {
-    "65001:1", {{"[2]:[0]", 1, 1, 2, {1, "RT:65001:1"}, {1, "10001"}, {next_hop}}}};
-
-// The values of the flags of a route, and nothing else.
-Outputs flags_of(const std::string &distinguisher, const std::string &route,
-                 const std::string &valid = "valid", const std::string &select = "best",
-                 const std::string &source = "local") {
-    const std::string entry = "/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher"
-                              "[route-distinguisher='" +
-                              distinguisher + "']/list-evpn-route-brief[evpn-route='" + route +
-                              "']/";
-    return {{entry + "valid-flag", SR_ENUM_T, valid},
-            {entry + "select-flag", SR_ENUM_T, select},
-            {entry + "source-type", SR_ENUM_T, source}};
-}
+const EvpnDistinguisher whole = {"65001:1",
+                                 {{"[2]:[0]",
+                                   1,
+                                   1,
+                                   2,
+                                   {1, "RT:65001:1"},
+                                   {1, "10001"},
+                                   {{"10.0.0.2", 4294967295U, 100, 32768, "65002 65003"}}}}};
 
 class EvpnReply : public support::ReplyTest {
   protected:
     EvpnReply() : ReplyTest(ip_bgp_evpn_output_parse, BGP_SUB_RPC_IP_BGP_EVPN) {}
-
-    Outputs outputs(const std::vector<EvpnDistinguisher> &items) {
-        Values values;
-        EXPECT_EQ(parse(values, evpn_payload(1000, items)), SR_ERR_OK);
-        return values.outputs();
-    }
-    Outputs outputs(const EvpnRoute &route) { return outputs({EvpnDistinguisher{"rd", {route}}}); }
 };
-
-TEST_F(EvpnReply, EverythingOfARouteIsPublished) {
-    EXPECT_EQ(
-        outputs({whole}),
-        (Outputs{
-            // clang-format off
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/valid-flag", SR_ENUM_T, "valid"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/select-flag", SR_ENUM_T, "best"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/source-type", SR_ENUM_T, "local"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/ext-community", SR_STRING_T, "RT:65001:1"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/lable-info", SR_STRING_T, "10001"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/list-nexthop-brief[nexthop-address='10.0.0.2']/metric", SR_UINT32_T, "4294967295"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/list-nexthop-brief[nexthop-address='10.0.0.2']/LocPrf", SR_UINT32_T, "100"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/list-nexthop-brief[nexthop-address='10.0.0.2']/Weight", SR_UINT32_T, "32768"},
-            {"/orv_bgp:ip-bgp-evpn/list-evpn-route-distinguisher[route-distinguisher='65001:1']/list-evpn-route-brief[evpn-route='[2]:[0]']/list-nexthop-brief[nexthop-address='10.0.0.2']/path", SR_STRING_T, "65002 65003"},
-            // clang-format on
-        }));
-}
-
-TEST_F(EvpnReply, WithoutDistinguishersTheCountIsSetToZero) {
-    for (const std::size_t before : {std::size_t{0}, std::size_t{4}}) {
-        for (const std::uint32_t announced : {0U, 5U}) {
-            Values values(before);
-            EXPECT_EQ(parse(values, evpn_payload(announced, {})), SR_ERR_OK);
-            EXPECT_EQ(values.size(), 0U);
-            EXPECT_EQ(values.written_count(), 0U);
-        }
-    }
-}
-
-TEST_F(EvpnReply, FlagsAreNamed) {
-    struct Row {
-        signed char flag;
-        const char *valid, *select, *source;
-    };
-    for (const Row &row : {Row{0, "other", "other", "other"}, Row{1, "valid", "best", "internal"},
-                           Row{2, "other", "other", "local"}, Row{3, "other", "other", "other"},
-                           Row{127, "other", "other", "other"}, Row{-1, "other", "other", "other"},
-                           Row{-128, "other", "other", "other"}}) {
-        EXPECT_EQ(outputs(EvpnRoute{"r", row.flag, row.flag, row.flag}),
-                  flags_of("rd", "r", row.valid, row.select, row.source));
-    }
-}
-
-TEST_F(EvpnReply, PresenceOfATextIsNotItsLength) {
-    for (const int presence : {1, 2, 5, 127, -1, -128}) {
-        for (const std::string &content :
-             {std::string("abc"), std::string(300, 'x'), std::string()}) {
-            const EvpnText text = {static_cast<char>(presence), content};
-            const Outputs community = outputs(EvpnRoute{"r", 1, 1, 2, text});
-            ASSERT_EQ(community.size(), 4U);
-            EXPECT_EQ(community[3].type, SR_STRING_T);
-            EXPECT_EQ(community[3].value, content);
-            const Outputs label = outputs(EvpnRoute{"r", 1, 1, 2, {}, text});
-            ASSERT_EQ(label.size(), 4U);
-            EXPECT_EQ(label[3].type, SR_STRING_T);
-            EXPECT_EQ(label[3].value, content);
-            EXPECT_NE(label[3].xpath, community[3].xpath);
-        }
-    }
-}
-
-TEST_F(EvpnReply, KeysAreNotEscapedAndMayBeEmpty) {
-    EXPECT_EQ(outputs({EvpnDistinguisher{"it's [%s]/", {{"", 1, 1, 2}}}}),
-              flags_of("it's [%s]/", ""));
-}
 
 TEST_F(EvpnReply, ArrayIsSizedOnceToTheCountInTheReply) {
     struct Row {
@@ -127,23 +41,6 @@ TEST_F(EvpnReply, ArrayIsSizedOnceToTheCountInTheReply) {
         EXPECT_EQ(sysrepo().reallocs, (Reallocs{{row.before, row.announced}}))
             << "the count before is not added";
         EXPECT_EQ(values.size(), 9U) << "what was written counts, not what was announced";
-    }
-}
-
-TEST_F(EvpnReply, FailedResizingContinuesWithTheOldArray) {
-    const Outputs all = outputs({whole});
-    for (const int code : {int{SR_ERR_NOMEM}, int{SR_ERR_INTERNAL}, -1}) {
-        for (const std::size_t before : {0U, 1U, 3U, 8U, 9U, 12U}) {
-            sysrepo().realloc_result = code;
-            Values values(before);
-            const CapturedOutput output;
-            EXPECT_EQ(parse(values, evpn_payload(9, {whole})), SR_ERR_OK);
-            EXPECT_EQ(output.text(), "realloc failed\n");
-            const std::size_t kept = std::min<std::size_t>(before, 9);
-            EXPECT_EQ(values.size(), kept);
-            const auto end = all.begin() + static_cast<std::ptrdiff_t>(kept);
-            EXPECT_EQ(values.outputs(), Outputs(all.begin(), end));
-        }
     }
 }
 

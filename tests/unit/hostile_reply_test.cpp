@@ -660,12 +660,16 @@ TEST_P(RandomReply, GivesTheExpectedValues) {
     for (int round = 0; round < rounds && !HasFailure(); ++round) {
         reply.payload(GetParam().any(chance));
         const std::size_t before = chance.once_in(3) ? chance.below(40) : 0;
-        set_switches(chance.once_in(8) ? 1 : 0, 0);
+        const bool traced = chance.once_in(8);
+        set_switches(traced ? 1 : 0, 0);
         const Expected expected = parser.expected(payload_of(reply));
         Values values(before);
         const CapturedOutput output;
         EXPECT_EQ(parse(parser, reply, values), expected.result);
         expect_as_expected(values, before, expected);
+        if (!traced) {
+            EXPECT_EQ(output.text(), expected.line);
+        }
     }
 }
 
