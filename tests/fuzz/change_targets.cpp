@@ -290,22 +290,22 @@ void run_change(const ChangeTarget &target, Input input) {
 } // namespace
 
 void as_change(const std::uint8_t *data, std::size_t size) {
-    static const ChangeTarget target(support::as_callback());
+    static const ChangeTarget target(support::modelled_callbacks()[0]);
     run_change(target, {data, size});
 }
 
 void globle_change(const std::uint8_t *data, std::size_t size) {
-    static const ChangeTarget target(support::callbacks_below_as()[0]);
+    static const ChangeTarget target(support::modelled_callbacks()[1]);
     run_change(target, {data, size});
 }
 
 void family_change(const std::uint8_t *data, std::size_t size) {
-    static const ChangeTarget target(support::callbacks_below_as()[1]);
+    static const ChangeTarget target(support::modelled_callbacks()[2]);
     run_change(target, {data, size});
 }
 
 void vrf_family_change(const std::uint8_t *data, std::size_t size) {
-    static const ChangeTarget target(support::callbacks_below_as()[2]);
+    static const ChangeTarget target(support::modelled_callbacks()[3]);
     run_change(target, {data, size});
 }
 

@@ -325,7 +325,7 @@ class ChangeModel {
             if (in_vrf_ ? dropped_in_vrf() : dropped()) {
                 continue;
             }
-            if (in_vrf_ ? sends_in_vrf() : sends()) {
+            if (sends()) {
                 const int result = send();
                 sub_mod_ = 0;
                 length_ = 0;
@@ -409,33 +409,14 @@ class ChangeModel {
     }
     bool sends() const {
         switch (sub_mod_) {
+        case 0:
+            return false;
         case 7:
             return !node_is({"route-map", "backdoor", "prefix"});
         case 8:
             return !node_is({"process", "route-map", "protocol"});
-        case 9:
-        case 10:
-        case 11:
-            return true;
         default:
-            return false;
-        }
-    }
-    bool sends_in_vrf() const {
-        switch (sub_mod_) {
-        case 7:
-            return !node_is({"route-map", "backdoor", "prefix"});
-        case 8:
-            return !node_is({"process", "route-map", "protocol"});
-        case 12:
-        case 13:
-        case 14:
-        case 15:
-        case 16:
-        case 17:
             return true;
-        default:
-            return false;
         }
     }
 
@@ -560,9 +541,16 @@ struct ModelledCallback {
     friend void PrintTo(const ModelledCallback &row, std::ostream *out) { *out << row.name; }
 };
 
-// The callbacks whose settings need an AS number.
-inline const std::vector<ModelledCallback> &callbacks_below_as() {
+inline const std::vector<ModelledCallback> &modelled_callbacks() {
+    static const std::vector<ChangedList> no_lists;
     static const std::vector<ModelledCallback> rows = {
+        {"As",
+         bgp_config_as_change_cb,
+         "/orv_bgp:router-bgp/as",
+         no_lists,
+         {},
+         [](ChangeModel &model) { return model.as(); },
+         {1}},
         {"Globle",
          bgp_config_globle_bgp_change_cb,
          "/orv_bgp:router-bgp/bgp",
@@ -585,18 +573,6 @@ inline const std::vector<ModelledCallback> &callbacks_below_as() {
          [](ChangeModel &model) { return model.family(true); },
          {7, 8, 12, 13, 14, 15, 16, 17}}};
     return rows;
-}
-
-inline const ModelledCallback &as_callback() {
-    static const std::vector<ChangedList> none;
-    static const ModelledCallback row = {"As",
-                                         bgp_config_as_change_cb,
-                                         "/orv_bgp:router-bgp/as",
-                                         none,
-                                         {},
-                                         [](ChangeModel &model) { return model.as(); },
-                                         {1}};
-    return row;
 }
 
 // Runs the callback on the edit and returns its result. The records are in `sends`;

@@ -1,5 +1,5 @@
-// The records that a test expects, and the records that the plug-in passes to the
-// transport with their change operation. A test program that includes this links
+// The changes of an edit, and the records that the plug-in passes to the transport with
+// their change operation. A test program that includes this links
 // with -Wl,--wrap=plugin_config.
 #ifndef RECORD_EXPECTATIONS_H
 #define RECORD_EXPECTATIONS_H
@@ -119,84 +119,7 @@ int __real_plugin_config(const void *data, int data_len, int option, int module_
 
 namespace support {
 
-// --- Expected records --------------------------------------------------------------
-
-// The position of a field in its record.
-struct Field {
-    std::size_t offset;
-    std::size_t size;
-};
-
-#define RECORD_FIELD(record, field)                                                                \
-    support::Field {                                                                               \
-        offsetof(record, field), sizeof(record::field)                                             \
-    }
-
-// A record of zeros, or of the bytes that an earlier one left in the send
-// buffer, with fields written into it.
-class RecordBytes {
-  public:
-    explicit RecordBytes(std::size_t size, char fill = '\0') : bytes_(size, fill) {}
-    RecordBytes(std::size_t size, const RecordBytes &buffer) : bytes_(buffer.bytes_) {
-        bytes_.resize(size, '\0');
-    }
-
-    RecordBytes &put(Field field, const std::string &text) {
-        std::string content = text;
-        content.resize(field.size, '\0');
-        bytes_.replace(field.offset, field.size, content);
-        return *this;
-    }
-    RecordBytes &put(Field field, std::int64_t number) {
-        const auto bits = static_cast<std::uint32_t>(number);
-        bytes_.replace(field.offset, field.size, bytes_of(bits));
-        return *this;
-    }
-
-    const std::string &bytes() const { return bytes_; }
-    Sent sent(int sub_mod, int option) const { return {sub_mod, option, bytes_}; }
-
-  private:
-    std::string bytes_;
-};
-
-// A leaf of a list or container: the value that sysrepo returns for it, and its
-// field. Its content is a number, sent as a number, as a text, or as a flag without
-// its value.
-struct Leaf {
-    enum Kind { text, number, flag };
-
-    const char *node;
-    int sub_mod;
-    Field field;
-    Kind kind;
-
-    scripted::Value value(const std::string &path, std::uint32_t content) const {
-        switch (kind) {
-        case text:
-            return scripted::text(path, std::to_string(content));
-        case number:
-            return scripted::number(path, content);
-        default:
-            return scripted::node(path, SR_LEAF_EMPTY_T);
-        }
-    }
-    void put(RecordBytes &record, std::uint32_t content) const {
-        if (kind == text) {
-            record.put(field, std::to_string(content));
-        } else {
-            record.put(field, kind == flag ? 1 : std::int64_t{content});
-        }
-    }
-};
-
-// A change operation and the record operation code that it becomes.
-struct Operation {
-    sr_change_oper_t change;
-    int op;
-};
-inline constexpr Operation operations[] = {
-    {SR_OP_CREATED, 1}, {SR_OP_MODIFIED, 1}, {SR_OP_DELETED, 0}, {SR_OP_MOVED, -1}};
+// --- Changes -----------------------------------------------------------------------
 
 // A change with the value that counts, `chosen`, and the other value that such a
 // change may have, `other`.
@@ -218,22 +141,6 @@ inline scripted::Change change_of(sr_change_oper_t operation, scripted::Value ch
 inline scripted::Change without_value(sr_change_oper_t operation) {
     return {operation, std::nullopt, std::nullopt};
 }
-
-// Every type of a value other than a text.
-inline constexpr sr_type_t types_without_text[] = {
-    SR_LIST_T,       SR_CONTAINER_T,    SR_CONTAINER_PRESENCE_T,
-    SR_LEAF_EMPTY_T, SR_NOTIFICATION_T, SR_BOOL_T,
-    SR_INT8_T,       SR_DECIMAL64_T,    SR_INT16_T,
-    SR_INT32_T,      SR_INT64_T,        SR_UINT8_T,
-    SR_UINT16_T,     SR_UINT32_T,       SR_UINT64_T,
-};
-
-// The container nodes that the callbacks skip.
-inline constexpr const char *list_containers[] = {
-    "bgp-family-networks",          "bgp-family-neighbors",    "bgp-family-redistributes",
-    "bgp-globle-neighbors",         "bgp-family-vrf-networks", "bgp-family-vrf-neighbors",
-    "bgp-family-vrf-redistributes",
-};
 
 // --- A change callback and its daemon --------------------------------------------------
 
@@ -263,18 +170,6 @@ class ChangeCallbackTest : public PluginTest {
             EXPECT_EQ(messages[i].payload(), records[i].payload);
         }
         return records;
-    }
-
-    // Expects that the one line of `output` contains all of `parts`, in order.
-    static void expect_one_line(const std::string &output, const std::vector<std::string> &parts) {
-        EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1) << output;
-        EXPECT_EQ(output.substr(std::min(output.find('\n'), output.size())), "\n");
-        std::size_t position = 0;
-        for (const std::string &part : parts) {
-            position = output.find(part, position);
-            ASSERT_NE(position, std::string::npos) << part << " is not named by: " << output;
-            position += part.size();
-        }
     }
 
     RecordingDaemon daemon;

@@ -1,5 +1,5 @@
-// The behavior that the four change callbacks share: events, iterators, missing values,
-// a missing AS and the daemon's answers.
+// The behavior that the four change callbacks share, as far as ChangeProperty does not compare it:
+// events, the AS number of the datastore, and what they print.
 #include "record_expectations.h"
 
 #include <gmock/gmock.h>
@@ -125,16 +125,6 @@ TEST_P(CallbackBelowAs, WithoutAnAsSkipsDeletionsUpToTheFirstOtherChange) {
     EXPECT_TRUE(sent().empty());
 }
 
-TEST_P(ChangeCallback, EndsWithTheDaemonsRefusal) {
-    for (const int code : {1, 10, 16, 17, 18, 19, 20, -1, int{SR_ERR_NOT_FOUND}}) {
-        daemon.answer_next(configd::ResultCode{code});
-        EXPECT_EQ(change({created(setting), created(setting)}),
-                  code == SR_ERR_NOT_FOUND ? int{SR_ERR_OK} : code);
-        EXPECT_EQ(sent().size(), 1U) << "code " << code << " ends the walk";
-        EXPECT_EQ(g_bgp_id, row().needs_as ? as : 0U);
-    }
-}
-
 TEST_P(ChangeCallback, EndsWithTheCodeOfAnIteratorThatCannotBeOpened) {
     for (const int code : {SR_ERR_INTERNAL, SR_ERR_NOT_FOUND, SR_ERR_NOMEM}) {
         sysrepo().open_result = code;
@@ -144,13 +134,6 @@ TEST_P(ChangeCallback, EndsWithTheCodeOfAnIteratorThatCannotBeOpened) {
         const CapturedOutput output;
         EXPECT_EQ(change({created(setting)}), code);
     }
-    EXPECT_TRUE(sent().empty());
-}
-
-TEST_P(ChangeCallback, EndsWithTheCodeOfAnIteratorThatFailsAndDropsWhatIsPending) {
-    sysrepo().next_fails_at = 0;
-    sysrepo().next_result = SR_ERR_NOMEM;
-    EXPECT_EQ(change({created(setting)}), SR_ERR_NOMEM);
     EXPECT_TRUE(sent().empty());
 }
 

@@ -1,6 +1,6 @@
-// Runs random edits, valid and invalid ones, through the change callbacks and through their model.
-// Both must send the same records and return the same result, and no object of sysrepo may be left
-// open.
+// Runs edits through the change callbacks and through their model: every two changes of any nodes,
+// and random edits, valid and invalid ones. Both must send the same records and return the same
+// result, and no object of sysrepo may be left open.
 #include "change_model.h"
 #include "random_rounds.h"
 
@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,18 @@ using support::ChangeModel;
 using support::Edit;
 using support::ModelledCallback;
 using support::Records;
+
+// The value of a node: its number or its text, or neither.
+Value value_of(const std::string &path, const std::string &node, std::uint32_t number,
+               const std::string &text) {
+    static const std::set<std::string> texts = {"remote-as", "description", "update-source",
+                                                "route-map", "router-id"};
+    if (node == "as" || node == "ebgp-multihop") {
+        return scripted::number(path, number);
+    }
+    return texts.count(node) != 0 ? scripted::text(path, text)
+                                  : scripted::node(path, SR_LEAF_EMPTY_T);
+}
 
 // --- Random edits -------------------------------------------------------------------------
 
@@ -73,19 +86,15 @@ class Edits {
             return pick<const char *>({"AFI_IP", "AFI_IPV6", "AFI_L2VPN"});
         }
         if (key == "safi") {
-            return pick<const char *>({"SAFI_UNICAST", "SAFI_VRF", "SAFI_VRF", "SAFI_EVPN"});
+            return pick<const char *>(
+                {"SAFI_UNICAST", "SAFI_VRF", "SAFI_VRF", "SAFI_EVPN", "SAFI_MULTICAST"});
         }
         return pick<const char *>({"red", "blue", "a-vrf-with-a-longer-name"});
     }
     Value value_at(const std::string &path, const std::string &leaf) {
-        if (leaf == "ebgp-multihop") {
-            return scripted::number(path, static_cast<std::uint32_t>(random_()));
-        }
-        if (leaf == "remote-as" || leaf == "description" || leaf == "update-source" ||
-            leaf == "route-map" || leaf == "router-id") {
-            return scripted::text(path, std::string(random_() % 13, letter()));
-        }
-        return scripted::node(path, SR_LEAF_EMPTY_T);
+        const auto number = static_cast<std::uint32_t>(random_());
+        const std::size_t length = random_() % 13;
+        return value_of(path, leaf, number, std::string(length, letter()));
     }
     char letter() { return static_cast<char>('a' + random_() % 26); }
     Change change_at(sr_change_oper_t operation, const std::string &path, const std::string &leaf) {
@@ -103,6 +112,10 @@ class Edits {
             for (const char *key : keys_) {
                 changes.push_back(change_at(operation, entry + "/" + key, key));
             }
+        }
+        if (lists_.empty()) {
+            changes.push_back(change_at(operation, entry, "as"));
+            return;
         }
         if (keys_.empty() && one_in(2)) {
             changes.push_back(change_at(operation, entry + "/router-id", "router-id"));
@@ -193,7 +206,7 @@ class Edits {
     }
     void break_path(std::string &path) {
         const std::size_t at = index_in(path.size() + 1);
-        switch (random_() % 7) {
+        switch (random_() % 8) {
         case 0: // without its end
             path.resize(at);
             return;
@@ -216,6 +229,11 @@ class Edits {
             return;
         case 5: // as long as the working buffers, or longer
             lengthen(path, pick<std::size_t>({990, 998, 999, 1000, 1001, 1500, 4000}));
+            return;
+        case 6: // without its last key
+            if (const std::size_t start = path.rfind('['); start != std::string::npos) {
+                path.erase(start, path.find(']', start) + 1 - start);
+            }
             return;
         default: // no path at all
             path = pick<const char *>({"", "/", "name", "/orv_bgp:router-bgp", "//", "[a='b']"});
@@ -246,45 +264,146 @@ class Edits {
     std::vector<const char *> keys_;
 };
 
+// --- Every node ----------------------------------------------------------------------------
+
+struct Node {
+    std::string path;
+    std::string name;
+};
+
+// The names of the nodes in an entry of a list, and of those of all lists.
+std::set<std::string> names_of(const ChangedList &list) {
+    std::set<std::string> names(list.keys.begin(), list.keys.end());
+    names.insert(list.leaves.begin(), list.leaves.end());
+    return names;
+}
+std::set<std::string> all_names() {
+    std::set<std::string> names = {"router-id"};
+    for (const ModelledCallback &row : support::modelled_callbacks()) {
+        for (const ChangedList &list : row.lists) {
+            names.merge(names_of(list));
+        }
+    }
+    return names;
+}
+
+// The nodes of an entry of a callback, in whose lists every key is `key`: containers, list entries
+// and what they hold. With `foreign`, also containers and lists of other callbacks, and in each
+// list the nodes of all lists.
+std::vector<Node> nodes_of(const ModelledCallback &row, const std::string &key, bool foreign) {
+    static const std::map<std::string, std::string> family = {
+        {"afi", "AFI_IP"}, {"safi", "SAFI_VRF"}, {"vrf-name", "red"}};
+    std::string entry = row.subscription;
+    for (const char *name : row.keys) {
+        entry += std::string("[") + name + "='" + family.at(name) + "']";
+    }
+    std::vector<Node> nodes = {{entry, row.lists.empty() ? "as" : ""}};
+    for (const char *name : {"afi", "safi", "vrf-name", "router-id", "unknown"}) {
+        nodes.push_back({entry + "/" + name, name});
+    }
+    for (const ModelledCallback &other : support::modelled_callbacks()) {
+        const bool own = &other.lists == &row.lists;
+        if (!own && !foreign) {
+            continue;
+        }
+        for (const ChangedList &list : other.lists) {
+            std::string path = entry + list.path;
+            nodes.push_back({path.substr(0, path.rfind('/')), ""});
+            for (const char *name : list.keys) {
+                path += std::string("[") + name + "='" + key + "']";
+            }
+            nodes.push_back({path, ""});
+            for (const std::string &name : foreign ? all_names() : names_of(list)) {
+                if (own) {
+                    nodes.push_back({path + "/" + name, name});
+                }
+            }
+        }
+    }
+    return nodes;
+}
+
+Change change_to(const Node &node, sr_change_oper_t operation) {
+    return support::change_of(operation, value_of(node.path, node.name, 7, "new"),
+                              value_of(node.path, node.name, 6, "old"));
+}
+
 // --- Both side by side ---------------------------------------------------------------------
 
 class ChangeProperty : public support::PluginTest,
                        public testing::WithParamInterface<ModelledCallback> {
   protected:
-    const int edits_per_callback = support::random_rounds(6000);
+    struct Outcome {
+        int result;
+        Records records;
+    };
+    // Runs the edit through the callback, and expects what the model does.
+    Outcome run_as_modelled(const Edit &edit) {
+        ChangeModel model(edit);
+        const int expected = GetParam().model(model);
+        g_bgp_id = 0;
+        std::string output;
+        Outcome outcome{};
+        {
+            const support::CapturedOutput captured;
+            outcome.result = support::run_edit(GetParam(), edit, sends);
+            output = captured.text();
+        }
+        outcome.records = sends.take();
+        EXPECT_EQ(outcome.result, expected) << edit << output;
+        EXPECT_EQ(outcome.records, model.sent) << edit << output;
+        EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), model.lines) << edit << output;
+        EXPECT_EQ(g_bgp_id, model.bgp_id) << edit;
+        EXPECT_EQ(sysrepo().values_open, 0U) << edit;
+        EXPECT_EQ(sysrepo().iterators_open, 0U) << edit;
+        return outcome;
+    }
 
     support::SentRecords sends;
 };
 
 INSTANTIATE_TEST_SUITE_P(Callbacks, ChangeProperty,
-                         testing::ValuesIn(support::callbacks_below_as()),
+                         testing::ValuesIn(support::modelled_callbacks()),
                          [](const auto &test) { return std::string(test.param.name); });
 
+TEST_P(ChangeProperty, EveryTwoChangesDoWhatTheModelDoes) {
+    const std::vector<Node> firsts = nodes_of(GetParam(), "a", false);
+    std::vector<Node> seconds = nodes_of(GetParam(), "a", true);
+    for (const Node &node : nodes_of(GetParam(), "b", false)) {
+        seconds.push_back(node);
+    }
+    std::size_t rounds = 0;
+    const auto step = static_cast<std::size_t>(10 / support::random_rounds(10));
+    for (const Node &first : firsts) {
+        for (const sr_change_oper_t before : {SR_OP_CREATED, SR_OP_DELETED}) {
+            for (const Node &second : seconds) {
+                for (const sr_change_oper_t after : {SR_OP_MODIFIED, SR_OP_DELETED, SR_OP_MOVED}) {
+                    if (++rounds % step != 0) {
+                        continue;
+                    }
+                    Edit edit;
+                    edit.changes = {change_to(first, before), change_to(second, after)};
+                    run_as_modelled(edit);
+                    // A change without a value drops what is pending.
+                    edit.changes.push_back(support::without_value(SR_OP_CREATED));
+                    run_as_modelled(edit);
+                    ASSERT_FALSE(HasFailure());
+                }
+            }
+        }
+    }
+}
+
 TEST_P(ChangeProperty, RandomEditsDoWhatTheModelDoes) {
+    const int edits_per_callback = support::random_rounds(6000);
     Edits edits(20240501, GetParam().subscription, GetParam().lists, GetParam().keys);
     std::map<int, int> results;
     std::map<int, int> codes;
     for (int i = 0; i < edits_per_callback; ++i) {
-        const Edit edit = edits.next();
-        ChangeModel model(edit);
-        const int expected = GetParam().model(model);
-        std::string output;
-        int result = 0;
-        {
-            const support::CapturedOutput captured;
-            result = support::run_edit(GetParam(), edit, sends);
-            output = captured.text();
-        }
-        const Records records = sends.take();
-        ASSERT_EQ(result, expected) << "edit " << i << ": " << edit << output;
-        ASSERT_EQ(records, model.sent) << "edit " << i << ": " << edit << output;
-        ASSERT_EQ(std::count(output.begin(), output.end(), '\n'), model.lines)
-            << "edit " << i << ": " << edit << output;
-        ASSERT_EQ(g_bgp_id, edit.as);
-        ASSERT_EQ(sysrepo().values_open, 0U) << edit;
-        ASSERT_EQ(sysrepo().iterators_open, 0U) << edit;
-        ++results[result];
-        for (const auto &record : records) {
+        const Outcome outcome = run_as_modelled(edits.next());
+        ASSERT_FALSE(HasFailure()) << "edit " << i;
+        ++results[outcome.result];
+        for (const auto &record : outcome.records) {
             ++codes[record.sub_mod];
         }
     }
