@@ -45,12 +45,28 @@ void expect_told(const std::string &path, const std::string &why) {
     EXPECT_EQ(sysrepo().errors[0].message, why);
 }
 
+// What a client is told when the daemon refuses its edit.
+std::string refused_with(const std::string &code) {
+    return "the configuration daemon refused it with code " + code;
+}
+
 class EditRefusal : public support::ChangeCallbackTest {
   protected:
     EditRefusal() { host_plugin(); }
+
+    using Codes = std::vector<std::int32_t>;
+    int edit_as(scripted::Change change, const Codes &codes = {}) {
+        return edit(bgp_config_as_change_cb, as_path.c_str(), {std::move(change)}, codes);
+    }
+    int edit_globle(Changes changes, const Codes &codes = {}) {
+        return edit(bgp_config_globle_bgp_change_cb, globle, std::move(changes), codes);
+    }
+    int edit_family(Changes changes, const Codes &codes = {}) {
+        return edit(bgp_config_address_family_change_cb, family, std::move(changes), codes);
+    }
     // Runs an edit whose records the daemon answers with these codes, then with 0.
     int edit(ChangeCallback callback, const char *subscription, Changes changes,
-             const std::vector<std::int32_t> &codes = {}) {
+             const Codes &codes = {}) {
         for (const std::int32_t code : codes) {
             daemon.answer_next(configd::ResultCode{code});
         }
@@ -63,54 +79,49 @@ TEST_F(EditRefusal, NamesTheSettingTheCodeItsMeaningAndWhatHelps) {
         std::int32_t code;
         const char *why;
     } rows[] = {
-        {16, "code 16, \"invalid value\"; correct the value"},
-        {17, "code 17, \"configuration does not exist\"; configure what it belongs to first"},
-        {18, "code 18, \"configuration failed\"; see the daemon's log"},
-        {19, "code 19, \"not supported\"; leave the setting out"},
-        {20, "code 20, \"connection failed\"; see the daemon's log"},
-        {12, "code 12, \"Requested resource already locked\"; see the daemon's log"},
-        {77, "code 77, \"Unknown error\"; see the daemon's log"},
-        {-3, "code -3, \"Unknown error\"; see the daemon's log"},
+        {16, "16, \"invalid value\"; correct the value"},
+        {17, "17, \"configuration does not exist\"; configure what it belongs to first"},
+        {18, "18, \"configuration failed\"; see the daemon's log"},
+        {19, "19, \"not supported\"; leave the setting out"},
+        {20, "20, \"connection failed\"; see the daemon's log"},
+        {12, "12, \"Requested resource already locked\"; see the daemon's log"},
+        {77, "77, \"Unknown error\"; see the daemon's log"},
+        {-3, "-3, \"Unknown error\"; see the daemon's log"},
     };
     for (const auto &row : rows) {
         sysrepo().errors.clear();
-        EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
-                       {created(scripted::number(as_path, 7))}, {row.code}),
-                  row.code);
-        expect_told(as_path, std::string("the configuration daemon refused it with ") + row.why);
+        EXPECT_EQ(edit_as(created(scripted::number(as_path, 7)), {row.code}), row.code);
+        expect_told(as_path, refused_with(row.why));
     }
 }
 
 TEST_F(EditRefusal, NamesTheRefusedNeighborSetting) {
-    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
-                   {created(scripted::text(neighbor_path + "/remote-as", "200")),
-                    created(scripted::text(neighbor_path + "/description", "peer"))},
-                   {0, 16}),
+    EXPECT_EQ(edit_globle({created(scripted::text(neighbor_path + "/remote-as", "200")),
+                           created(scripted::text(neighbor_path + "/description", "peer"))},
+                          {0, 16}),
               16);
-    expect_told(neighbor_path + "/description", "the configuration daemon refused it with code "
-                                                "16, \"invalid value\"; correct the value");
+    expect_told(neighbor_path + "/description",
+                refused_with("16, \"invalid value\"; correct the value"));
 }
 
 TEST_F(EditRefusal, NamesTheEntryThatWasPendingNotTheOneThatSentIt) {
     const std::string second =
         family_entry + "/bgp-family-networks/family-network[prefix='10.2.0.0/16']";
-    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
-                   {created(scripted::node(network_path, SR_LIST_T)),
-                    created(scripted::text(network_path + "/prefix", "10.1.0.0/16")),
-                    created(scripted::node(second, SR_LIST_T))},
-                   {17}),
+    EXPECT_EQ(edit_family({created(scripted::node(network_path, SR_LIST_T)),
+                           created(scripted::text(network_path + "/prefix", "10.1.0.0/16")),
+                           created(scripted::node(second, SR_LIST_T))},
+                          {17}),
               17);
-    expect_told(network_path + "/prefix", "the configuration daemon refused it with code 17, "
-                                          "\"configuration does not exist\"; configure what it "
-                                          "belongs to first");
+    expect_told(network_path + "/prefix", refused_with("17, \"configuration does not exist\"; "
+                                                       "configure what it belongs to first"));
 }
 
 TEST_F(EditRefusal, NamesTheVrfEntryThatIsSentItself) {
     EXPECT_EQ(edit(bgp_config_address_family_vrf_change_cb, vrf_family,
                    {created(scripted::text(vrf_entry + "/vrf-name", "red"))}, {19}),
               19);
-    expect_told(vrf_entry + "/vrf-name", "the configuration daemon refused it with code 19, \"not "
-                                         "supported\"; leave the setting out");
+    expect_told(vrf_entry + "/vrf-name",
+                refused_with("19, \"not supported\"; leave the setting out"));
 }
 
 TEST_F(EditRefusal, SaysThatNoAsIsConfigured) {
@@ -133,30 +144,25 @@ TEST_F(EditRefusal, SaysThatNoAsIsConfigured) {
 }
 
 TEST_F(EditRefusal, SaysHowLongTheValueMayBe) {
-    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
-                   {created(scripted::text(router_path, std::string(34, '1')))}),
-              16);
+    EXPECT_EQ(edit_globle({created(scripted::text(router_path, std::string(34, '1')))}), 16);
     expect_told(router_path, "value of router-id is 34 bytes long, the limit is 33; shorten it");
     sysrepo().errors.clear();
-    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
-                   {created(scripted::text(network_path + "/route-map", std::string(258, 'm')))}),
-              16);
+    EXPECT_EQ(
+        edit_family({created(scripted::text(network_path + "/route-map", std::string(258, 'm')))}),
+        16);
     expect_told(network_path + "/route-map",
                 "value of route-map is 258 bytes long, the limit is 257; shorten it");
 }
 
 TEST_F(EditRefusal, SaysThatAValueHasNoText) {
-    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
-                   {created(scripted::node(router_path, SR_LEAF_EMPTY_T))}),
-              16);
+    EXPECT_EQ(edit_globle({created(scripted::node(router_path, SR_LEAF_EMPTY_T))}), 16);
     expect_told(router_path, "the value has no text");
 }
 
 TEST_F(EditRefusal, SaysWhichKeyIsMissingOrUnknown) {
     const std::string no_key =
         std::string(globle) + "/bgp-globle-neighbors/globle-neighbor/remote-as";
-    EXPECT_EQ(
-        edit(bgp_config_globle_bgp_change_cb, globle, {created(scripted::text(no_key, "200"))}), 7);
+    EXPECT_EQ(edit_globle({created(scripted::text(no_key, "200"))}), 7);
     expect_told(no_key, "neighbor address value is NULL.");
 
     const struct {
@@ -171,17 +177,14 @@ TEST_F(EditRefusal, SaysWhichKeyIsMissingOrUnknown) {
     for (const auto &row : rows) {
         sysrepo().errors.clear();
         const std::string path = family + row.keys + "/bgp-family-networks";
-        EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
-                       {created(scripted::node(path, SR_CONTAINER_T))}),
-                  7);
+        EXPECT_EQ(edit_family({created(scripted::node(path, SR_CONTAINER_T))}), 7);
         expect_told(path, row.why);
     }
 }
 
 TEST_F(EditRefusal, SaysThatANeighborHasNoSettingOfItsOwn) {
-    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle,
-                   {created(scripted::text(neighbor_path + "/neighbor-address", "10.0.0.1"))}),
-              1);
+    EXPECT_EQ(
+        edit_globle({created(scripted::text(neighbor_path + "/neighbor-address", "10.0.0.1"))}), 1);
     expect_told(neighbor_path + "/neighbor-address",
                 "the edit ends with a neighbor that has no setting of its own; create or delete "
                 "one of its settings with it");
@@ -190,9 +193,7 @@ TEST_F(EditRefusal, SaysThatANeighborHasNoSettingOfItsOwn) {
 TEST_F(EditRefusal, SaysThatAPathIsTooLong) {
     const std::string path = family_entry + "/bgp-family-networks/family-network[prefix='" +
                              std::string(1000, '1') + "']";
-    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
-                   {created(scripted::node(path, SR_LIST_T))}),
-              16);
+    EXPECT_EQ(edit_family({created(scripted::node(path, SR_LIST_T))}), 16);
     ASSERT_EQ(sysrepo().errors.size(), 1U);
     EXPECT_EQ(sysrepo().errors[0].path, std::nullopt) << "it is too long to be told";
     EXPECT_THAT(sysrepo().errors[0].message, HasSubstr("bytes long, the limit is 999"));
@@ -200,15 +201,13 @@ TEST_F(EditRefusal, SaysThatAPathIsTooLong) {
 
 TEST_F(EditRefusal, SaysSysreposOwnFailureInItsWords) {
     sysrepo().open_result = SR_ERR_NOMEM;
-    EXPECT_EQ(edit(bgp_config_globle_bgp_change_cb, globle, {}), 4);
+    EXPECT_EQ(edit_globle({}), 4);
     expect_told(globle, "Out of memory");
 }
 
 TEST_F(EditRefusal, SaysThatTheDaemonClosedTheConnection) {
     daemon.answer_next(configd::RawBytes{"", true});
-    EXPECT_EQ(
-        edit(bgp_config_as_change_cb, as_path.c_str(), {created(scripted::number(as_path, 7))}),
-        20);
+    EXPECT_EQ(edit_as(created(scripted::number(as_path, 7))), 20);
     expect_told(as_path,
                 "the configuration daemon has closed the connection (no whole result code "
                 "came); when it runs again, restart the plug-in host, which connects anew");
@@ -228,27 +227,22 @@ TEST_F(EditRefusal, SaysThatThereIsNoMemoryForTheMessage) {
 }
 
 TEST_F(EditRefusal, TellsNothingOfASuccess) {
-    EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
-                   {created(scripted::number(as_path, 7))}, {0}),
-              0);
+    EXPECT_EQ(edit_as(created(scripted::number(as_path, 7)), {0}), 0);
     // The daemon's "not found" counts as success, and so does a missing list key.
-    EXPECT_EQ(edit(bgp_config_as_change_cb, as_path.c_str(),
-                   {created(scripted::number(as_path, 7))}, {5}),
-              0);
-    EXPECT_EQ(edit(bgp_config_address_family_change_cb, family,
-                   {created(scripted::text(network_path + "/prefix", "10.1.0.0/16")),
-                    created(scripted::text(
-                        family_entry + "/bgp-family-networks/family-network/route-map", "x"))}),
-              0);
+    EXPECT_EQ(edit_as(created(scripted::number(as_path, 7)), {5}), 0);
+    EXPECT_EQ(
+        edit_family({created(scripted::text(network_path + "/prefix", "10.1.0.0/16")),
+                     created(scripted::text(
+                         family_entry + "/bgp-family-networks/family-network/route-map", "x"))}),
+        0);
     EXPECT_TRUE(sysrepo().errors.empty());
 }
 
 TEST_F(EditRefusal, IsForgottenWhenTheNextEditComes) {
-    edit(bgp_config_as_change_cb, as_path.c_str(), {created(scripted::number(as_path, 7))}, {17});
+    edit_as(created(scripted::number(as_path, 7)), {17});
     sysrepo().errors.clear();
-    edit(bgp_config_as_change_cb, as_path.c_str(), {deleted(scripted::number(as_path, 7))}, {16});
-    expect_told(as_path, "the configuration daemon refused it with code 16, \"invalid value\"; "
-                         "correct the value");
+    edit_as(deleted(scripted::number(as_path, 7)), {16});
+    expect_told(as_path, refused_with("16, \"invalid value\"; correct the value"));
 }
 
 // --- Without a daemon, and calls -------------------------------------------------------

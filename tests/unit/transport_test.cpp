@@ -62,6 +62,12 @@ std::string bytes_at(const netconf_data_struc *reply, std::size_t size) {
     return {reinterpret_cast<const char *>(reply), size};
 }
 
+// Sends a query over a connection and returns the reply.
+template <typename Connection>
+const netconf_data_struc *ask(const Connection &connection) {
+    return sendAndGetReplyBuff(connection.descriptor(), make_query().get());
+}
+
 // The other end of a query connection. One read returns exactly one piece that it
 // sends, whatever the timing.
 class Peer {
@@ -115,17 +121,6 @@ char some_record[] = "12345678";
 
 // --- Configuration: one record, one result code ---------------------------------
 
-TEST_F(Transport, RecordTravelsBehindAHeaderThatCountsItself) {
-    RecordingDaemon daemon;
-    EXPECT_EQ(plugin_config(some_record, 8, SR_OP_MODIFIED, MODULE_ID_BGP, BGP_SUB_BGP_AS), 0);
-    const auto messages = daemon.take_messages();
-    ASSERT_EQ(messages.size(), 1U);
-    const std::string &bytes = messages[0].bytes;
-    EXPECT_EQ(bytes.size(), 24U);
-    EXPECT_EQ(bytes.substr(0, 8), message_bytes(3, 1, 0, 0, "").substr(0, 8));
-    EXPECT_EQ(bytes.substr(12), message_bytes(0, 0, 0, 24, some_record).substr(12));
-}
-
 TEST_F(Transport, NumbersTravelInTheHostsByteOrder) {
     RecordingDaemon daemon;
     const ObservedCalls observed; // fresh memory holds zeros, so resValue does too
@@ -156,16 +151,6 @@ TEST_F(Transport, ResultValueOfARequestIsWhatTheMemoryHeld) {
     const auto messages = daemon.take_messages();
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_EQ(messages[0].bytes.substr(8, 4), "\x5a\x5a\x5a\x5a");
-}
-
-TEST_F(Transport, NeighborRecordMakesAMessageOf428Bytes) {
-    RecordingDaemon daemon;
-    auto record = support::zeroed<bgp_globle_neighbor_config>();
-    plugin_config(&record, sizeof record, 0, MODULE_ID_BGP, 3);
-    const auto messages = daemon.take_messages();
-    ASSERT_EQ(messages.size(), 1U);
-    EXPECT_EQ(messages[0].bytes.size(), 428U);
-    EXPECT_EQ(messages[0].bytes.substr(12, 4), bytes_of(std::int32_t{428}));
 }
 
 TEST_F(Transport, DaemonsCodeIsPassedOnUnchanged) {
@@ -230,29 +215,28 @@ TEST_F(Transport, EveryRecordTriesToConnectWhileTheDaemonDoesNotListen) {
     EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_OK);
 }
 
+// The descriptor of the one connect.
+int connected(const ObservedCalls &observed) {
+    const auto connect = std::find_if(observed.calls.begin(), observed.calls.end(),
+                                      [](const auto &call) { return call.name == "connect"; });
+    return connect == observed.calls.end() ? -1 : connect->descriptor;
+}
+
 TEST_F(Transport, FailedConnectLeavesItsDescriptorOpen) {
     ObservedCalls observed;
     EXPECT_LT(sockCreateAndConnect(AF_INET, SOCK_STREAM, 0, NETCONF_DAEMON_PORT), 0);
     EXPECT_EQ(observed.count("close"), 0U);
-    ASSERT_EQ(observed.count("connect"), 1U);
-    const auto connect = std::find_if(observed.calls.begin(), observed.calls.end(),
-                                      [](const auto &call) { return call.name == "connect"; });
-    EXPECT_NE(fcntl(connect->descriptor, F_GETFD), -1);
-    close(connect->descriptor);
+    EXPECT_NE(fcntl(connected(observed), F_GETFD), -1);
+    close(connected(observed));
 }
 
 TEST_F(Transport, FailedConnectsResultIsPassedOn) {
     ObservedCalls observed;
     observed.connect_result = -7;
-    EXPECT_EQ(sockCreateAndConnect(AF_INET, SOCK_STREAM, 0, NETCONF_DAEMON_PORT), -7);
     int context = 3;
     EXPECT_EQ(plugin_connect(&context), -1);
     EXPECT_EQ(context, -7);
-    for (const auto &call : observed.calls) {
-        if (call.name == "connect") {
-            close(call.descriptor);
-        }
-    }
+    close(connected(observed));
 }
 
 TEST_F(Transport, WithoutASocketNothingElseIsTried) {
@@ -299,12 +283,6 @@ TEST_F(Transport, BrokenConnectionIsKeptAndNeverReopened) {
     EXPECT_EQ(restarted.connections(), 0U);
 }
 
-TEST_F(Transport, ThreeBytesAreNoResultCode) {
-    RecordingDaemon daemon;
-    daemon.answer_next(configd::RawBytes{std::string(3, '\0'), true});
-    EXPECT_EQ(plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1), SR_ERR_SOCKET_FAILED);
-}
-
 TEST_F(Transport, WithoutMemoryNothingIsSent) {
     RecordingDaemon daemon;
     plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
@@ -345,22 +323,45 @@ TEST_F(Transport, ResponseCodeExchangeReturnsTheLastByteCount) {
 
 // --- Query: one message, one framed reply ---------------------------------------
 
-TEST_F(Transport, ReplyIsReturnedWhole) {
-    const Peer peer;
-    peer.send(reply_bytes("payload"));
-    const auto *reply = sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    ASSERT_NE(reply, nullptr);
-    EXPECT_EQ(bytes_at(reply, 23), reply_bytes("payload"));
-    EXPECT_EQ(peer.received(), reply_bytes("query"));
-}
-
-TEST_F(Transport, NothingIsAllocatedForAReply) {
-    const Peer peer;
-    peer.send(reply_bytes("payload"));
-    const MessagePointer query = make_query();
-    ObservedCalls observed;
-    EXPECT_NE(sendAndGetReplyBuff(peer.descriptor(), query.get()), nullptr);
-    EXPECT_EQ(observed.count("malloc"), 0U);
+TEST_F(Transport, ReplyIsWhatArrivesUntilItsLengthOrTheEnd) {
+    const std::string whole = reply_bytes("payload");
+    const std::string longer = message_bytes(3, 21, 0, 20, "payload that is longer");
+    const std::string negative = message_bytes(3, 21, 0, -1, "abc");
+    const std::string early = message_bytes(3, 21, 0, 500, "abc");
+    const std::string odd = message_bytes(3, 99, -4, 3, "payload");
+    struct Row {
+        std::vector<std::string> pieces; // then the connection closes
+        std::string reply;               // nothing: none
+    };
+    const Row rows[] = {
+        {{whole}, whole},
+        {{longer}, longer},
+        {{negative, "def"}, negative},
+        {{early, "def"}, early + "def"},
+        // After the first piece the length is still zero: the reply counts as complete.
+        {{whole.substr(0, 12), whole.substr(12)}, whole.substr(0, 12) + std::string(4, '\0')},
+        {{odd}, odd}, // only the module is compared
+        {{reply_bytes("payload", MODULE_ID_VLAN)}, ""},
+        {{reply_bytes("payload", -5)}, ""},
+        {{}, ""},
+    };
+    for (const Row &row : rows) {
+        const Peer peer;
+        for (const std::string &piece : row.pieces) {
+            peer.send(piece);
+        }
+        peer.finish();
+        const MessagePointer query = make_query();
+        ObservedCalls observed;
+        const auto *reply = sendAndGetReplyBuff(peer.descriptor(), query.get());
+        observed.end();
+        EXPECT_EQ(observed.count("malloc"), 0U) << "nothing is allocated for a reply";
+        EXPECT_EQ(peer.received(), reply_bytes("query"));
+        ASSERT_EQ(reply == nullptr, row.reply.empty());
+        if (reply != nullptr) {
+            EXPECT_EQ(bytes_at(reply, row.reply.size()), row.reply);
+        }
+    }
 }
 
 TEST_F(Transport, EveryReadAsksForAWholeBuffer) {
@@ -369,7 +370,7 @@ TEST_F(Transport, EveryReadAsksForAWholeBuffer) {
     peer.send(whole.substr(0, 20));
     peer.send(whole.substr(20));
     ObservedCalls observed;
-    EXPECT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
+    EXPECT_NE(ask(peer), nullptr);
     EXPECT_EQ(observed.sizes("read"), (std::vector<std::size_t>{BUF_SIZE_MAX, BUF_SIZE_MAX}));
 }
 
@@ -401,7 +402,7 @@ TEST_F(Transport, SenderOfMoreThanItAnnouncedFindsRoomAndLeavesNothing) {
     observed.end();
     const Peer peer;
     peer.send(reply_bytes("y"));
-    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), static_cast<void *>(buf));
+    EXPECT_EQ(ask(peer), static_cast<void *>(buf));
     EXPECT_TRUE(std::all_of(reply_room + 17, reply_room + sizeof reply_room,
                             [](char byte) { return byte == '\0'; }));
 }
@@ -411,42 +412,14 @@ TEST_F(Transport, BufferIsTheFirstHalfOfTheRoom) {
     EXPECT_EQ(sizeof reply_room, 2 * sizeof buf);
 }
 
-TEST_F(Transport, BytesBehindTheAnnouncedLengthComeAlong) {
-    const Peer peer;
-    peer.send(message_bytes(3, 21, 0, 20, "payload that is longer"));
-    const auto *reply = sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    ASSERT_NE(reply, nullptr);
-    EXPECT_EQ(std::string(reply->transferData), "payload that is longer");
-}
-
-TEST_F(Transport, ReplyThatClosesEarlyIsReturnedAsFarAsItCame) {
-    const Peer peer;
-    peer.send(message_bytes(3, 21, 0, 500, "abc"));
-    peer.send("def");
-    peer.finish();
-    const auto *reply = sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    ASSERT_NE(reply, nullptr);
-    EXPECT_EQ(std::string(reply->transferData), "abcdef");
-}
-
 TEST_F(Transport, PreviousReplyLeavesNoBytesBehindAShorterOne) {
     const Peer peer;
     peer.send(reply_bytes(std::string(2000, 'x')));
-    ASSERT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
+    ASSERT_NE(ask(peer), nullptr);
     peer.send(reply_bytes("y"));
-    const auto *reply = sendAndGetReplyBuff(peer.descriptor(), make_query().get());
+    const auto *reply = ask(peer);
     ASSERT_NE(reply, nullptr);
     EXPECT_EQ(bytes_at(reply, 2016), reply_bytes("y") + std::string(1999, '\0'));
-}
-
-TEST_F(Transport, HeaderInTwoPiecesEndsTheReplyWhenNoLengthHasCome) {
-    // The length is still zero after the first piece: the reply counts as complete.
-    const Peer peer;
-    peer.send(reply_bytes("payload").substr(0, 12));
-    peer.send(reply_bytes("payload").substr(12));
-    const auto *reply = sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    ASSERT_NE(reply, nullptr);
-    EXPECT_EQ(bytes_at(reply, 16), reply_bytes("payload").substr(0, 12) + std::string(4, '\0'));
 }
 
 TEST_F(Transport, AnnouncedLengthIsLookedAtInEveryRound) {
@@ -456,19 +429,13 @@ TEST_F(Transport, AnnouncedLengthIsLookedAtInEveryRound) {
     const Peer peer;
     peer.send(whole.substr(0, 15));
     peer.send(whole.substr(15));
-    const auto *reply = sendAndGetReplyBuff(peer.descriptor(), make_query().get());
+    const auto *reply = ask(peer);
     ASSERT_NE(reply, nullptr);
     std::int32_t announced = 0;
     std::memcpy(&announced, (whole.substr(12, 3) + '\0').data(), sizeof announced);
     const std::size_t expected = announced > 15 ? whole.size() : 15;
     EXPECT_EQ(bytes_at(reply, expected), whole.substr(0, expected));
     EXPECT_EQ(reply->transferData[299], expected == 15 ? '\0' : 'x');
-}
-
-TEST_F(Transport, NegativeAnnouncedLengthEndsTheReplyAfterTheFirstRead) {
-    const Peer peer;
-    peer.send(message_bytes(3, 21, 0, -1, "abc"));
-    EXPECT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
 }
 
 // Sends from a thread more than a socket buffer holds, in pieces that one read
@@ -535,7 +502,7 @@ TEST_F(Transport, ReplyInPiecesIsPutTogether) {
 TEST_F(Transport, LongestReplyFillsTheBuffer) {
     const std::string whole = reply_bytes(patterned(BUF_SIZE_MAX - 16));
     const Sender sender(in_pieces(whole, 65536));
-    const auto *reply = sendAndGetReplyBuff(sender.descriptor(), make_query().get());
+    const auto *reply = ask(sender);
     ASSERT_NE(reply, nullptr);
     EXPECT_TRUE(bytes_at(reply, BUF_SIZE_MAX) == whole);
 }
@@ -543,7 +510,7 @@ TEST_F(Transport, LongestReplyFillsTheBuffer) {
 TEST_F(Transport, SenderThatGoesOnBehindTheLongestReplyIsCutAtTheBuffersEnd) {
     const std::string whole = reply_bytes(patterned(BUF_SIZE_MAX - 16));
     const Sender sender(in_pieces(whole + std::string(3000000, 'x'), 65536));
-    const auto *reply = sendAndGetReplyBuff(sender.descriptor(), make_query().get());
+    const auto *reply = ask(sender);
     ASSERT_NE(reply, nullptr);
     EXPECT_TRUE(bytes_at(reply, BUF_SIZE_MAX) == whole);
 }
@@ -552,7 +519,7 @@ TEST_F(Transport, ReplyThatAnnouncesOneByteMoreThanFitsIsRefused) {
     const Peer peer;
     peer.send(message_bytes(3, 21, 0, BUF_SIZE_MAX + 1, "abc"));
     const CapturedOutput output;
-    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
+    EXPECT_EQ(ask(peer), nullptr);
     EXPECT_EQ(output.text(), "data length exceed BUF_SIZE_MAX\n");
 }
 
@@ -561,7 +528,7 @@ TEST_F(Transport, LengthThatGrowsBeyondTheBufferWhileTheHeaderArrivesIsCut) {
     // header that comes in two pieces announces more later.
     const std::string whole = message_bytes(3, 21, 0, 0x7fffffff, patterned(BUF_SIZE_MAX + 100000));
     const Sender sender(in_pieces(whole, 14));
-    const auto *reply = sendAndGetReplyBuff(sender.descriptor(), make_query().get());
+    const auto *reply = ask(sender);
     if (whole[12] == '\x7f') {
         EXPECT_EQ(reply, nullptr); // the two bytes announce too much already
         return;
@@ -570,34 +537,14 @@ TEST_F(Transport, LengthThatGrowsBeyondTheBufferWhileTheHeaderArrivesIsCut) {
     EXPECT_TRUE(bytes_at(reply, BUF_SIZE_MAX) == whole.substr(0, BUF_SIZE_MAX));
 }
 
-TEST_F(Transport, ReplyForAnotherModuleIsRefused) {
-    const Peer peer;
-    peer.send(reply_bytes("payload", MODULE_ID_VLAN));
-    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
-    peer.send(reply_bytes("payload", -5));
-    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
-}
-
-TEST_F(Transport, SubModuleResultAndLengthOfAReplyAreNotCompared) {
-    const Peer peer;
-    peer.send(message_bytes(3, 99, -4, 3, "payload"));
-    EXPECT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
-}
-
-TEST_F(Transport, ConnectionClosedWithoutAReplyGivesNone) {
-    const Peer peer;
-    peer.finish();
-    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
-}
-
 TEST_F(Transport, TimeOutReturnsThePreviousReplyOnceMore) {
     const Peer peer;
     peer.send(reply_bytes("previous"));
-    ASSERT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
+    ASSERT_NE(ask(peer), nullptr);
     ObservedCalls observed;
     observed.select_result = 0;
     for (int times = 0; times < 2; ++times) {
-        const auto *reply = sendAndGetReplyBuff(peer.descriptor(), make_query().get());
+        const auto *reply = ask(peer);
         ASSERT_NE(reply, nullptr);
         EXPECT_EQ(bytes_at(reply, 24), reply_bytes("previous"));
     }
@@ -607,22 +554,22 @@ TEST_F(Transport, TimeOutReturnsThePreviousReplyOnceMore) {
 TEST_F(Transport, TimeOutReturnsNothingWhenThePreviousReplyWasForAnotherModule) {
     const Peer peer;
     peer.send(reply_bytes("previous", MODULE_ID_VLAN));
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
+    ask(peer);
     ObservedCalls observed;
     observed.select_result = 0;
-    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
+    EXPECT_EQ(ask(peer), nullptr);
 }
 
 TEST_F(Transport, TimeOutReturnsNothingWhenThePreviousConnectionGaveNothing) {
     {
         const Peer peer;
         peer.finish();
-        sendAndGetReplyBuff(peer.descriptor(), make_query().get());
+        ask(peer);
     }
     const Peer peer;
     ObservedCalls observed;
     observed.select_result = 0;
-    EXPECT_EQ(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
+    EXPECT_EQ(ask(peer), nullptr);
 }
 
 TEST_F(Transport, FailedWaitIsTreatedLikeReadiness) {
@@ -630,7 +577,7 @@ TEST_F(Transport, FailedWaitIsTreatedLikeReadiness) {
     peer.send(reply_bytes("payload"));
     ObservedCalls observed;
     observed.select_result = -1;
-    EXPECT_NE(sendAndGetReplyBuff(peer.descriptor(), make_query().get()), nullptr);
+    EXPECT_NE(ask(peer), nullptr);
 }
 
 TEST_F(Transport, DescriptorBeyondADescriptorSetIsWaitedForAllTheSame) {
@@ -654,12 +601,6 @@ TEST_F(Transport, MissingRequestIsRefusedWithALine) {
     EXPECT_EQ(output.text(), "point is NULL.\n");
 }
 
-TEST_F(Transport, RequestThatCannotBeSentIsReported) {
-    const CapturedOutput output;
-    EXPECT_EQ(sendAndGetReplyBuff(-1, make_query().get()), nullptr);
-    EXPECT_EQ(output.text(), "[sendAndGetReplyBuff:138]send data err!\n");
-}
-
 // --- Traces ----------------------------------------------------------------------
 
 TEST_F(Transport, NothingIsPrintedWithTheSwitchOff) {
@@ -671,7 +612,7 @@ TEST_F(Transport, NothingIsPrintedWithTheSwitchOff) {
     plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     const Peer peer;
     peer.send(reply_bytes("payload"));
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
+    ask(peer);
     EXPECT_EQ(output.text(), "");
 }
 
@@ -680,34 +621,24 @@ class TransportTrace : public Transport {
     TransportTrace() { set_switches(0, 1); }
 };
 
-TEST_F(TransportTrace, OfARecord) {
+const std::string exchange = "\nin plugin_send_and_receive\n"
+                             "\n in sendAndGetResponseCode\n";
+const std::string answered = exchange + "\nsendAndGetResponseCode:##send data OK\n"
+                                        "\nsendAndGetResponseCode:##after read\n";
+
+TEST_F(TransportTrace, OfRefusedAndAcceptedRecords) {
     RecordingDaemon daemon;
     daemon.answer_next(configd::ResultCode{18});
     const CapturedOutput output;
     plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
+    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
     EXPECT_EQ(output.text(), "socket_desc is " + std::to_string(netconf_plugin_context) +
                                  ".\n"
-                                 "connect successfully.\n"
-                                 "\nin plugin_send_and_receive\n"
-                                 "\n in sendAndGetResponseCode\n"
-                                 "\nsendAndGetResponseCode:##send data OK\n"
-                                 "\nsendAndGetResponseCode:##after read\n"
+                                 "connect successfully.\n" +
+                                 answered +
                                  "\nsendAndGetResponseCode:res is 18\n"
-                                 "error, parameter receive error :18");
-}
-
-TEST_F(TransportTrace, OfAnAcceptedRecordOnTheOpenConnection) {
-    RecordingDaemon daemon;
-    set_switches(0, 0);
-    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
-    set_switches(0, 1);
-    const CapturedOutput output;
-    plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
-    EXPECT_EQ(output.text(), "\nin plugin_send_and_receive\n"
-                             "\n in sendAndGetResponseCode\n"
-                             "\nsendAndGetResponseCode:##send data OK\n"
-                             "\nsendAndGetResponseCode:##after read\n"
-                             "\nsendAndGetResponseCode:res is 0\n");
+                                 "error, parameter receive error :18" +
+                                 answered + "\nsendAndGetResponseCode:res is 0\n");
 }
 
 TEST_F(TransportTrace, OfAMissingRecord) {
@@ -720,24 +651,18 @@ TEST_F(TransportTrace, OfARefusedConnection) {
     ObservedCalls observed;
     const CapturedOutput output;
     plugin_config(some_record, 8, 0, MODULE_ID_BGP, 1);
-    const int descriptor =
-        std::find_if(observed.calls.begin(), observed.calls.end(), [](const auto &call) {
-            return call.name == "connect";
-        })->descriptor;
-    EXPECT_EQ(output.text(), "socket_desc is " + std::to_string(descriptor) +
+    EXPECT_EQ(output.text(), "socket_desc is " + std::to_string(connected(observed)) +
                                  ".\n"
                                  "connect fail.\n"
                                  "\nin plugin_send: socket connect failed"
                                  "error, parameter send error :-1");
-    close(descriptor);
+    close(connected(observed));
 }
 
 TEST_F(TransportTrace, OfAMessageThatCannotBeSent) {
     const CapturedOutput output;
     EXPECT_EQ(plugin_send_and_receive(-1, some_record, 8, 0, MODULE_ID_BGP, 1), 20);
-    EXPECT_EQ(output.text(), "\nin plugin_send_and_receive\n"
-                             "\n in sendAndGetResponseCode\n"
-                             "\nsendAndGetResponseCode:send data failed\n");
+    EXPECT_EQ(output.text(), exchange + "\nsendAndGetResponseCode:send data failed\n");
 }
 
 TEST_F(TransportTrace, OfAnAnswerThatIsTooShort) {
@@ -745,55 +670,48 @@ TEST_F(TransportTrace, OfAnAnswerThatIsTooShort) {
     peer.send("abc");
     const CapturedOutput output;
     EXPECT_EQ(plugin_send_and_receive(peer.descriptor(), some_record, 8, 0, MODULE_ID_BGP, 1), 20);
-    EXPECT_EQ(output.text(), "\nin plugin_send_and_receive\n"
-                             "\n in sendAndGetResponseCode\n"
-                             "\nsendAndGetResponseCode:##send data OK\n"
-                             "\nsendAndGetResponseCode:##after read\n"
-                             "\nsendAndGetResponseCode:receive data failed\n");
+    EXPECT_EQ(output.text(), answered + "\nsendAndGetResponseCode:receive data failed\n");
 }
 
-TEST_F(TransportTrace, OfAReplyInTwoPieces) {
-    const Peer peer;
-    peer.send(message_bytes(3, 21, 7, 26, "abc"));
-    peer.send("defghij");
-    const CapturedOutput output;
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    EXPECT_EQ(output.text(), "The send data totalLen is 21.\n"
-                             "\nsendAndGetReplyBuff:##send data OK\n"
-                             "[sendAndGetReplyBuff:150]begin readLen = 0\n"
-                             "[sendAndGetReplyBuff:158]readLen = 19\n"
-                             "[sendAndGetReplyBuff:187]readLen = 7\n"
-                             "total = 26\n"
-                             "module is 3,resValue is 7,dataLen is 26\n");
-}
+const std::string waiting = "The send data totalLen is 21.\n"
+                            "\nsendAndGetReplyBuff:##send data OK\n"
+                            "[sendAndGetReplyBuff:150]begin readLen = 0\n";
 
-TEST_F(TransportTrace, OfAReplyThatEndsEarly) {
-    const Peer peer;
-    peer.send(message_bytes(3, 21, 0, 26, "abc"));
-    peer.finish();
-    const CapturedOutput output;
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    EXPECT_EQ(output.text(), "The send data totalLen is 21.\n"
-                             "\nsendAndGetReplyBuff:##send data OK\n"
-                             "[sendAndGetReplyBuff:150]begin readLen = 0\n"
-                             "[sendAndGetReplyBuff:158]readLen = 19\n"
-                             "[sendAndGetReplyBuff:187]readLen = 0\n"
-                             "read over,total = 19.\n"
-                             "total = 19\n"
-                             "module is 3,resValue is 0,dataLen is 26\n");
-}
-
-TEST_F(TransportTrace, OfNoReplyAtAll) {
-    const Peer peer;
-    peer.finish();
-    const CapturedOutput output;
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    EXPECT_EQ(output.text(), "The send data totalLen is 21.\n"
-                             "\nsendAndGetReplyBuff:##send data OK\n"
-                             "[sendAndGetReplyBuff:150]begin readLen = 0\n"
-                             "[sendAndGetReplyBuff:158]readLen = 0\n"
-                             "read over,total = 0.\n"
-                             "total = 0\n");
+TEST_F(TransportTrace, OfReplies) {
+    struct Row {
+        std::vector<std::string> pieces; // then the connection closes
+        const char *lines;
+    };
+    const Row rows[] = {{{message_bytes(3, 21, 7, 26, "abc"), "defghij"},
+                         "[sendAndGetReplyBuff:158]readLen = 19\n"
+                         "[sendAndGetReplyBuff:187]readLen = 7\n"
+                         "total = 26\n"
+                         "module is 3,resValue is 7,dataLen is 26\n"},
+                        {{message_bytes(3, 21, 0, 26, "abc")},
+                         "[sendAndGetReplyBuff:158]readLen = 19\n"
+                         "[sendAndGetReplyBuff:187]readLen = 0\n"
+                         "read over,total = 19.\n"
+                         "total = 19\n"
+                         "module is 3,resValue is 0,dataLen is 26\n"},
+                        {{reply_bytes("abc", MODULE_ID_ALL)},
+                         "[sendAndGetReplyBuff:158]readLen = 19\n"
+                         "total = 19\n"
+                         "module is 8,resValue is 0,dataLen is 19\n"
+                         "The data is not statis!\n"},
+                        {{},
+                         "[sendAndGetReplyBuff:158]readLen = 0\n"
+                         "read over,total = 0.\n"
+                         "total = 0\n"}};
+    for (const Row &row : rows) {
+        const Peer peer;
+        for (const std::string &piece : row.pieces) {
+            peer.send(piece);
+        }
+        peer.finish();
+        const CapturedOutput output;
+        ask(peer);
+        EXPECT_EQ(output.text(), waiting + row.lines);
+    }
 }
 
 TEST_F(TransportTrace, OfAReadThatFails) {
@@ -804,44 +722,24 @@ TEST_F(TransportTrace, OfAReadThatFails) {
     observed.select_result = 1;
     const CapturedOutput output;
     EXPECT_EQ(sendAndGetReplyBuff(ends[1], make_query().get()), nullptr);
-    EXPECT_EQ(output.text(), "The send data totalLen is 21.\n"
-                             "\nsendAndGetReplyBuff:##send data OK\n"
-                             "[sendAndGetReplyBuff:150]begin readLen = 0\n"
-                             "[sendAndGetReplyBuff:158]readLen = -1\n"
-                             "read data err,readLen = -1!\n");
+    EXPECT_EQ(output.text(), waiting + "[sendAndGetReplyBuff:158]readLen = -1\n"
+                                       "read data err,readLen = -1!\n");
     close(ends[0]);
     close(ends[1]);
-}
-
-TEST_F(TransportTrace, OfAReplyForAnotherModule) {
-    const Peer peer;
-    peer.send(reply_bytes("abc", MODULE_ID_ALL));
-    const CapturedOutput output;
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    EXPECT_EQ(output.text(), "The send data totalLen is 21.\n"
-                             "\nsendAndGetReplyBuff:##send data OK\n"
-                             "[sendAndGetReplyBuff:150]begin readLen = 0\n"
-                             "[sendAndGetReplyBuff:158]readLen = 19\n"
-                             "total = 19\n"
-                             "module is 8,resValue is 0,dataLen is 19\n"
-                             "The data is not statis!\n");
 }
 
 TEST_F(TransportTrace, OfATimeOut) {
     const Peer peer;
     peer.send(reply_bytes("abc"));
     set_switches(0, 0);
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
+    ask(peer);
     set_switches(0, 1);
     ObservedCalls observed;
     observed.select_result = 0;
     const CapturedOutput output;
-    sendAndGetReplyBuff(peer.descriptor(), make_query().get());
-    EXPECT_EQ(output.text(), "The send data totalLen is 21.\n"
-                             "\nsendAndGetReplyBuff:##send data OK\n"
-                             "[sendAndGetReplyBuff:150]begin readLen = 0\n"
-                             "total = 19\n"
-                             "module is 3,resValue is 0,dataLen is 19\n");
+    ask(peer);
+    EXPECT_EQ(output.text(), waiting + "total = 19\n"
+                                       "module is 3,resValue is 0,dataLen is 19\n");
 }
 
 } // namespace
