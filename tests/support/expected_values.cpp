@@ -167,6 +167,31 @@ Expected expected_evpn(std::string_view payload) {
     return expected;
 }
 
+// --- Sample payloads -------------------------------------------------------------------
+
+std::string sample_summary() {
+    return Record(summary_block, 1).put("neighbor_number", 2).bytes() +
+           Record(summary_entry, 2).bytes() + Record(summary_entry, 3).bytes();
+}
+
+std::string sample_neighbors() {
+    return packed(std::uint32_t{2}) + Record(peer_record, 1).put("address_family_cnt", 1).bytes() +
+           Record(family_record, 2).put("afi", 1).put("safi", 5).bytes() +
+           Record(peer_record, 3).put("address_family_cnt", 0).bytes();
+}
+
+std::string sample_info() {
+    return packed(std::uint32_t{1}) + Record(table_record, 1).put("prefix_number", 1).bytes() +
+           Record(network_record, 2).put("nextop_num", 1).bytes() +
+           Record(next_hop_record, 3).bytes();
+}
+
+std::string sample_evpn() {
+    return evpn_payload(
+        9, {{"65001:1",
+             {{"[2]:[0]", 1, 1, 2, {1, "RT:65001:1"}, {1, "10001"}, {{"h", 1, 2, 3, "p"}}}}}});
+}
+
 } // namespace
 
 // The largest number of values that such records have in a payload of full length.
@@ -176,16 +201,21 @@ constexpr std::size_t most(const ReplyRecord &record) {
 }
 
 // For the neighbors, as many peers and as many address families as fit.
-const Parser evpn_parser = {"ip_bgp_evpn_output_parse", ip_bgp_evpn_output_parse,
-                            BGP_SUB_RPC_IP_BGP_EVPN,    payload_limit / 12 * 5 + 5,
-                            "realloc failed\n",         expected_evpn};
+const Parser evpn_parser = {"ip_bgp_evpn_output_parse",
+                            ip_bgp_evpn_output_parse,
+                            BGP_SUB_RPC_IP_BGP_EVPN,
+                            payload_limit / 12 * 5 + 5,
+                            "realloc failed\n",
+                            expected_evpn,
+                            sample_evpn};
 const Parser info_parser = {"ip_bgp_info_output_parse",
                             ip_bgp_info_output_parse,
                             BGP_SUB_RPC_IP_BGP_INFO,
                             info_table.leaves() +
                                 most<bgp_rpc_ip_bgp_info_next_hop_output_entry>(info_next_hop),
                             "bgp info realloc failed!\n",
-                            expected_info};
+                            expected_info,
+                            sample_info};
 const Parser neighbor_parser = {
     "ip_bgp_neighbor_output_parse",
     ip_bgp_neighbor_output_parse,
@@ -193,13 +223,15 @@ const Parser neighbor_parser = {
     most<bgp_rpc_ip_bgp_neighbor_output_neighbor>(neighbor_peer) +
         most<bgp_rpc_ip_bgp_neighbor_output_addrsss_family>(neighbor_family),
     "bgp neighbor realloc failed!\n",
-    expected_neighbors};
+    expected_neighbors,
+    sample_neighbors};
 const Parser summary_parser = {"ip_bgp_summary_output_parse",
                                ip_bgp_summary_output_parse,
                                BGP_SUB_RPC_IP_BGP_SUMMARY,
                                ::summary_block.leaves() +
                                    most<bgp_rpc_ip_bgp_summary_output_entry>(::summary_entry),
                                "bgp info realloc failed!\n",
-                               expected_summary};
+                               expected_summary,
+                               sample_summary};
 
 } // namespace support

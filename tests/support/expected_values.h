@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <iterator>
+#include <string>
 #include <string_view>
 
 namespace support {
@@ -20,7 +21,7 @@ struct Expected {
     const char *line = ""; // that is always printed
 };
 
-// A parser, and its expected result for a payload.
+// A parser, its expected result for a payload, and a payload that has values of every kind.
 struct Parser {
     const char *name;
     ReplyParser parse;
@@ -28,6 +29,7 @@ struct Parser {
     std::size_t most_values; // that it may request room for
     const char *no_array;    // line when there is no array for the values
     Expected (*expected)(std::string_view payload);
+    std::string (*sample)();
 };
 
 extern const Parser evpn_parser, info_parser, neighbor_parser, summary_parser;

@@ -10,15 +10,12 @@ namespace {
 using scripted::sysrepo;
 using support::CapturedOutput;
 using support::Outputs;
-using support::packed;
-using support::Record;
 using support::Reply;
 using support::Values;
 
 struct Row {
     const char *name;
     const support::Parser *parser;
-    std::string payload; // that has values
     const char *trace;   // the name in its first trace
     const char *another; // line for another query's reply
     const char *no_room; // line when the array is not available
@@ -26,37 +23,15 @@ struct Row {
     friend void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
 };
 
-std::string summary_payload() {
-    return Record(support::summary_block, 1).put("neighbor_number", 2).bytes() +
-           Record(support::summary_entry, 2).bytes() + Record(support::summary_entry, 3).bytes();
-}
-std::string neighbor_payload() {
-    return packed(std::uint32_t{2}) +
-           Record(support::peer_record, 1).put("address_family_cnt", 1).bytes() +
-           Record(support::family_record, 2).put("afi", 1).put("safi", 5).bytes() +
-           Record(support::peer_record, 3).put("address_family_cnt", 0).bytes();
-}
-std::string info_payload() {
-    return packed(std::uint32_t{1}) +
-           Record(support::table_record, 1).put("prefix_number", 1).bytes() +
-           Record(support::network_record, 2).put("nextop_num", 1).bytes() +
-           Record(support::next_hop_record, 3).bytes();
-}
-std::string evpn_payload() {
-    return support::evpn_payload(
-        9, {{"65001:1",
-             {{"[2]:[0]", 1, 1, 2, {1, "RT:65001:1"}, {1, "10001"}, {{"h", 1, 2, 3, "p"}}}}}});
-}
-
 const char *const another = "output data is not bgp and ip bgp info data!\n";
-const Row rows[] = {{"Evpn", &support::evpn_parser, evpn_payload(), "ip_bgp_evpn_output_parse",
+const Row rows[] = {{"Evpn", &support::evpn_parser, "ip_bgp_evpn_output_parse",
                      "output data is not bgp and ip bgp evpn data!\n", nullptr},
-                    {"Info", &support::info_parser, info_payload(), "ip_bgp_info_output_parse",
-                     another, "bgp info realloc failed!\n"},
-                    {"Neighbor", &support::neighbor_parser, neighbor_payload(),
-                     "ip_bgp_info_neighbor_parse", another, "bgp neighbor realloc failed!\n"},
-                    {"Summary", &support::summary_parser, summary_payload(),
-                     "ip_bgp_summary_output_parse", another, "bgp info realloc failed!\n"}};
+                    {"Info", &support::info_parser, "ip_bgp_info_output_parse", another,
+                     "bgp info realloc failed!\n"},
+                    {"Neighbor", &support::neighbor_parser, "ip_bgp_info_neighbor_parse", another,
+                     "bgp neighbor realloc failed!\n"},
+                    {"Summary", &support::summary_parser, "ip_bgp_summary_output_parse", another,
+                     "bgp info realloc failed!\n"}};
 
 class AnyReply : public support::ReplyTest, public testing::WithParamInterface<Row> {
   protected:
@@ -76,7 +51,7 @@ class AnyReply : public support::ReplyTest, public testing::WithParamInterface<R
         EXPECT_EQ(values.written_count(), 0U);
     }
 
-    const std::string payload = GetParam().payload;
+    const std::string payload = GetParam().parser->sample();
 };
 
 INSTANTIATE_TEST_SUITE_P(Every, AnyReply, testing::ValuesIn(rows),
