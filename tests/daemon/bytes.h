@@ -7,44 +7,42 @@
 #include <string>
 #include <string_view>
 
-class Bytes {
-  public:
-    Bytes &u8(std::uint8_t value) { return number(value); }
-    Bytes &u16(std::uint16_t value) { return number(value); }
-    Bytes &u32(std::uint32_t value) { return number(value); }
+namespace bytes {
 
-    // A text in a field of `size` bytes.
-    Bytes &text(std::string_view value, std::size_t size) {
-        std::string field{value};
-        field.resize(size);
-        bytes_ += field;
-        return *this;
-    }
+template <typename Number>
+std::string of(Number value) {
+    return {reinterpret_cast<const char *>(&value), sizeof value};
+}
 
-    // A text with its NUL.
-    Bytes &string(std::string_view value) { return text(value, value.size() + 1); }
+template <typename... Numbers>
+std::string u8(Numbers... values) {
+    return (of(static_cast<std::uint8_t>(values)) + ...);
+}
 
-    Bytes &zeros(std::size_t count) { return text({}, count); }
+inline std::string u16(std::uint16_t value) {
+    return of(value);
+}
 
-    // Appends other bytes.
-    Bytes &then(const Bytes &other) {
-        bytes_ += other.bytes_;
-        return *this;
-    }
+template <typename... Numbers>
+std::string u32(Numbers... values) {
+    return (of(static_cast<std::uint32_t>(values)) + ...);
+}
 
-    const std::string &str() const { return bytes_; }
+inline std::string zeros(std::size_t count) {
+    return std::string(count, '\0');
+}
 
-  private:
-    template <typename Number>
-    Bytes &number(Number value) {
-        char bytes[sizeof value];
-        std::memcpy(bytes, &value, sizeof value);
-        bytes_.append(bytes, sizeof bytes);
-        return *this;
-    }
+// A text in a field of `size` bytes, and a text with its NUL.
+inline std::string text(std::string_view value, std::size_t size) {
+    std::string field{value};
+    field.resize(size);
+    return field;
+}
+inline std::string text(std::string_view value) {
+    return text(value, value.size() + 1);
+}
 
-    std::string bytes_;
-};
+} // namespace bytes
 
 // The number at this offset of a payload.
 inline std::uint32_t u32_at(const std::string &payload, std::size_t offset) {

@@ -102,6 +102,17 @@ class Client {
         return code;
     }
 
+    configd::Message receive_message() {
+        const std::string header = receive(configd::header_size);
+        if (header.size() != configd::header_size) {
+            throw std::runtime_error("the daemon sent no message");
+        }
+        netconf_data_struc fields{};
+        std::memcpy(&fields, header.data(), header.size());
+        return configd::message_from_bytes(
+            header + receive(static_cast<std::size_t>(fields.dataLen) - header.size()));
+    }
+
     // Waits until the daemon has closed the connection. Returns whether it sent nothing before.
     bool is_closed() { return receive(1).empty(); }
 

@@ -13,12 +13,13 @@
 using configd::Answer;
 using configd::ApplyResult;
 using configd::Daemon;
-
 using configd::Fault;
 using configd::Log;
 using configd::LogFormat;
 using configd::Message;
 using configd::Overrides;
+using configd::RawBytes;
+using configd::Reply;
 using nlohmann::ordered_json;
 using testing::Return;
 
@@ -43,17 +44,25 @@ class DaemonTest : public testing::Test {
         return Daemon{backend, log, std::move(overrides)}.answer(message);
     }
 
-    // The result code of the answer; throws if the answer is of another kind.
+    // The result code of the answer; throws if the answer is of another kind. So does `reply`.
     std::int32_t code(const Message &message, Overrides overrides = {}) {
         return std::get<configd::ResultCode>(answer(message, std::move(overrides))).code;
+    }
+    Reply reply(const Message &message, Overrides overrides = {}) {
+        return std::get<Reply>(answer(message, std::move(overrides)));
     }
 
     testing::StrictMock<MockBackend> backend;
     std::ostringstream out;
 };
 
-Message summary_query() {
-    return message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{});
+constexpr std::int32_t summary = BGP_SUB_RPC_IP_BGP_SUMMARY;
+
+void expect_reply(const Reply &reply, std::int32_t res_value, const std::string &payload) {
+    EXPECT_EQ(reply.module, MODULE_ID_BGP);
+    EXPECT_EQ(reply.sub_mod, summary);
+    EXPECT_EQ(reply.res_value, res_value);
+    EXPECT_EQ(reply.payload, payload);
 }
 
 TEST_F(DaemonTest, AnswersAConfigurationMessageWithTheBackendsCode) {
@@ -73,13 +82,9 @@ TEST_F(DaemonTest, LogsWhyTheBackendRefusesAMessage) {
 
 TEST_F(DaemonTest, AnswersAQueryWithTheBackendsReply) {
     EXPECT_CALL(backend, query).WillOnce(Return(configd::QueryResult{19, "payload"}));
-    const auto reply = std::get<configd::Reply>(answer(summary_query()));
-    EXPECT_EQ(reply.module, MODULE_ID_BGP);
-    EXPECT_EQ(reply.sub_mod, BGP_SUB_RPC_IP_BGP_SUMMARY);
-    EXPECT_EQ(reply.res_value, 19);
-    EXPECT_EQ(reply.payload, "payload");
+    expect_reply(reply(summary_query()), 19, "payload");
     EXPECT_EQ(out.str(), "BGP_SUB_RPC_IP_BGP_SUMMARY bgp_rpc_ip_bgp_summary_input input_cnt=0 "
-                         "vrf_name=\"\" ip_type=0 all=0 -> reply resValue=19 dataLen=23\n");
+                         "vrf_name=\"\" ip_type=0 all=1 -> reply resValue=19 dataLen=23\n");
 }
 
 class SlowBackendTest : public DaemonTest {
@@ -100,10 +105,7 @@ TEST_F(SlowBackendTest, AnswersAQueryAtWorkAndLogsItAfterwards) {
     ASSERT_TRUE(job);
     job->work();
     EXPECT_EQ(out.str(), "");
-    const auto reply = std::get<configd::Reply>(job->answer());
-    EXPECT_EQ(reply.sub_mod, BGP_SUB_RPC_IP_BGP_SUMMARY);
-    EXPECT_EQ(reply.res_value, 19);
-    EXPECT_EQ(reply.payload, "payload");
+    expect_reply(std::get<Reply>(job->answer()), 19, "payload");
     EXPECT_THAT(out.str(), testing::EndsWith(" -> reply resValue=19 dataLen=23\n"
                                              "BGP_SUB_RPC_IP_BGP_SUMMARY: a note\n"));
 }
@@ -123,8 +125,7 @@ TEST_F(SlowBackendTest, AppliesAtWorkAndInOrder) {
 TEST_F(SlowBackendTest, HasNoJobForWhatIsAnsweredAtOnce) {
     EXPECT_TRUE(is_job(summary_query()));
     EXPECT_FALSE(is_job(as_message(1, 100), {{{BGP_SUB_BGP_AS, 1}}, {}}));
-    EXPECT_FALSE(is_job(configd::make_message(MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_SUMMARY, "short")));
-    constexpr std::int32_t summary = BGP_SUB_RPC_IP_BGP_SUMMARY;
+    EXPECT_FALSE(is_job(configd::make_message(MODULE_ID_BGP, summary, "short")));
     EXPECT_FALSE(is_job(summary_query(), {{{summary, 1}}, {}}));
     EXPECT_FALSE(is_job(summary_query(), {{}, {{summary, Fault::Silent}}}));
     EXPECT_FALSE(is_job(summary_query(), {{}, {}, {{summary, "payload"}}}));
@@ -160,8 +161,8 @@ TEST_F(DaemonTest, RefusesARecordOfAnotherSizeForEverySubModule) {
             const std::string payload(wrong, '\0');
             const Answer given = answer(configd::make_message(MODULE_ID_BGP, sub_mod, payload));
             if (configd::find_record_kind(sub_mod)->is_query()) {
-                EXPECT_EQ(std::get<configd::Reply>(given).payload, "") << sub_mod;
-                EXPECT_EQ(std::get<configd::Reply>(given).res_value, SR_ERR_INVALID_VALUE);
+                EXPECT_EQ(std::get<Reply>(given).payload, "") << sub_mod;
+                EXPECT_EQ(std::get<Reply>(given).res_value, SR_ERR_INVALID_VALUE);
             } else {
                 EXPECT_EQ(std::get<configd::ResultCode>(given).code, SR_ERR_INVALID_VALUE)
                     << sub_mod;
@@ -178,13 +179,6 @@ TEST_F(DaemonTest, AnswersTheRequestedFailureAndAppliesNothing) {
     EXPECT_EQ(code(router_id_message(1, 100, "1.1.1.1"), overrides), 0);
 }
 
-TEST_F(DaemonTest, PutsTheFailureOfAQueryIntoItsReply) {
-    const auto reply =
-        std::get<configd::Reply>(answer(summary_query(), {{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}}, {}}));
-    EXPECT_EQ(reply.res_value, 17);
-    EXPECT_EQ(reply.payload, "");
-}
-
 TEST_F(DaemonTest, LogsTheNoteOfAReplyBehindItsMessage) {
     EXPECT_CALL(backend, query)
         .WillRepeatedly(Return(configd::QueryResult{0, "", "something is left out"}));
@@ -199,47 +193,32 @@ TEST_F(DaemonTest, LogsTheNoteOfAReplyBehindItsMessage) {
                                   "\n"));
 }
 
-TEST_F(DaemonTest, LogsNoNoteWithoutAFormat) {
+TEST_F(DaemonTest, LogsNothingWithoutAFormat) {
     EXPECT_CALL(backend, query).WillOnce(Return(configd::QueryResult{0, "", "note"}));
     answer(summary_query(), {}, LogFormat::None);
     EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(DaemonTest, AnswersAQueryWithACannedReply) {
-    Overrides overrides;
-    overrides.replies[BGP_SUB_RPC_IP_BGP_SUMMARY] = "canned";
-    const auto reply = std::get<configd::Reply>(answer(summary_query(), overrides));
-    EXPECT_EQ(reply.module, MODULE_ID_BGP);
-    EXPECT_EQ(reply.sub_mod, BGP_SUB_RPC_IP_BGP_SUMMARY);
-    EXPECT_EQ(reply.res_value, 0);
-    EXPECT_EQ(reply.payload, "canned");
+TEST_F(DaemonTest, AnswersAQueryWithTheRequestedFailureBeforeACannedReply) {
+    expect_reply(reply(summary_query(), {{}, {}, {{summary, "canned"}}}), 0, "canned");
+    expect_reply(reply(summary_query(), {{{summary, 17}}, {}, {}}), 17, "");
+    expect_reply(reply(summary_query(), {{{summary, 17}}, {}, {{summary, "canned"}}}), 17, "");
 }
 
-TEST_F(DaemonTest, AFailureHasPriorityOverACannedReply) {
-    const auto reply = std::get<configd::Reply>(
-        answer(summary_query(),
-               {{{BGP_SUB_RPC_IP_BGP_SUMMARY, 17}}, {}, {{BGP_SUB_RPC_IP_BGP_SUMMARY, "canned"}}}));
-    EXPECT_EQ(reply.res_value, 17);
-    EXPECT_EQ(reply.payload, "");
-}
-
-TEST_F(DaemonTest, ClosesTheConnectionAsAFault) {
-    const Answer fault = answer(as_message(1, 100), {{}, {{BGP_SUB_BGP_AS, Fault::Close}}});
-    EXPECT_EQ(std::get<configd::RawBytes>(fault).bytes, "");
-    EXPECT_TRUE(std::get<configd::RawBytes>(fault).close_after);
-    EXPECT_THAT(out.str(), testing::EndsWith("-> 0 raw bytes, close\n"));
-}
-
-TEST_F(DaemonTest, SendsThreeBytesAsAFault) {
-    const Answer fault = answer(as_message(1, 100), {{}, {{BGP_SUB_BGP_AS, Fault::Short}}});
-    EXPECT_EQ(std::get<configd::RawBytes>(fault).bytes.size(), 3U);
-    EXPECT_TRUE(std::get<configd::RawBytes>(fault).close_after);
-}
-
-TEST_F(DaemonTest, ASilentFaultHasPriorityOverAFailure) {
-    const Answer fault =
-        answer(as_message(1, 100), {{{BGP_SUB_BGP_AS, 18}}, {{BGP_SUB_BGP_AS, Fault::Silent}}});
-    EXPECT_TRUE(std::holds_alternative<configd::Silence>(fault));
+TEST_F(DaemonTest, AnswersWithAFaultBeforeAFailure) {
+    const auto answer_with = [this](Fault fault) {
+        return answer(as_message(1, 100), {{{BGP_SUB_BGP_AS, 18}}, {{BGP_SUB_BGP_AS, fault}}});
+    };
+    const std::pair<Fault, std::string> bytes[] = {{Fault::Close, ""},
+                                                   {Fault::Short, std::string(3, '\0')}};
+    for (const auto &[fault, sent] : bytes) {
+        const auto raw = std::get<RawBytes>(answer_with(fault));
+        EXPECT_EQ(raw.bytes, sent);
+        EXPECT_TRUE(raw.close_after);
+        EXPECT_THAT(out.str(),
+                    testing::EndsWith("-> " + std::to_string(sent.size()) + " raw bytes, close\n"));
+    }
+    EXPECT_TRUE(std::holds_alternative<configd::Silence>(answer_with(Fault::Silent)));
     EXPECT_THAT(out.str(), testing::EndsWith("-> no answer\n"));
 }
 
@@ -274,30 +253,37 @@ TEST_F(DaemonTest, LogsWhatIsWrongAndEveryKindOfAnswerInJson) {
               (ordered_json{{"module", 3}, {"subMod", 21}, {"resValue", 17}, {"dataLen", 16}}));
 }
 
-TEST_F(DaemonTest, LogsNoMessageWithoutAFormat) {
-    EXPECT_CALL(backend, apply).WillOnce(Return(ApplyResult{0}));
-    answer(as_message(1, 100), {}, LogFormat::None);
-    EXPECT_EQ(out.str(), "");
-}
-
 TEST_F(DaemonTest, AnswersAMessageThatFailedWithTenAndALine) {
     Log log{out, LogFormat::Text};
     Daemon daemon{backend, log};
     EXPECT_EQ(std::get<configd::ResultCode>(daemon.failed(as_message(1, 100), "why")).code,
               SR_ERR_OPERATION_FAILED);
-    EXPECT_EQ(std::get<configd::Reply>(daemon.failed(summary_query(), "why")).res_value,
+    EXPECT_EQ(std::get<Reply>(daemon.failed(summary_query(), "why")).res_value,
               SR_ERR_OPERATION_FAILED);
     EXPECT_THAT(out.str(),
                 testing::StartsWith("BGP_SUB_BGP_AS bgp_as_val op=set as=100 (why) -> 10\n"));
 }
 
-TEST(Log, WritesTheConfigurationInEveryFormat) {
+// What the log writes of these events in each format, one after the other.
+template <typename Report>
+std::string in_every_format(Report report) {
     std::ostringstream out;
     for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {
-        Log{out, format}.configuration({{"as", 100}});
+        Log log{out, format};
+        report(log);
     }
-    EXPECT_EQ(out.str(), "{\"as\":100}\n{\"as\":100}\n"
-                         "{\"event\":\"configuration\",\"configuration\":{\"as\":100}}\n");
+    return out.str();
+}
+
+TEST(Log, WritesTheConfigurationAndThePortInEveryFormat) {
+    EXPECT_EQ(in_every_format([](Log &log) {
+                  log.configuration({{"as", 100}});
+              }),
+              "{\"as\":100}\n{\"as\":100}\n"
+              "{\"event\":\"configuration\",\"configuration\":{\"as\":100}}\n");
+    EXPECT_EQ(in_every_format([](Log &log) { log.listening(8888); }),
+              "listening on 127.0.0.1:8888\nlistening on 127.0.0.1:8888\n"
+              "{\"event\":\"listening\",\"address\":\"127.0.0.1\",\"port\":8888}\n");
 }
 
 TEST(Log, ContinuesAfterALineThatCouldNotBeWritten) {
@@ -309,35 +295,24 @@ TEST(Log, ContinuesAfterALineThatCouldNotBeWritten) {
     EXPECT_THAT(out.str(), testing::HasSubstr("127.0.0.1:2\n"));
 }
 
-TEST(Log, AnnouncesThePortInEveryFormat) {
-    std::ostringstream out;
-    for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {
-        Log{out, format}.listening(8888);
-    }
-    EXPECT_EQ(out.str(), "listening on 127.0.0.1:8888\nlistening on 127.0.0.1:8888\n"
-                         R"({"event":"listening","address":"127.0.0.1","port":8888})"
-                         "\n");
-}
-
 TEST(Log, ReportsConnectionEvents) {
     using Kind = configd::ConnectionEvent::Kind;
-    std::ostringstream out;
-    for (const LogFormat format : {LogFormat::Text, LogFormat::None, LogFormat::Json}) {
-        Log log{out, format};
+    const auto report = [](Log &log) {
         log.connection({Kind::Opened, 1, ""});
         log.connection({Kind::BadFrame, 1, "dataLen is 3"});
         log.connection({Kind::Closed, 1, ""});
         log.connection({Kind::Refused, 2, "1 connections are open"});
-    }
-    EXPECT_EQ(out.str(), "connection 1 opened\n"
-                         "connection 1 bad frame: dataLen is 3\n"
-                         "connection 1 closed\n"
-                         "connection 2 refused: 1 connections are open\n"
-                         "{\"event\":\"opened\",\"connection\":1}\n"
-                         "{\"event\":\"bad_frame\",\"connection\":1,\"error\":\"dataLen is 3\"}\n"
-                         "{\"event\":\"closed\",\"connection\":1}\n"
-                         "{\"event\":\"refused\",\"connection\":2,"
-                         "\"error\":\"1 connections are open\"}\n");
+    };
+    EXPECT_EQ(in_every_format(report),
+              "connection 1 opened\n"
+              "connection 1 bad frame: dataLen is 3\n"
+              "connection 1 closed\n"
+              "connection 2 refused: 1 connections are open\n"
+              "{\"event\":\"opened\",\"connection\":1}\n"
+              "{\"event\":\"bad_frame\",\"connection\":1,\"error\":\"dataLen is 3\"}\n"
+              "{\"event\":\"closed\",\"connection\":1}\n"
+              "{\"event\":\"refused\",\"connection\":2,"
+              "\"error\":\"1 connections are open\"}\n");
 }
 
 TEST(ParseFailure, TakesASubModuleAndACode) {

@@ -27,9 +27,9 @@ class MemoryBackendTest : public testing::Test {
         }
     }
 
-    ordered_json bgp() const { return backend.configuration()["bgp"]; }
-
-    ordered_json globle_neighbors() const { return bgp()["bgp-globle-neighbors"]; }
+    ordered_json globle_neighbors() const {
+        return backend.configuration()["bgp"]["bgp-globle-neighbors"];
+    }
 
     ordered_json family() const {
         return backend.configuration()["bgp-address-family"]
@@ -53,10 +53,6 @@ ordered_json only_the_as() {
 
 TEST(MemoryBackend, HoldsNothingAtFirst) {
     EXPECT_EQ(configd::MemoryBackend{}.configuration(), ordered_json::object());
-}
-
-TEST_F(MemoryBackendTest, HoldsTheAs) {
-    EXPECT_EQ(backend.configuration(), only_the_as());
 }
 
 TEST_F(MemoryBackendTest, ChangesTheAsAndKeepsTheRest) {
@@ -137,17 +133,15 @@ TEST_F(MemoryBackendTest, RefusesValuesThatNoSwitchAccepts) {
            remote_as("65535.65535"), remote_as("0.1"), router_id_message(set, as, "255.0.0.1")});
 }
 
-TEST_F(MemoryBackendTest, RefusesSettingsWithoutAnAs) {
-    apply({as_message(erase, as)});
-    EXPECT_EQ(backend.apply(router_id_message(set, as, "1.1.1.1")).code, SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(backend.apply(network(set, "10.0.0.0/8")).code, SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(backend.apply(vrf(set)).code, SR_ERR_CONFIG_FAILED);
-    EXPECT_EQ(backend.configuration(), ordered_json::object());
-}
-
-TEST_F(MemoryBackendTest, RefusesSettingsOfAnotherAs) {
+TEST_F(MemoryBackendTest, RefusesSettingsOfAnotherAsAndWithoutAnAs) {
     EXPECT_EQ(backend.apply(router_id_message(set, 200, "1.1.1.1")).code, SR_ERR_CONFIG_FAILED);
     EXPECT_EQ(backend.configuration(), only_the_as());
+    apply({as_message(erase, as)});
+    for (const Message &message :
+         {router_id_message(set, as, "1.1.1.1"), network(set, "10.0.0.0/8"), vrf(set)}) {
+        EXPECT_EQ(backend.apply(message).code, SR_ERR_CONFIG_FAILED) << readable(message);
+    }
+    EXPECT_EQ(backend.configuration(), ordered_json::object());
 }
 
 TEST_F(MemoryBackendTest, DeletingWhatIsNotThereSucceeds) {
@@ -163,12 +157,6 @@ TEST_F(MemoryBackendTest, DeletingWhatIsNotThereSucceeds) {
 TEST_F(MemoryBackendTest, DeletesTheRouterId) {
     apply({router_id_message(set, as, "1.1.1.1"), router_id_message(erase, as, "1.1.1.1")});
     EXPECT_EQ(backend.configuration(), only_the_as());
-}
-
-TEST_F(MemoryBackendTest, SetsTheOneSettingOfAGlobleNeighborThatTheCodeNames) {
-    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set)});
-    EXPECT_EQ(globle_neighbors(), (ordered_json{{"globle-neighbor[neighbor-address='10.0.0.1']",
-                                                 {{"description", "peer"}}}}));
 }
 
 TEST_F(MemoryBackendTest, HoldsEverySettingOfAGlobleNeighbor) {
@@ -205,12 +193,6 @@ TEST_F(MemoryBackendTest, AGlobleNeighborWithoutSettingsDisappears) {
     apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set),
            globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, erase)});
     EXPECT_EQ(backend.configuration(), only_the_as());
-}
-
-TEST_F(MemoryBackendTest, ANetworkCreatesItsFamily) {
-    apply({network(set, "10.0.0.0/8")});
-    EXPECT_EQ(networks(),
-              (ordered_json{{"family-network[prefix='10.0.0.0/8']", ordered_json::object()}}));
 }
 
 TEST_F(MemoryBackendTest, ANetworkTakesTheLeavesThatHaveAValue) {
@@ -291,18 +273,15 @@ TEST_F(MemoryBackendTest, HoldsTheSettingsOfAVrf) {
            neighbor(BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, set, red),
            neighbor(BGP_SUB_NEIGHBOR_VRF_MULTIHOP, set, red),
            neighbor(BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, set, red)});
-    const nlohmann::json expected{
-        {"bgp-family-vrf-networks",
-         {{"family-vrf-network[prefix='10.0.0.0/8']", {{"route-map", "map"}}}}},
-        {"bgp-family-vrf-neighbors",
-         {{"family-vrf-neighbor[neighbor-address='10.0.0.1']",
-           {{"activate", true},
-            {"remote-as", "200"},
-            {"description", "peer"},
-            {"ebgp-multihop", 2},
-            {"update-source", "lo"}}}}},
-        {"bgp-family-vrf-redistributes",
-         {{"family-vrf-redistribute[protocol='ospf'][process='1']", nlohmann::json::object()}}}};
+    const auto expected = nlohmann::json::parse(R"({
+        "bgp-family-vrf-networks":
+          {"family-vrf-network[prefix='10.0.0.0/8']": {"route-map": "map"}},
+        "bgp-family-vrf-neighbors":
+          {"family-vrf-neighbor[neighbor-address='10.0.0.1']":
+            {"activate": true, "remote-as": "200", "description": "peer", "ebgp-multihop": 2,
+             "update-source": "lo"}},
+        "bgp-family-vrf-redistributes":
+          {"family-vrf-redistribute[protocol='ospf'][process='1']": {}}})");
     EXPECT_EQ(nlohmann::json(vrf_family()), expected);
 }
 
@@ -340,8 +319,7 @@ TEST_F(MemoryBackendTest, AnswersQueriesFromTheConfigurationItHolds) {
     apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set),
            globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set, "10.0.0.2"),
            globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, erase)});
-    const auto result =
-        backend.query(message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}));
+    const auto result = backend.query(summary_query());
     EXPECT_EQ(result.res_value, 0);
     constexpr std::size_t block = sizeof(bgp_rpc_ip_bgp_summary_output_neighbors);
     EXPECT_EQ(result.payload.size(), block + sizeof(bgp_rpc_ip_bgp_summary_output_entry));
@@ -353,14 +331,10 @@ TEST(MemoryBackend, KeepsWhatAClearCounts) {
         {{"neighbors", {{{"neighbor-addr", "10.0.0.1"}, {"state", "Established"}}}}})};
     ASSERT_EQ(backend.apply(as_message(set, as)).code, 0);
     ASSERT_EQ(backend.apply(globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, set)).code, 0);
-    bgp_rpc_clear_ip_bgp_input clear{};
-    clear.clear_all = 1;
     for (const char *note : {"cleared 1 of 1 sessions", "cleared 1 of 1 sessions"}) {
-        EXPECT_EQ(backend.query(message_with(BGP_SUB_RPC_CLEAR_IP_BGP, clear)).note, note);
+        EXPECT_EQ(backend.query(clear_query(1)).note, note);
     }
-    bgp_rpc_ip_bgp_neighbor_input query{};
-    query.all = 1;
-    const auto result = backend.query(message_with(BGP_SUB_RPC_IP_BGP_NEIGHBOR, query));
+    const auto result = backend.query(neighbor_query(1));
     EXPECT_EQ(u32_at(result.payload, 4 + 300), 2U);
 }
 

@@ -7,6 +7,9 @@
 
 #include <limits>
 #include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 using configd::decode;
 using configd::Message;
@@ -14,242 +17,120 @@ using nlohmann::ordered_json;
 
 namespace {
 
-// A record with every field filled to its end, and its decoded form.
+// Fills fields to their end, each with a value that no other field of its record has. Returns the
+// decoded form of the value.
+class Filler {
+  public:
+    ordered_json fill(std::int32_t &field) { return field = -++count_; }
+    ordered_json fill(std::uint32_t &field) {
+        return field =
+                   std::numeric_limits<std::uint32_t>::max() - static_cast<std::uint32_t>(++count_);
+    }
+    template <std::size_t N>
+    ordered_json fill(char (&field)[N]) {
+        const char letter = static_cast<char>('a' + ++count_);
+        std::memset(field, letter, N);
+        return std::string(N, letter);
+    }
+    ordered_json fill(address_family_val &field) {
+        ordered_json fields;
+        fields["op"] = fill(field.op);
+        fields["bgp_id"] = fill(field.bgp_id);
+        fields["afi"] = fill(field.afi);
+        fields["safi"] = fill(field.safi);
+        fields["vrf_name"] = fill(field.vrf_name);
+        return fields;
+    }
+
+  private:
+    std::int32_t count_ = 0;
+};
+
+// A full record, the sub-module codes that carry it, and its decoded form.
 struct RecordCase {
-    const char *name;
-    std::int32_t first_sub_mod, last_sub_mod;
     const char *record;
+    std::int32_t first_sub_mod, last_sub_mod;
     std::string payload;
     ordered_json fields;
 };
 
-// The name of the case in a failure.
+std::string name_of(const RecordCase &record) {
+    return std::string{record.record} + "_of_" + std::to_string(record.first_sub_mod);
+}
+
 void PrintTo(const RecordCase &record, std::ostream *out) {
-    *out << record.name;
+    *out << name_of(record);
 }
 
-template <typename Record>
-std::string bytes_of(const Record &record) {
-    std::string bytes(sizeof record, '\0');
-    std::memcpy(bytes.data(), &record, sizeof record);
-    return bytes;
+// The case of a record with these fields, each a name and a member.
+template <typename Record, typename... Values>
+RecordCase full(const char *name, std::int32_t first_sub_mod, std::int32_t last_sub_mod,
+                std::pair<const char *, Values Record::*>... members) {
+    Record record{};
+    ordered_json fields;
+    Filler filler;
+    ((fields[members.first] = filler.fill(record.*members.second)), ...);
+    return {name, first_sub_mod, last_sub_mod, std::string{configd::bytes_of(record)}, fields};
 }
 
-template <std::size_t N>
-std::string fill(char (&field)[N], char c) {
-    std::memset(field, c, N);
-    return std::string(N, c);
-}
-
-address_family_val full_family() {
-    address_family_val record{};
-    record.op = -1;
-    record.bgp_id = 65001;
-    record.afi = 2;
-    record.safi = 71;
-    fill(record.vrf_name, 'v');
-    return record;
-}
-
-ordered_json full_family_fields() {
-    return {{"op", -1},
-            {"bgp_id", 65001},
-            {"afi", 2},
-            {"safi", 71},
-            {"vrf_name", std::string(65, 'v')}};
-}
-
-RecordCase as_case() {
-    return {"as",
-            BGP_SUB_BGP_AS,
-            BGP_SUB_BGP_AS,
-            "bgp_as_val",
-            bytes_of(bgp_as_val{1, std::numeric_limits<std::uint32_t>::max()}),
-            {{"op", 1}, {"as", 4294967295U}}};
-}
-
-RecordCase globle_case() {
-    bgp_globle_config record{};
-    record.op = 1;
-    record.bgp_id = 100;
-    const std::string router_id = fill(record.router_id, 'r');
-    return {"globle",          BGP_SUB_ROUTER_ID,
-            BGP_SUB_ROUTER_ID, "bgp_globle_config",
-            bytes_of(record),  {{"op", 1}, {"bgp_id", 100}, {"router_id", router_id}}};
-}
-
-RecordCase globle_neighbor_case() {
-    bgp_globle_neighbor_config record{};
-    record.op = 0;
-    record.bgp_id = 100;
-    const std::string address = fill(record.neighbor_ip_or_tag, 'n');
-    const std::string remote_as = fill(record.remote_as, 'a');
-    const std::string description = fill(record.description, 'd');
-    const std::string update_source = fill(record.update_source, 'u');
-    record.ebgp_multihop = 255;
-    return {"globle_neighbor",
-            BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS,
-            BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE,
-            "bgp_globle_neighbor_config",
-            bytes_of(record),
-            {{"op", 0},
-             {"bgp_id", 100},
-             {"neighbor_ip_or_tag", address},
-             {"remote_as", remote_as},
-             {"description", description},
-             {"update_source", update_source},
-             {"ebgp_multihop", 255}}};
-}
-
-RecordCase network_case() {
-    bgp_address_family_network_universal_val record{};
-    record.op = 1;
-    record.bgp_id = 100;
-    record.address_family = full_family();
-    const std::string prefix = fill(record.network_ip_str, 'p');
-    const std::string route_map = fill(record.route_map, 'm');
-    record.backdoor = 1;
-    return {"network",
-            BGP_SUB_NETWORK,
-            BGP_SUB_NETWORK,
-            "bgp_address_family_network_universal_val",
-            bytes_of(record),
-            {{"op", 1},
-             {"bgp_id", 100},
-             {"address_family", full_family_fields()},
-             {"network_ip_str", prefix},
-             {"route_map", route_map},
-             {"backdoor", 1}}};
-}
-
-RecordCase redistribute_case() {
-    bgp_address_family_redistribute_universal_val record{};
-    record.op = 1;
-    record.bgp_id = 100;
-    record.address_family = full_family();
-    const std::string protocol = fill(record.protocol_name, 'p');
-    const std::string process = fill(record.protocol_id_or_tag, 'i');
-    const std::string route_map = fill(record.route_map, 'm');
-    return {"redistribute",
-            BGP_SUB_REDISTRIBUTE,
-            BGP_SUB_REDISTRIBUTE,
-            "bgp_address_family_redistribute_universal_val",
-            bytes_of(record),
-            {{"op", 1},
-             {"bgp_id", 100},
-             {"address_family", full_family_fields()},
-             {"protocol_name", protocol},
-             {"protocol_id_or_tag", process},
-             {"route_map", route_map}}};
-}
-
-RecordCase neighbor_case(const char *name, std::int32_t first, std::int32_t last) {
-    bgp_address_family_neighbor_universal_val record{};
-    record.op = 1;
-    record.bgp_id = 100;
-    record.address_family = full_family();
-    const std::string address = fill(record.neighbor_ip_or_tag, 'n');
-    record.active = 1;
-    record.next_hop_self = 2;
-    const std::string remote_as = fill(record.remote_as, 'a');
-    const std::string description = fill(record.description, 'd');
-    const std::string update_source = fill(record.update_source, 'u');
-    record.ebgp_multihop = 3;
-    record.route_reflector_client = 4;
-    return {name,
-            first,
-            last,
-            "bgp_address_family_neighbor_universal_val",
-            bytes_of(record),
-            {{"op", 1},
-             {"bgp_id", 100},
-             {"address_family", full_family_fields()},
-             {"neighbor_ip_or_tag", address},
-             {"active", 1},
-             {"next_hop_self", 2},
-             {"remote_as", remote_as},
-             {"description", description},
-             {"update_source", update_source},
-             {"ebgp_multihop", 3},
-             {"route_reflector_client", 4}}};
-}
-
-RecordCase family_case() {
-    return {"address_family",     BGP_SUB_ADDRESS_FAMILY_VRF, BGP_SUB_ADDRESS_FAMILY_VRF,
-            "address_family_val", bytes_of(full_family()),    full_family_fields()};
-}
-
-RecordCase evpn_query_case() {
-    bgp_rpc_ip_bgp_evpn record{};
-    record.type = std::numeric_limits<std::uint32_t>::max();
-    const std::string route = fill(record.evpn_route_str, 'e');
-    return {"evpn_query",
-            BGP_SUB_RPC_IP_BGP_EVPN,
-            BGP_SUB_RPC_IP_BGP_EVPN,
-            "bgp_rpc_ip_bgp_evpn",
-            bytes_of(record),
-            {{"type", 4294967295U}, {"evpn_route_str", route}}};
-}
-
-RecordCase info_query_case() {
-    bgp_rpc_ip_bgp_info_input record{};
-    record.input_cnt = 3;
-    const std::string vrf_name = fill(record.vrf_name, 'v');
-    record.ip_type = 1;
-    record.all = 2;
-    const std::string address = fill(record.ipaddr, 'a');
-    const std::string prefix = fill(record.ipaddr_str, 'p');
-    return {"info_query",
-            BGP_SUB_RPC_IP_BGP_INFO,
-            BGP_SUB_RPC_IP_BGP_INFO,
-            "bgp_rpc_ip_bgp_info_input",
-            bytes_of(record),
-            {{"input_cnt", 3},
-             {"vrf_name", vrf_name},
-             {"ip_type", 1},
-             {"all", 2},
-             {"ipaddr", address},
-             {"ipaddr_str", prefix}}};
-}
-
-RecordCase neighbor_query_case() {
-    bgp_rpc_ip_bgp_neighbor_input record{};
-    record.all = 1;
-    const std::string address = fill(record.neighbor_addr, 'a');
-    const std::string vrf_name = fill(record.vrf_name, 'v');
-    return {"neighbor_query",
-            BGP_SUB_RPC_IP_BGP_NEIGHBOR,
-            BGP_SUB_RPC_IP_BGP_NEIGHBOR,
-            "bgp_rpc_ip_bgp_neighbor_input",
-            bytes_of(record),
-            {{"all", 1}, {"neighbor_addr", address}, {"vrf_name", vrf_name}}};
-}
-
-RecordCase summary_query_case() {
-    bgp_rpc_ip_bgp_summary_input record{};
-    record.input_cnt = 2;
-    const std::string vrf_name = fill(record.vrf_name, 'v');
-    record.ip_type = 2;
-    record.all = 1;
-    return {"summary_query",
-            BGP_SUB_RPC_IP_BGP_SUMMARY,
-            BGP_SUB_RPC_IP_BGP_SUMMARY,
-            "bgp_rpc_ip_bgp_summary_input",
-            bytes_of(record),
-            {{"input_cnt", 2}, {"vrf_name", vrf_name}, {"ip_type", 2}, {"all", 1}}};
-}
-
-RecordCase clear_query_case() {
-    bgp_rpc_clear_ip_bgp_input record{};
-    record.address_family = full_family();
-    record.clear_all = 1;
-    record.reconfig_type = 3;
-    return {"clear_query",
-            BGP_SUB_RPC_CLEAR_IP_BGP,
-            BGP_SUB_RPC_CLEAR_IP_BGP,
-            "bgp_rpc_clear_ip_bgp_input",
-            bytes_of(record),
-            {{"address_family", full_family_fields()}, {"clear_all", 1}, {"reconfig_type", 3}}};
+std::vector<RecordCase> record_cases() {
+#define FIELD(record, name) std::pair(#name, &record::name)
+    using As = bgp_as_val;
+    using Globle = bgp_globle_config;
+    using GlobleNeighbor = bgp_globle_neighbor_config;
+    using Network = bgp_address_family_network_universal_val;
+    using Redistribute = bgp_address_family_redistribute_universal_val;
+    using Neighbor = bgp_address_family_neighbor_universal_val;
+    using Family = address_family_val;
+    using Evpn = bgp_rpc_ip_bgp_evpn;
+    using Info = bgp_rpc_ip_bgp_info_input;
+    using Peers = bgp_rpc_ip_bgp_neighbor_input;
+    using Summary = bgp_rpc_ip_bgp_summary_input;
+    using Clear = bgp_rpc_clear_ip_bgp_input;
+    const auto neighbor = [](std::int32_t first, std::int32_t last) {
+        return full("bgp_address_family_neighbor_universal_val", first, last, FIELD(Neighbor, op),
+                    FIELD(Neighbor, bgp_id), FIELD(Neighbor, address_family),
+                    FIELD(Neighbor, neighbor_ip_or_tag), FIELD(Neighbor, active),
+                    FIELD(Neighbor, next_hop_self), FIELD(Neighbor, remote_as),
+                    FIELD(Neighbor, description), FIELD(Neighbor, update_source),
+                    FIELD(Neighbor, ebgp_multihop), FIELD(Neighbor, route_reflector_client));
+    };
+    return {
+        full("bgp_as_val", BGP_SUB_BGP_AS, BGP_SUB_BGP_AS, FIELD(As, op), FIELD(As, as)),
+        full("bgp_globle_config", BGP_SUB_ROUTER_ID, BGP_SUB_ROUTER_ID, FIELD(Globle, op),
+             FIELD(Globle, bgp_id), FIELD(Globle, router_id)),
+        full("bgp_globle_neighbor_config", BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS,
+             BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, FIELD(GlobleNeighbor, op),
+             FIELD(GlobleNeighbor, bgp_id), FIELD(GlobleNeighbor, neighbor_ip_or_tag),
+             FIELD(GlobleNeighbor, remote_as), FIELD(GlobleNeighbor, description),
+             FIELD(GlobleNeighbor, update_source), FIELD(GlobleNeighbor, ebgp_multihop)),
+        full("bgp_address_family_network_universal_val", BGP_SUB_NETWORK, BGP_SUB_NETWORK,
+             FIELD(Network, op), FIELD(Network, bgp_id), FIELD(Network, address_family),
+             FIELD(Network, network_ip_str), FIELD(Network, route_map), FIELD(Network, backdoor)),
+        full("bgp_address_family_redistribute_universal_val", BGP_SUB_REDISTRIBUTE,
+             BGP_SUB_REDISTRIBUTE, FIELD(Redistribute, op), FIELD(Redistribute, bgp_id),
+             FIELD(Redistribute, address_family), FIELD(Redistribute, protocol_name),
+             FIELD(Redistribute, protocol_id_or_tag), FIELD(Redistribute, route_map)),
+        neighbor(BGP_SUB_NEIGHBOR_ACTIVATE, BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET),
+        neighbor(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE),
+        full("address_family_val", BGP_SUB_ADDRESS_FAMILY_VRF, BGP_SUB_ADDRESS_FAMILY_VRF,
+             FIELD(Family, op), FIELD(Family, bgp_id), FIELD(Family, afi), FIELD(Family, safi),
+             FIELD(Family, vrf_name)),
+        full("bgp_rpc_ip_bgp_evpn", BGP_SUB_RPC_IP_BGP_EVPN, BGP_SUB_RPC_IP_BGP_EVPN,
+             FIELD(Evpn, type), FIELD(Evpn, evpn_route_str)),
+        full("bgp_rpc_ip_bgp_info_input", BGP_SUB_RPC_IP_BGP_INFO, BGP_SUB_RPC_IP_BGP_INFO,
+             FIELD(Info, input_cnt), FIELD(Info, vrf_name), FIELD(Info, ip_type), FIELD(Info, all),
+             FIELD(Info, ipaddr), FIELD(Info, ipaddr_str)),
+        full("bgp_rpc_ip_bgp_neighbor_input", BGP_SUB_RPC_IP_BGP_NEIGHBOR,
+             BGP_SUB_RPC_IP_BGP_NEIGHBOR, FIELD(Peers, all), FIELD(Peers, neighbor_addr),
+             FIELD(Peers, vrf_name)),
+        full("bgp_rpc_ip_bgp_summary_input", BGP_SUB_RPC_IP_BGP_SUMMARY, BGP_SUB_RPC_IP_BGP_SUMMARY,
+             FIELD(Summary, input_cnt), FIELD(Summary, vrf_name), FIELD(Summary, ip_type),
+             FIELD(Summary, all)),
+        full("bgp_rpc_clear_ip_bgp_input", BGP_SUB_RPC_CLEAR_IP_BGP, BGP_SUB_RPC_CLEAR_IP_BGP,
+             FIELD(Clear, address_family), FIELD(Clear, clear_all), FIELD(Clear, reconfig_type)),
+    };
+#undef FIELD
 }
 
 class DecodeTest : public testing::TestWithParam<RecordCase> {};
@@ -266,18 +147,8 @@ TEST_P(DecodeTest, GivesEveryFieldToItsLastByte) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRecord, DecodeTest,
-                         testing::Values(as_case(), globle_case(), globle_neighbor_case(),
-                                         network_case(), redistribute_case(),
-                                         neighbor_case("neighbor", BGP_SUB_NEIGHBOR_ACTIVATE,
-                                                       BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET),
-                                         neighbor_case("vrf_neighbor",
-                                                       BGP_SUB_NEIGHBOR_VRF_REMOTE_AS,
-                                                       BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE),
-                                         family_case(), evpn_query_case(), info_query_case(),
-                                         neighbor_query_case(), summary_query_case(),
-                                         clear_query_case()),
-                         [](const auto &test) { return std::string{test.param.name}; });
+INSTANTIATE_TEST_SUITE_P(EveryRecord, DecodeTest, testing::ValuesIn(record_cases()),
+                         [](const auto &test) { return name_of(test.param); });
 
 TEST(Decode, EndsATextAtItsFirstNul) {
     bgp_globle_config record{};
@@ -298,9 +169,10 @@ TEST(Decode, NamesNoRecordForAnUnknownSubModule) {
 }
 
 TEST(Decode, DoesNotShowTheResultValueOfARequest) {
-    const std::string payload = bytes_of(bgp_as_val{1, 100});
-    EXPECT_EQ(decode(configd::make_message(MODULE_ID_BGP, BGP_SUB_BGP_AS, payload, 0x5a5a5a5a)),
-              decode(as_message(1, 100)));
+    const Message message = as_message(1, 100);
+    EXPECT_EQ(
+        decode(configd::make_message(MODULE_ID_BGP, BGP_SUB_BGP_AS, message.payload(), 0x5a5a5a5a)),
+        decode(message));
 }
 
 TEST(JsonLine, ReplacesBytesThatAreNoUtf8) {

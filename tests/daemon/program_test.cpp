@@ -2,7 +2,7 @@
 #include "bytes.h"
 #include "client.h"
 #include "process.h"
-#include "records.h"
+#include "settings.h"
 #include "temporary_file.h"
 
 #include <gmock/gmock.h>
@@ -111,63 +111,30 @@ TEST(Program, PrintsItsConfigurationOnSigusr1) {
 
 // The payload of the daemon's reply to a query. The reply must be well-formed and have the result
 // 0.
-template <typename Record>
-std::string ask(Client &client, std::int32_t sub_mod, const Record &query) {
-    client.send(message_with(sub_mod, query).bytes);
-    const std::string header = client.receive(16);
-    const std::string payload = client.receive(u32_at(header, 12) - 16);
-    EXPECT_EQ(header + payload, configd::make_message(MODULE_ID_BGP, sub_mod, payload).bytes);
-    return payload;
-}
-
-std::string ask_for_all_routes(Client &client) {
-    bgp_rpc_ip_bgp_evpn query{};
-    query.type = 0xFFFFFFFF;
-    return ask(client, BGP_SUB_RPC_IP_BGP_EVPN, query);
-}
-
-TEST(Program, AnswersEachQueryWithoutAConfiguration) {
-    Program program{{"--port", "0"}};
-    Client client{program.port()};
-    EXPECT_EQ(ask_for_all_routes(client), Bytes{}.zeros(8).str());
-    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_INFO, bgp_rpc_ip_bgp_info_input{}),
-              Bytes{}.zeros(60).str());
-    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_NEIGHBOR, bgp_rpc_ip_bgp_neighbor_input{}),
-              Bytes{}.zeros(4).str());
-    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}),
-              Bytes{}.text("0", 84).str());
-    EXPECT_EQ(ask(client, BGP_SUB_RPC_CLEAR_IP_BGP, bgp_rpc_clear_ip_bgp_input{}), "");
+std::string ask(Client &client, const configd::Message &query) {
+    client.send(query.bytes);
+    const configd::Message reply = client.receive_message();
+    EXPECT_EQ(reply.bytes,
+              configd::make_message(MODULE_ID_BGP, query.sub_mod, reply.payload()).bytes);
+    return std::string{reply.payload()};
 }
 
 TEST(Program, AnswersFromItsConfigurationAndTheStateFile) {
     Program program{{"--port", "0", "--state", EXAMPLE_STATE}};
     Client client{program.port()};
-    EXPECT_EQ(client.ask(as_message(1, 65001)), 0);
-    bgp_globle_neighbor_config neighbor{};
-    neighbor.op = 1;
-    neighbor.bgp_id = 65001;
-    put(neighbor.neighbor_ip_or_tag, "192.0.2.11");
-    put(neighbor.remote_as, "64496");
-    EXPECT_EQ(client.ask(message_with(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, neighbor)), 0);
+    EXPECT_EQ(client.ask(as_message(1, settings::as)), 0);
+    EXPECT_EQ(
+        client.ask(settings::globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, 1, "192.0.2.11")),
+        0);
 
-    const std::string summary =
-        ask(client, BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{});
+    const std::string summary = ask(client, summary_query());
     EXPECT_STREQ(summary.data() + 84, "192.0.2.11");
     EXPECT_STREQ(summary.data() + 84 + 125, "118");
 
     // Five routes with 3 flags each, 3 of them with two texts, and 6 next hops.
-    const std::string routes = ask_for_all_routes(client);
+    const std::string routes = ask(client, evpn_query(all_types));
     EXPECT_EQ(u32_at(routes, 0), 5U * 3 + 3 * 2 + 6 * 4);
     EXPECT_EQ(u32_at(routes, 4), 2U);
-}
-
-TEST(Program, LogsWhatAClearDid) {
-    Program program{{"--port", "0"}};
-    Client client{program.port()};
-    ask(client, BGP_SUB_RPC_CLEAR_IP_BGP, bgp_rpc_clear_ip_bgp_input{});
-    EXPECT_EQ(program.read_line(), "connection 1 opened");
-    EXPECT_THAT(program.read_line(), HasSubstr("-> reply resValue=0 dataLen=16"));
-    EXPECT_EQ(program.read_line(), "BGP_SUB_RPC_CLEAR_IP_BGP: cleared 0 of 0 sessions");
 }
 
 TEST(Program, SendsCannedReplies) {
@@ -177,8 +144,8 @@ TEST(Program, SendsCannedReplies) {
     Program program{{"--port", "0", "--log", "none", "--reply", "18=" + first.name(), "--reply",
                      "rpc_ip_bgp_info=" + second.name()}};
     Client client{program.port()};
-    EXPECT_TRUE(ask_for_all_routes(client) == longest);
-    EXPECT_EQ(ask(client, BGP_SUB_RPC_IP_BGP_INFO, bgp_rpc_ip_bgp_info_input{}), "");
+    EXPECT_TRUE(ask(client, evpn_query(all_types)) == longest);
+    EXPECT_EQ(ask(client, all_info_query()), "");
 }
 
 TEST(Program, EndsBeforeItListensWhenItsStateFileIsBad) {
@@ -201,8 +168,7 @@ TEST(Program, EndsBeforeItListensWhenAFileIsMissing) {
 
 TEST(Program, KeepsTheLimitsOfItsOptions) {
     const std::string begun = message_with(1, std::array<char, 16>{}).bytes.substr(0, 20);
-    const std::string most =
-        Bytes{}.u32(1).u32(1).u32(0).u32(BUF_SIZE_MAX).str() + std::string(1024 * 1024, 'x');
+    const std::string most = bytes::u32(1, 1, 0, BUF_SIZE_MAX) + std::string(1024 * 1024, 'x');
     struct Row {
         std::vector<std::string> options;
         std::string sent;
@@ -259,7 +225,8 @@ TEST(Program, PrintsHelpAndVersion) {
     EXPECT_EQ(version.wait(), 0);
 }
 
-class BadOptionTest : public testing::TestWithParam<std::vector<std::string>> {};
+using Options = std::vector<std::string>;
+class BadOptionTest : public testing::TestWithParam<Options> {};
 
 TEST_P(BadOptionTest, IsNamedAndEndsTheProgram) {
     Program program{GetParam()};
@@ -267,20 +234,17 @@ TEST_P(BadOptionTest, IsNamedAndEndsTheProgram) {
     EXPECT_GT(program.wait(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Options, BadOptionTest,
-                         testing::Values(std::vector<std::string>{"--log", "xml"},
-                                         std::vector<std::string>{"--port", "65536"},
-                                         std::vector<std::string>{"--max-connections", "0"},
-                                         std::vector<std::string>{"--fail", "0=1"},
-                                         std::vector<std::string>{"--fail", "1=no"},
-                                         std::vector<std::string>{"--fault", "1=burn"},
-                                         std::vector<std::string>{"--reply", "1=/dev/null"},
-                                         std::vector<std::string>{"--unknown"},
-                                         std::vector<std::string>{"argument"}));
+INSTANTIATE_TEST_SUITE_P(Bad, BadOptionTest,
+                         testing::Values(Options{"--log", "xml"}, Options{"--port", "65536"},
+                                         Options{"--max-connections", "0"},
+                                         Options{"--fail", "0=1"}, Options{"--fail", "1=no"},
+                                         Options{"--fault", "1=burn"},
+                                         Options{"--reply", "1=/dev/null"}, Options{"--unknown"},
+                                         Options{"argument"}));
 
 #ifndef BACKEND_FRR
 INSTANTIATE_TEST_SUITE_P(LeftOutBackends, BadOptionTest,
-                         testing::Values(std::vector<std::string>{"--backend", "frr"}));
+                         testing::Values(Options{"--backend", "frr"}));
 #endif
 
 } // namespace

@@ -58,11 +58,12 @@ TEST(InfoReply, CountsTheNextHopsOfTheNetworksThatFit) {
     EXPECT_EQ(u32_at(result.payload, 0), 2 * fitting);
     EXPECT_EQ(u32_at(result.payload, 4 + offsetof(Table, prefix_number)), fitting);
     EXPECT_EQ(u32_at(result.payload, head + offsetof(Network, nextop_num)), 2U);
+    EXPECT_EQ(result.note, full(fitting, fitting + 1, "networks"));
 }
 
 TEST(InfoReply, TakesNetworksWithoutNextHops) {
     const auto result = configd::info_reply({}, std::vector<configd::NetworkFacts>(2));
-    EXPECT_EQ(result.payload, Bytes{}.zeros(56).u32(2).zeros(2 * 56).str());
+    EXPECT_EQ(result.payload, bytes::zeros(56) + bytes::u32(2) + bytes::zeros(2 * 56));
     EXPECT_EQ(result.note, "");
 }
 
@@ -86,8 +87,7 @@ TEST(EvpnReply, IsCutAtARouteAndLeavesOutLaterDistinguishers) {
     EXPECT_EQ(u32_at(result.payload, 0), 4 * (1 + fitting));
     EXPECT_EQ(u32_at(result.payload, 4), 2U);
     EXPECT_EQ(u32_at(result.payload, 8 + 7 + 100 + 3), fitting);
-    EXPECT_EQ(result.note, "the reply is full with " + std::to_string(fitting + 1) + " of " +
-                               std::to_string(fitting + 4) + " routes");
+    EXPECT_EQ(result.note, full(fitting + 1, fitting + 4, "routes"));
 }
 
 TEST(EvpnReply, LeavesOutADistinguisherOfWhichNoRouteFits) {
@@ -108,14 +108,15 @@ TEST(EvpnReply, FillsTheLongestMessageToItsLastByte) {
     EXPECT_EQ(fitting.payload.size(), longest_payload);
     EXPECT_EQ(fitting.note, "");
     route.text += 'r';
-    EXPECT_EQ(configd::evpn_reply({{"rd", {route}}}).payload, Bytes{}.u32(0).u32(0).str());
+    EXPECT_EQ(configd::evpn_reply({{"rd", {route}}}).payload, bytes::u32(0, 0));
 }
 
 TEST(EvpnReply, EndsATextAtItsFirstNul) {
     configd::EvpnRoute route;
     route.text = std::string("a\0b", 3);
-    EXPECT_EQ(configd::evpn_reply({{"rd", {route}}}).payload,
-              Bytes{}.u32(3).u32(1).string("rd").u32(1).string("a").zeros(9).str());
+    EXPECT_EQ(configd::evpn_reply({{"rd", {route}}}).payload, bytes::u32(3, 1) + bytes::text("rd") +
+                                                                  bytes::u32(1) + bytes::text("a") +
+                                                                  bytes::zeros(9));
 }
 
 TEST(FieldText, FillsTheFieldAndNoMore) {

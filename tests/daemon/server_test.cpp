@@ -6,12 +6,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <semaphore.h>
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <functional>
 #include <future>
@@ -56,6 +56,9 @@ Message numbered(std::int32_t number) {
     return configd::make_message(MODULE_ID_BGP, number, "payload");
 }
 
+// The payload of the longest message.
+const std::string largest(BUF_SIZE_MAX - configd::header_size, 'x');
+
 // A header with this length.
 std::string header_with(std::int32_t length) {
     const std::int32_t header[] = {MODULE_ID_BGP, BGP_SUB_BGP_AS, 0, length};
@@ -80,6 +83,13 @@ class TestServer {
     }
 
     Client connect(int receive_buffer = 0) const { return Client{server_.port(), receive_buffer}; }
+
+    // A connection over which the client has sent these bytes.
+    Client sent(std::string_view bytes) const {
+        Client client = connect();
+        client.send(bytes);
+        return client;
+    }
 
     std::vector<std::string> events() {
         const std::lock_guard lock{mutex_};
@@ -122,38 +132,15 @@ TEST(Server, PassesTheWholeMessageToTheHandler) {
     EXPECT_EQ(message.bytes, sent.bytes);
 }
 
-TEST(Server, AnswersAMessageThatIsOnlyAHeader) {
-    TestServer server{echo};
-    EXPECT_EQ(server.connect().ask(configd::make_message(MODULE_ID_BGP, 5, "")), 5);
-}
-
 TEST(Server, AnswersAQueryWithAMessage) {
     TestServer server{[](const Message &message) {
         return configd::Reply{message.module, message.sub_mod, 19, "answer"};
     }};
-    Client client = server.connect();
-    client.send(numbered(20).bytes);
+    Client client = server.sent(numbered(20).bytes);
     EXPECT_EQ(client.receive(22), configd::make_message(MODULE_ID_BGP, 20, "answer", 19).bytes);
 }
 
-TEST(Server, PutsAMessageTogetherByteByByte) {
-    TestServer server{echo};
-    Client client = server.connect();
-    for (const char byte : numbered(11).bytes) {
-        client.send({&byte, 1});
-    }
-    EXPECT_EQ(client.receive_code(), 11);
-}
-
-TEST(Server, AnswersEachOfTwoMessagesInOneSegment) {
-    TestServer server{echo};
-    Client client = server.connect();
-    client.send(numbered(1).bytes + numbered(2).bytes);
-    EXPECT_EQ(client.receive_code(), 1);
-    EXPECT_EQ(client.receive_code(), 2);
-}
-
-TEST(Server, KeepsTheStartOfTheNextMessage) {
+TEST(Server, PutsMessagesTogetherFromAnyPieces) {
     TestServer server{echo};
     Client client = server.connect();
     const std::string next = numbered(2).bytes;
@@ -161,12 +148,15 @@ TEST(Server, KeepsTheStartOfTheNextMessage) {
     EXPECT_EQ(client.receive_code(), 1);
     client.send(next.substr(15));
     EXPECT_EQ(client.receive_code(), 2);
+    for (const char byte : numbered(11).bytes) {
+        client.send({&byte, 1});
+    }
+    EXPECT_EQ(client.receive_code(), 11);
 }
 
 TEST(Server, AnswersWhatCameBeforeTheEndOfTheStream) {
     TestServer server{echo};
-    Client client = server.connect();
-    client.send(numbered(1).bytes + numbered(2).bytes);
+    Client client = server.sent(numbered(1).bytes + numbered(2).bytes);
     client.finish_sending();
     EXPECT_EQ(client.receive_code(), 1);
     EXPECT_EQ(client.receive_code(), 2);
@@ -176,8 +166,7 @@ TEST(Server, AnswersWhatCameBeforeTheEndOfTheStream) {
 TEST(Server, AcceptsTheLongestMessage) {
     TestServer server{
         [](const Message &m) { return configd::ResultCode{std::int32_t(m.bytes.size())}; }};
-    const std::string payload(BUF_SIZE_MAX - configd::header_size, 'x');
-    EXPECT_EQ(server.connect().ask(configd::make_message(MODULE_ID_BGP, 1, payload)), BUF_SIZE_MAX);
+    EXPECT_EQ(server.connect().ask(configd::make_message(MODULE_ID_BGP, 1, largest)), BUF_SIZE_MAX);
 }
 
 TEST(Server, ServesManyConnectionsAtOnce) {
@@ -195,76 +184,65 @@ TEST(Server, ServesManyConnectionsAtOnce) {
     }
 }
 
-TEST(Server, ASlowReaderBlocksNoOtherConnection) {
-    const std::string payload(BUF_SIZE_MAX - configd::header_size, 'x');
-    TestServer server{[&](const Message &message) -> Answer {
-        if (message.sub_mod == BGP_SUB_RPC_IP_BGP_EVPN) {
-            return configd::Reply{message.module, message.sub_mod, 0, payload};
-        }
-        return echo(message);
-    }};
-    Client slow = server.connect(4096);
-    slow.send(numbered(BGP_SUB_RPC_IP_BGP_EVPN).bytes + numbered(3).bytes);
-    Client other = server.connect();
-    EXPECT_EQ(other.ask(numbered(4)), 4);
+constexpr std::int32_t large_query = BGP_SUB_RPC_IP_BGP_EVPN;
 
-    const std::string reply =
-        configd::make_message(MODULE_ID_BGP, BGP_SUB_RPC_IP_BGP_EVPN, payload).bytes;
-    EXPECT_TRUE(slow.receive(BUF_SIZE_MAX) == reply) << "10 MiB";
+// Answers a large query with 10 MiB.
+Answer large_or_echo(const Message &message) {
+    if (message.sub_mod == large_query) {
+        return configd::Reply{message.module, message.sub_mod, 0, largest};
+    }
+    return echo(message);
+}
+
+TEST(Server, ASlowReaderBlocksNoOtherConnection) {
+    TestServer server{large_or_echo};
+    Client slow = server.connect(4096);
+    slow.send(numbered(large_query).bytes + numbered(3).bytes);
+    EXPECT_EQ(server.connect().ask(numbered(4)), 4);
+    EXPECT_TRUE(slow.receive(BUF_SIZE_MAX) ==
+                configd::make_message(MODULE_ID_BGP, large_query, largest).bytes);
     EXPECT_EQ(slow.receive_code(), 3) << "the message behind the slow one";
 }
 
 TEST(Server, APeerThatLeavesDuringItsReplyHarmsNoOther) {
-    const std::string payload(BUF_SIZE_MAX - configd::header_size, 'x');
-    TestServer server{[&](const Message &message) -> Answer {
-        if (message.sub_mod == BGP_SUB_RPC_IP_BGP_EVPN) {
-            return configd::Reply{message.module, message.sub_mod, 0, payload};
-        }
-        return echo(message);
-    }};
+    TestServer server{large_or_echo};
     Client other = server.connect();
     {
         Client slow = server.connect(4096);
-        slow.send(numbered(BGP_SUB_RPC_IP_BGP_EVPN).bytes);
+        slow.send(numbered(large_query).bytes);
         EXPECT_EQ(slow.receive(100).size(), 100U);
     }
     EXPECT_EQ(other.ask(numbered(4)), 4);
 }
 
-class BadFrameTest : public testing::TestWithParam<std::int32_t> {};
-
-TEST_P(BadFrameTest, ClosesItsOwnConnectionOnly) {
+// A connection that the server closes for what it sends, beside one that goes on.
+void expect_bad_frame(std::int32_t length, bool ends, const std::string &reported) {
     TestServer server{echo};
     Client good = server.connect();
     EXPECT_EQ(good.ask(numbered(1)), 1);
     {
-        Client bad = server.connect();
-        bad.send(header_with(GetParam()));
+        Client bad = server.sent(header_with(length));
+        if (ends) {
+            bad.finish_sending();
+        }
         EXPECT_TRUE(bad.is_closed());
     }
     EXPECT_EQ(good.ask(numbered(2)), 2);
     EXPECT_THAT(server.events_at_end(),
-                ElementsAre("1 opened", "2 opened",
-                            "2 bad frame: dataLen is " + std::to_string(GetParam()), "2 closed"));
+                ElementsAre("1 opened", "2 opened", "2 bad frame: " + reported, "2 closed"));
+}
+
+class BadFrameTest : public testing::TestWithParam<std::int32_t> {};
+
+TEST_P(BadFrameTest, ClosesItsOwnConnectionOnly) {
+    expect_bad_frame(GetParam(), false, "dataLen is " + std::to_string(GetParam()));
 }
 
 INSTANTIATE_TEST_SUITE_P(DataLen, BadFrameTest,
                          testing::Values(15, 0, -1, INT32_MIN, BUF_SIZE_MAX + 1, INT32_MAX));
 
 TEST(Server, ReportsAMessageThatItsPeerBreaksOff) {
-    TestServer server{echo};
-    Client good = server.connect();
-    EXPECT_EQ(good.ask(numbered(1)), 1);
-    {
-        Client bad = server.connect();
-        bad.send(header_with(24));
-        bad.finish_sending();
-        EXPECT_TRUE(bad.is_closed());
-    }
-    EXPECT_EQ(good.ask(numbered(2)), 2);
-    EXPECT_THAT(server.events_at_end(),
-                ElementsAre("1 opened", "2 opened",
-                            "2 bad frame: closed in the middle of a message", "2 closed"));
+    expect_bad_frame(24, true, "closed in the middle of a message");
 }
 
 TEST(Server, ReportsNothingBadWhenAPeerLeavesBetweenMessages) {
@@ -276,25 +254,15 @@ TEST(Server, ReportsNothingBadWhenAPeerLeavesBetweenMessages) {
     EXPECT_THAT(server.events_at_end(), ElementsAre("1 opened", "1 closed"));
 }
 
-TEST(Server, ClosesAtOnceWhenTheAnswerSaysSo) {
-    TestServer server{[](const Message &) { return configd::RawBytes{"", true}; }};
-    Client client = server.connect();
-    client.send(numbered(1).bytes);
-    EXPECT_TRUE(client.is_closed());
-}
-
-TEST(Server, SendsRawBytesAndCloses) {
-    TestServer server{[](const Message &) { return configd::RawBytes{"abc", true}; }};
-    Client client = server.connect();
-    client.send(numbered(1).bytes);
-    EXPECT_EQ(client.receive(4), "abc");
-}
-
-TEST(Server, SendsRawBytesAndContinues) {
-    TestServer server{[](const Message &) { return configd::RawBytes{"abc", false}; }};
-    Client client = server.connect();
-    client.send(numbered(1).bytes + numbered(1).bytes);
-    EXPECT_EQ(client.receive(6), "abcabc");
+TEST(Server, SendsRawBytesAndClosesWhenTheAnswerSaysSo) {
+    for (const auto &[bytes, closes] :
+         {std::pair{"", true}, std::pair{"abc", true}, std::pair{"abc", false}}) {
+        TestServer server{[bytes = bytes, closes = closes](const Message &) {
+            return configd::RawBytes{bytes, closes};
+        }};
+        Client client = server.sent(numbered(1).bytes + (closes ? "" : numbered(1).bytes));
+        EXPECT_EQ(client.receive(closes ? 4 : 6), closes ? bytes : "abcabc");
+    }
 }
 
 TEST(Server, StaysSilentAndKeepsTheConnection) {
@@ -304,8 +272,7 @@ TEST(Server, StaysSilentAndKeepsTheConnection) {
         }
         return echo(message);
     }};
-    Client client = server.connect();
-    client.send(numbered(1).bytes + numbered(2).bytes);
+    Client client = server.sent(numbered(1).bytes + numbered(2).bytes);
     EXPECT_EQ(client.receive_code(), 2);
 }
 
@@ -314,12 +281,17 @@ class GatedJobs {
   public:
     static constexpr std::int32_t sub_mod = BGP_SUB_RPC_IP_BGP_INFO;
 
+    GatedJobs() { ::sem_init(&begun_, 0, 0); }
+    GatedJobs(const GatedJobs &) = delete;
+    GatedJobs &operator=(const GatedJobs &) = delete;
+    ~GatedJobs() { ::sem_destroy(&begun_); }
+
     std::optional<Job> operator()(const Message &message) {
         if (message.sub_mod != sub_mod) {
             return std::nullopt;
         }
         return Job{[this] {
-                       begun_.release();
+                       ::sem_post(&begun_);
                        gate_.wait();
                    },
                    [this] {
@@ -329,33 +301,13 @@ class GatedJobs {
     }
 
     // Waits until one more job runs.
-    void wait_for_begin() { begun_.acquire(); }
+    void wait_for_begin() { ::sem_wait(&begun_); }
     void open() { opened_.set_value(); }
 
     std::atomic<int> answered = 0; // also counts answers to closed connections
 
   private:
-    // The library of C++17 has no semaphore.
-    class Semaphore {
-      public:
-        void release() {
-            const std::lock_guard lock{mutex_};
-            ++count_;
-            changed_.notify_one();
-        }
-        void acquire() {
-            std::unique_lock lock{mutex_};
-            changed_.wait(lock, [this] { return count_ > 0; });
-            --count_;
-        }
-
-      private:
-        std::mutex mutex_;
-        std::condition_variable changed_;
-        int count_ = 0;
-    };
-
-    Semaphore begun_;
+    sem_t begun_; // the library of C++17 has no semaphore
     std::promise<void> opened_;
     std::shared_future<void> gate_{opened_.get_future()};
 };
@@ -365,8 +317,7 @@ const Message job_message = numbered(GatedJobs::sub_mod);
 TEST(ServerJob, BlocksNoOtherConnection) {
     GatedJobs jobs;
     TestServer server{echo, std::ref(jobs)};
-    Client waiting = server.connect();
-    waiting.send(job_message.bytes);
+    Client waiting = server.sent(job_message.bytes);
     jobs.wait_for_begin();
     EXPECT_EQ(server.connect().ask(numbered(4)), 4);
     jobs.open();
@@ -390,8 +341,8 @@ TEST(ServerJob, BlocksNoOtherJob) {
 TEST(ServerJob, IsAnsweredBeforeLaterMessagesOnItsConnection) {
     GatedJobs jobs;
     TestServer server{echo, std::ref(jobs)};
-    Client client = server.connect();
-    client.send(numbered(1).bytes + job_message.bytes + numbered(2).bytes + job_message.bytes);
+    Client client =
+        server.sent(numbered(1).bytes + job_message.bytes + numbered(2).bytes + job_message.bytes);
     client.send(numbered(3).bytes);
     client.finish_sending();
     EXPECT_EQ(client.receive_code(), 1);
@@ -430,8 +381,7 @@ TEST(ServerJob, OfAResetConnectionSendsNoAnswer) {
     GatedJobs jobs;
     TestServer server{echo, std::ref(jobs)};
     {
-        Client client = server.connect();
-        client.send(job_message.bytes);
+        Client client = server.sent(job_message.bytes);
         jobs.wait_for_begin();
         client.reset();
     }
@@ -452,17 +402,30 @@ TEST(ServerJob, OfAResetConnectionSendsNoAnswer) {
     EXPECT_EQ(next.ask(numbered(7)), 7) << "and no answer of another's job before";
 }
 
+// A server that ends before its client.
+class EndingServer {
+  public:
+    explicit EndingServer(JobFor job_for = no_job) : handler_{echo, std::move(job_for)} {}
+
+    std::uint16_t port() const { return server_->port(); }
+    void stop() { running_.reset(); }
+    void end() { server_.reset(); }
+
+  private:
+    FunctionHandler handler_;
+    std::optional<configd::Server> server_{std::in_place, handler_, std::uint16_t{0}};
+    std::optional<RunningServer> running_{std::in_place, *server_};
+};
+
 TEST(ServerJob, AtWorkDoesNotKeepTheServerFromStopping) {
     GatedJobs jobs;
-    FunctionHandler handler{echo, std::ref(jobs)};
-    std::optional<configd::Server> server{std::in_place, handler, std::uint16_t{0}};
-    std::optional<RunningServer> running{std::in_place, *server};
-    Client client{server->port()};
+    EndingServer server{std::ref(jobs)};
+    Client client{server.port()};
     client.send(job_message.bytes);
     jobs.wait_for_begin();
-    running.reset();
+    server.stop();
     jobs.open();
-    server.reset();
+    server.end();
     EXPECT_TRUE(client.is_closed());
     EXPECT_EQ(jobs.answered, 0);
 }
@@ -515,15 +478,16 @@ TEST(ServerJob, InOrderRunsAfterTheJobsBeforeIt) {
     EXPECT_EQ(done.size(), 5U);
 }
 
-TEST(Server, StopsWithConnectionsOpen) {
-    FunctionHandler handler{echo};
-    std::optional<configd::Server> server{std::in_place, handler, std::uint16_t{0}};
-    std::optional<RunningServer> running{std::in_place, *server};
-    Client client{server->port()};
+TEST(Server, StopsWithConnectionsOpenAndAnotherMayListenOnItsPort) {
+    EndingServer server;
+    const std::uint16_t port = server.port();
+    Client client{port};
     EXPECT_EQ(client.ask(numbered(1)), 1);
-    running.reset();
-    server.reset();
+    server.stop();
+    server.end();
     EXPECT_TRUE(client.is_closed());
+    FunctionHandler handler{echo};
+    EXPECT_EQ((configd::Server{handler, port}.port()), port);
 }
 
 TEST(Server, AStopBeforeTheRunEndsIt) {
@@ -542,20 +506,6 @@ TEST(Server, ThrowsWhenThePortIsTaken) {
     } catch (const std::system_error &error) {
         EXPECT_EQ(error.code(), std::errc::address_in_use);
     }
-}
-
-TEST(Server, ListensOnAPortRightAfterAnotherServerClosedIt) {
-    FunctionHandler handler{echo};
-    std::optional<configd::Server> first{std::in_place, handler, std::uint16_t{0}};
-    const std::uint16_t port = first->port();
-    Client client{port};
-    {
-        const RunningServer running{*first};
-        EXPECT_EQ(client.ask(numbered(1)), 1);
-    }
-    first.reset();
-    const configd::Server second{handler, port};
-    EXPECT_EQ(second.port(), port);
 }
 
 TEST(Server, CallsBackForASignalAsOftenAsItComes) {
@@ -597,8 +547,7 @@ TEST(ServerLimits, IncompleteMessageClosesItsConnectionAfterTheTimeLimit) {
     TestServer server{echo, no_job, limits};
     Client idle = server.connect();
     EXPECT_EQ(idle.ask(numbered(1)), 1);
-    Client slow = server.connect();
-    slow.send(numbered(2).bytes + numbered(2).bytes.substr(0, 20));
+    Client slow = server.sent(numbered(2).bytes + numbered(2).bytes.substr(0, 20));
     EXPECT_EQ(slow.receive_code(), 2);
     EXPECT_TRUE(slow.is_closed());
     EXPECT_EQ(idle.ask(numbered(3)), 3) << "between messages there is no limit";
@@ -611,15 +560,13 @@ TEST(ServerLimits, UnfinishedMessagesStayWithinTheMemoryLimit) {
     limits.unfinished = 100000;
     TestServer server{echo, no_job, limits};
     const std::string half = header_with(BUF_SIZE_MAX) + std::string(60000, 'x');
-    Client first = server.connect();
-    first.send(half);
+    Client first = server.sent(half);
     // Before each of these answers the server reads everything that has arrived.
     Client other = server.connect();
     for (std::int32_t i = 1; i <= 10; ++i) {
         EXPECT_EQ(other.ask(numbered(i)), i);
     }
-    Client second = server.connect();
-    second.send(half);
+    Client second = server.sent(half);
     EXPECT_TRUE(second.is_closed());
     EXPECT_EQ(server.connect().ask(numbered(3)), 3);
     EXPECT_THAT(server.events_at_end(),
@@ -666,8 +613,7 @@ TEST(Server, AConnectionWithoutADescriptorLeftWaitsForAnothersEnd) {
     const int lowest = ::dup(0);
     ::close(lowest);
     const DescriptorLimit limit{lowest + 1};
-    Client second = server.connect();
-    second.send(numbered(2).bytes);
+    Client second = server.sent(numbered(2).bytes);
     EXPECT_EQ(first->ask(numbered(3)), 3);
     first.reset();
     EXPECT_EQ(second.receive_code(), 2);

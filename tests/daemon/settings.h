@@ -6,6 +6,7 @@
 #include "records.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace settings {
 
@@ -17,7 +18,7 @@ constexpr std::uint32_t as = 100;
 struct Family {
     std::uint32_t afi = 1;
     std::uint32_t safi = 1;
-    const char *vrf_name = "";
+    std::string_view vrf_name = "";
 };
 
 constexpr Family red{1, 71, "red"};
@@ -33,8 +34,9 @@ Record record_in(std::int32_t op, const Family &family) {
     return record;
 }
 
-inline configd::Message network(std::int32_t op, const char *prefix, const char *route_map = "",
-                                std::uint32_t backdoor = 0, const Family &family = {}) {
+inline configd::Message network(std::int32_t op, std::string_view prefix,
+                                std::string_view route_map = "", std::uint32_t backdoor = 0,
+                                const Family &family = {}) {
     auto record = record_in<bgp_address_family_network_universal_val>(op, family);
     put(record.network_ip_str, prefix);
     put(record.route_map, route_map);
@@ -42,8 +44,9 @@ inline configd::Message network(std::int32_t op, const char *prefix, const char 
     return message_with(BGP_SUB_NETWORK, record);
 }
 
-inline configd::Message redistribute(std::int32_t op, const char *protocol, const char *process,
-                                     const char *route_map = "", const Family &family = {}) {
+inline configd::Message redistribute(std::int32_t op, std::string_view protocol,
+                                     std::string_view process, std::string_view route_map = "",
+                                     const Family &family = {}) {
     auto record = record_in<bgp_address_family_redistribute_universal_val>(op, family);
     put(record.protocol_name, protocol);
     put(record.protocol_id_or_tag, process);

@@ -171,8 +171,7 @@ std::vector<RefusedMessage> refused_messages() {
     constexpr std::int32_t unknown = SR_ERR_NOT_SUPPORT;
     return {
         {"code_none", configd::make_message(MODULE_ID_BGP, BGP_SUB_MAX, ""), unknown},
-        {"code_of_a_query",
-         message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}), unknown},
+        {"code_of_a_query", summary_query(), unknown},
         {"operation", as_message(2, as), invalid},
         {"router_id_blank", router_id_message(set, as, "1.1.1.1 x"), invalid},
         {"router_id_line", router_id_message(set, as, "1.1.1.1\nno router bgp"), invalid},
@@ -194,6 +193,7 @@ std::vector<RefusedMessage> refused_messages() {
         {"description_none", description(""), invalid},
         {"prefix_blank", network(set, "10.0.0.0/8 backdoor"), invalid},
         {"prefix_line", network(set, "10.0.0.0/8\nexit"), invalid},
+        {"prefix_line_of_a_deletion", network(erase, "10.0.0.0/8\nexit"), invalid},
         {"prefix_without_length", network(set, "10.0.0.0"), invalid},
         {"prefix_too_long", network(set, "10.0.0.0/33"), invalid},
         {"prefix_negative", network(set, "10.0.0.0/-1"), invalid},
@@ -308,42 +308,37 @@ TEST(RunningConfig, HasItsInstancesWithoutViews) {
 }
 
 TEST(RunningConfig, ReadsAsTheConfigurationOfTheModel) {
-    const ordered_json session = {{"remote-as", "200"},
-                                  {"description", "two words"},
-                                  {"ebgp-multihop", 2},
-                                  {"update-source", "lo"}};
-    const ordered_json unicast = {
-        {"bgp-family-networks",
-         {{"family-network[prefix='10.0.0.0/8']", {{"route-map", "MAP"}, {"backdoor", true}}},
-          {"family-network[prefix='11.0.0.0/8']", ordered_json::object()}}},
-        {"bgp-family-redistributes",
-         {{"family-redistribute[protocol='ospf'][process='3']", {{"route-map", "MAP"}}},
-          {"family-redistribute[protocol='static'][process='']", ordered_json::object()}}},
-        {"bgp-family-neighbors",
-         {{"family-neighbor[neighbor-address='10.0.0.1']",
-           {{"activate", true}, {"next-hop-self", true}}}}}};
-    const ordered_json evpn = {
-        {"bgp-family-neighbors",
-         {{"family-neighbor[neighbor-address='10.0.0.1']", {{"activate", true}}}}}};
-    const ordered_json red_family = {
-        {"bgp-family-vrf-neighbors",
-         {{"family-vrf-neighbor[neighbor-address='10.0.1.1']",
-           {{"remote-as", "300"}, {"activate", true}}}}},
-        {"bgp-family-vrf-networks",
-         {{"family-vrf-network[prefix='2001:db8::/32']", ordered_json::object()}}}};
-    EXPECT_EQ(
-        configd::frr::configuration_of(configd::frr::instances_in(two_instances)),
-        (ordered_json{{"as", 100},
-                      {"bgp",
-                       {{"router-id", "1.1.1.1"},
-                        {"bgp-globle-neighbors",
-                         {{"globle-neighbor[neighbor-address='10.0.0.1']", session}}}}},
-                      {"bgp-address-family",
-                       {{"address-family[afi='AFI_IP'][safi='SAFI_UNICAST']", unicast},
-                        {"address-family[afi='AFI_L2VPN'][safi='SAFI_EVPN']", evpn}}},
-                      {"bgp-address-family-vrf",
-                       {{"address-family-vrf[afi='AFI_IPV6'][safi='SAFI_VRF'][vrf-name='red']",
-                         red_family}}}}));
+    EXPECT_EQ(configd::frr::configuration_of(configd::frr::instances_in(two_instances)),
+              ordered_json::parse(R"({
+        "as": 100,
+        "bgp": {
+          "router-id": "1.1.1.1",
+          "bgp-globle-neighbors": {
+            "globle-neighbor[neighbor-address='10.0.0.1']":
+              {"remote-as": "200", "description": "two words", "ebgp-multihop": 2,
+               "update-source": "lo"}}},
+        "bgp-address-family": {
+          "address-family[afi='AFI_IP'][safi='SAFI_UNICAST']": {
+            "bgp-family-networks": {
+              "family-network[prefix='10.0.0.0/8']": {"route-map": "MAP", "backdoor": true},
+              "family-network[prefix='11.0.0.0/8']": {}},
+            "bgp-family-redistributes": {
+              "family-redistribute[protocol='ospf'][process='3']": {"route-map": "MAP"},
+              "family-redistribute[protocol='static'][process='']": {}},
+            "bgp-family-neighbors": {
+              "family-neighbor[neighbor-address='10.0.0.1']":
+                {"activate": true, "next-hop-self": true}}},
+          "address-family[afi='AFI_L2VPN'][safi='SAFI_EVPN']": {
+            "bgp-family-neighbors":
+              {"family-neighbor[neighbor-address='10.0.0.1']": {"activate": true}}}},
+        "bgp-address-family-vrf": {
+          "address-family-vrf[afi='AFI_IPV6'][safi='SAFI_VRF'][vrf-name='red']": {
+            "bgp-family-vrf-neighbors":
+              {"family-vrf-neighbor[neighbor-address='10.0.1.1']":
+                {"remote-as": "300", "activate": true}},
+            "bgp-family-vrf-networks":
+              {"family-vrf-network[prefix='2001:db8::/32']": {}}}}
+      })"));
 }
 
 TEST(RunningConfig, MayBeAnyText) {

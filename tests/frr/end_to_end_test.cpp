@@ -25,7 +25,6 @@ using support::Process;
 using support::router_bgp;
 using testing::ContainsRegex;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
 namespace {
@@ -183,17 +182,6 @@ TEST_F(EndToEndTest, AnEditBringsUpASessionThatTheRpcsShow) {
     EXPECT_THAT(peer->ask("show bgp ipv4 unicast").text, HasSubstr("203.0.113.0"));
 }
 
-TEST_F(EndToEndTest, AClearResetsTheSession) {
-    start_peer();
-    expect_edit(router_bgp(session));
-    ASSERT_TRUE(happens([&] { return is_established(); }));
-    // Two connections that meet at the start count as one dropped.
-    const auto dropped = session_of_peer()["connectionsDropped"];
-    EXPECT_EQ(datastore->call(call("clear-ip-bgp")).exit_code, 0);
-    ASSERT_TRUE(happens([&] { return session_of_peer()["connectionsDropped"] > dropped; }));
-    ASSERT_TRUE(happens([&] { return is_established(); }));
-}
-
 TEST_F(EndToEndTest, TheDeletionOfTheNeighborTakesTheSessionDown) {
     start_peer();
     expect_edit(router_bgp(session));
@@ -208,79 +196,15 @@ TEST_F(EndToEndTest, TheDeletionOfTheNeighborTakesTheSessionDown) {
     EXPECT_THAT(ours->running_config(), Not(HasSubstr("router bgp")));
 }
 
-TEST_F(EndToEndTest, EverySettingAppearsAndDisappears) {
-    const std::string network =
-        element("prefix", "10.1.0.0/16") + element("route-map", "MAP") + "<backdoor/>";
-    const std::string redistribution =
-        element("protocol", "ospf") + element("process", "3") + element("route-map", "MAP");
-    const std::string settings = element("description", "A peer") + element("ebgp-multihop", "3") +
-                                 element("update-source", "127.0.0.1");
-    const std::string vrf_neighbor = element("neighbor-address", "127.0.0.3") +
-                                     element("remote-as", "65003") + settings + "<activate/>";
-    expect_edit(router_bgp(
-        element("as", "65001") + bgp(router_id, element("remote-as", "65002") + settings) +
-        families(family("AFI_IP", "SAFI_UNICAST",
-                        element("bgp-family-networks", element("family-network", network)) +
-                            element("bgp-family-redistributes",
-                                    element("family-redistribute", redistribution)) +
-                            family_neighbor("<activate/><next-hop-self/>"))) +
-        element(
-            "bgp-address-family-vrf",
-            element("address-family-vrf",
-                    element("afi", "AFI_IP") + element("safi", "SAFI_VRF") +
-                        element("vrf-name", "red") +
-                        element("bgp-family-vrf-networks", element("family-vrf-network", network)) +
-                        element("bgp-family-vrf-redistributes",
-                                element("family-vrf-redistribute", redistribution)) +
-                        element("bgp-family-vrf-neighbors",
-                                element("family-vrf-neighbor", vrf_neighbor))))));
-    const std::string text = ours->running_config();
-    for (const char *lines :
-         {"router bgp 65001\n bgp router-id 192.0.2.1\n",
-          " neighbor 127.0.0.2 remote-as 65002\n neighbor 127.0.0.2 description A peer\n"
-          " neighbor 127.0.0.2 ebgp-multihop 3\n neighbor 127.0.0.2 update-source 127.0.0.1\n",
-          "  network 10.1.0.0/16 route-map MAP backdoor\n  redistribute ospf 3 route-map MAP\n"
-          "  neighbor 127.0.0.2 activate\n  neighbor 127.0.0.2 next-hop-self\n",
-          "router bgp 65001 vrf red\n",
-          " neighbor 127.0.0.3 remote-as 65003\n neighbor 127.0.0.3 description A peer\n"
-          " neighbor 127.0.0.3 ebgp-multihop 3\n neighbor 127.0.0.3 update-source 127.0.0.1\n",
-          "  network 10.1.0.0/16 route-map MAP backdoor\n  redistribute ospf 3 route-map MAP\n"
-          "  neighbor 127.0.0.3 activate\n"}) {
-        EXPECT_THAT(text, HasSubstr(lines));
-    }
-    expect_edit(
-        router_bgp(R"(<bgp nc:operation="delete"/><bgp-address-family nc:operation="delete"/>)"
-                   R"(<bgp-address-family-vrf nc:operation="delete"/>)"));
-    const std::string rest = ours->running_config();
-    for (const char *gone : {"router-id", "127.0.0", "10.1.0.0", "redistribute", "vrf red"}) {
-        EXPECT_THAT(rest, Not(HasSubstr(gone)));
-    }
-    expect_edit(everything_deleted);
-    EXPECT_THAT(ours->running_config(), Not(HasSubstr("router bgp")));
-}
-
 TEST_F(EndToEndTest, ARefusalOfBgpdRefusesTheEdit) {
     expect_edit(router_bgp(session));
     expect_refused(router_bgp(globle_neighbor(element("ebgp-multihop", "0"))), 16,
                    "neighbor 127.0.0.2 ebgp-multihop 0: % .BGP. Unknown command");
-    expect_refused(router_bgp(families(family("AFI_IP", "SAFI_UNICAST",
-                                              family_neighbor("<route-reflector-client/>")))),
-                   18, ".*Not an internal neighbor");
     expect_refused(router_bgp(globle_neighbor(element("description", "a | include b"))), 16,
                    "description holds what may not go into a command line");
     ours->configure({"no router bgp 65001", "router bgp 65009"});
     expect_refused(router_bgp(element("bgp", element("router-id", "192.0.2.9"))), 18,
                    "bgpd's instance has another AS than 65001");
-}
-
-TEST_F(EndToEndTest, AnAbsentBgpdRefusesOnlyTheEditsOfItsAbsence) {
-    ours->stop();
-    EXPECT_NE(datastore->edit(router_bgp(session)).exit_code, 0);
-    EXPECT_THAT(log(), HasSubstr("-> 20\n"));
-    EXPECT_THAT(datastore->configuration(), IsEmpty());
-    ours->start();
-    expect_edit(router_bgp(session));
-    EXPECT_TRUE(ours->has_line("neighbor 127.0.0.2 remote-as 65002"));
 }
 
 } // namespace

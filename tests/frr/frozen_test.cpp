@@ -55,15 +55,15 @@ TEST_F(FrozenSpeaker, DelaysRecordsAndQueriesAndNothingElse) {
     EXPECT_EQ(next.ask(unknown), SR_ERR_NOT_SUPPORT);
     other_editor.send(router_id_message(set, as, "192.0.2.2").bytes);
     Client asking{server.port()};
-    asking.send(message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{}).bytes);
+    asking.send(summary_query().bytes);
     // So are queries that do not need bgpd.
-    next.send(message_with(BGP_SUB_RPC_IP_BGP_EVPN, bgp_rpc_ip_bgp_evpn{}).bytes);
-    EXPECT_EQ(next.receive(configd::header_size + 6).substr(configd::header_size), "canned");
+    next.send(evpn_query(0).bytes);
+    EXPECT_EQ(next.receive_message().payload(), "canned");
 
     thaw();
     EXPECT_EQ(editor.receive_code(), 0);
     EXPECT_EQ(other_editor.receive_code(), 0);
-    EXPECT_EQ(asking.receive(configd::header_size).size(), configd::header_size);
+    EXPECT_EQ(asking.receive_message().sub_mod, BGP_SUB_RPC_IP_BGP_SUMMARY);
     EXPECT_TRUE(speaker->has_line("bgp router-id 192.0.2.2")) << "the records keep their order";
 }
 

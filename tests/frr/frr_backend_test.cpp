@@ -83,12 +83,6 @@ TEST_F(FrrBackendTest, HoldsTheInstanceWithItsBaselineUntilItIsDeleted) {
     EXPECT_THAT(speaker->running_config(), Not(HasSubstr("router bgp")));
 }
 
-TEST_F(FrrBackendTest, RemovesTheVrfsWithTheInstance) {
-    prepare_vrf();
-    apply({as_message(erase, as)});
-    EXPECT_THAT(speaker->running_config(), Not(HasSubstr("router bgp")));
-}
-
 TEST_F(FrrBackendTest, LeavesAnInstanceOfAnotherAs) {
     speaker->configure({"router bgp 300"});
     apply({as_message(erase, as), router_id_message(erase, as, "1.1.1.1")});
@@ -219,7 +213,8 @@ TEST_F(FrrBackendTest, RemovesANeighborWithItsRemoteAs) {
     prepare();
     apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set),
            neighbor(BGP_SUB_NEIGHBOR_ACTIVATE, set),
-           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, erase)});
+           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, erase),
+           neighbor(BGP_SUB_NEIGHBOR_ACTIVATE, erase)});
     EXPECT_THAT(speaker->running_config(), Not(HasSubstr("10.0.0.1")));
 }
 
@@ -361,23 +356,6 @@ TEST_F(FrrBackendTest, ReadsTheConfigurationBack) {
                                       ["bgp-family-networks"]
                                       ["family-network[prefix='10.1.0.0/16']"]["route-map"],
               "MAP");
-}
-
-// A text from a client stays one word or one text of the line.
-TEST_F(FrrBackendTest, KeepsWhatAClientSendsOutOfTheCommandLine) {
-    prepare();
-    const std::string before = speaker->running_config();
-    for (const char *text : {"10.0.0.1\nno router bgp 100", "10.0.0.1\rexit", "10.0.0.1 shutdown",
-                             "10.0.0.1 | include x", "\n", "10.0.0.1\tshutdown"}) {
-        for (const std::int32_t op : {set, erase}) {
-            EXPECT_EQ(
-                backend->apply(globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, op, text)).code,
-                SR_ERR_INVALID_VALUE);
-            EXPECT_EQ(backend->apply(network(op, text)).code, SR_ERR_INVALID_VALUE);
-        }
-        EXPECT_NE(backend->apply(vrf(set, {1, 71, text})).code, 0);
-    }
-    EXPECT_EQ(speaker->running_config(), before);
 }
 
 } // namespace

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+using configd::Message;
 using configd::QueryResult;
 using configd::frr::VtyAnswer;
 using nlohmann::ordered_json;
@@ -51,53 +52,24 @@ class FrrQueryTest : public testing::Test {
                   {evpn_command, {said("evpn_routes.json")}},
                   {vrfs_command, {said("vrfs.json")}}} {}
 
-    template <typename Record>
-    QueryResult ask(std::int32_t sub_mod, const Record &record) {
-        return configd::frr::answer_query(
-            message_with(sub_mod, record), [this](const std::string &command) {
-                commands.push_back(command);
-                const auto answer = answers.find(command);
-                return answer == answers.end() ? VtyAnswer{} : answer->second;
-            });
+    QueryResult ask(const Message &query) {
+        return configd::frr::answer_query(query, [this](const std::string &command) {
+            commands.push_back(command);
+            const auto answer = answers.find(command);
+            return answer == answers.end() ? VtyAnswer{} : answer->second;
+        });
     }
 
-    QueryResult summary(const char *vrf = "") {
-        bgp_rpc_ip_bgp_summary_input query{};
-        put(query.vrf_name, vrf);
-        return ask(BGP_SUB_RPC_IP_BGP_SUMMARY, query);
-    }
-
+    QueryResult summary(const char *vrf = "") { return ask(summary_query(vrf)); }
     QueryResult neighbors(std::uint32_t all, const char *address = "", const char *vrf = "") {
-        bgp_rpc_ip_bgp_neighbor_input query{};
-        query.all = all;
-        put(query.neighbor_addr, address);
-        put(query.vrf_name, vrf);
-        return ask(BGP_SUB_RPC_IP_BGP_NEIGHBOR, query);
+        return ask(neighbor_query(all, address, vrf));
     }
-
-    QueryResult info(const bgp_rpc_ip_bgp_info_input &query) {
-        return ask(BGP_SUB_RPC_IP_BGP_INFO, query);
-    }
-
-    QueryResult all_info() {
-        bgp_rpc_ip_bgp_info_input query{};
-        query.all = 1;
-        return info(query);
-    }
-
+    QueryResult all_info() { return ask(all_info_query()); }
     QueryResult evpn(std::uint32_t type, const char *route = "") {
-        bgp_rpc_ip_bgp_evpn query{};
-        query.type = type;
-        put(query.evpn_route_str, route);
-        return ask(BGP_SUB_RPC_IP_BGP_EVPN, query);
+        return ask(evpn_query(type, route));
     }
-
     QueryResult clear(const char *vrf, std::uint32_t all, std::uint32_t reconfig_type = 0) {
-        bgp_rpc_clear_ip_bgp_input query{};
-        put(query.address_family.vrf_name, vrf);
-        query.clear_all = all;
-        query.reconfig_type = reconfig_type;
-        return ask(BGP_SUB_RPC_CLEAR_IP_BGP, query);
+        return ask(clear_query(all, vrf, reconfig_type));
     }
 
     // The replies to one of each query, each for everything.
@@ -113,31 +85,11 @@ class FrrQueryTest : public testing::Test {
 
 TEST_F(FrrQueryTest, SummaryShowsTheInstanceAndItsNeighborsInAllFamilies) {
     const SummaryReply reply{summary().payload};
-    EXPECT_STREQ(reply.instance.as, "65001");
-    EXPECT_STREQ(reply.instance.router_id, "192.0.2.1");
-    EXPECT_EQ(reply.instance.version, 5U);
-    EXPECT_EQ(reply.instance.as_path_number, 2U);
-    EXPECT_EQ(reply.instance.community_number, 1U);
-    ASSERT_EQ(reply.entries.size(), 3U);
-    EXPECT_EQ(reply.instance.neighbor_number, 3U);
-
-    const auto &idle = reply.entries[0];
-    EXPECT_STREQ(idle.neighbor, "10.9.9.9");
-    EXPECT_STREQ(idle.up_down, "never");
-    EXPECT_STREQ(idle.state_pfxrcd, "Active");
-
-    const auto &established = reply.entries[1];
-    EXPECT_STREQ(established.neighbor, "127.0.0.2");
-    EXPECT_EQ(established.version, 4);
-    EXPECT_STREQ(established.AS, "65002");
-    EXPECT_EQ(established.msg_recvd, 20U);
-    EXPECT_EQ(established.msg_send, 20U);
-    EXPECT_EQ(established.tblver, 0U);
-    EXPECT_EQ(established.inq, 0U);
-    EXPECT_EQ(established.outq, 0U);
-    EXPECT_STREQ(established.up_down, "00:00:08");
-    EXPECT_STREQ(established.state_pfxrcd, "4") << "3 for IPv4 and 1 for IPv6";
-    EXPECT_STREQ(reply.entries[2].state_pfxrcd, "4") << "2 for IPv4 and 2 for EVPN";
+    EXPECT_EQ(shown(reply.instance), "65001 192.0.2.1 5 2 1 3");
+    // 127.0.0.2 sends 3 prefixes for IPv4 and 1 for IPv6, 127.0.0.3 2 for IPv4 and 2 for EVPN.
+    EXPECT_THAT(shown(reply.entries), ElementsAre("10.9.9.9 4 65001 0 0 0 0 0 never Active",
+                                                  "127.0.0.2 4 65002 20 20 0 0 0 00:00:08 4",
+                                                  "127.0.0.3 4 65001 11 13 0 0 0 00:00:05 4"));
 }
 
 TEST_F(FrrQueryTest, SummaryOfAVrfAsksForIt) {
@@ -171,29 +123,11 @@ TEST_F(FrrQueryTest, NeighborIsShownWithTheValuesOfBgpd) {
     const NeighborReply reply{result.payload};
     ASSERT_EQ(reply.peers.size(), 1U);
     const auto &[peer, families] = reply.peers[0];
-    EXPECT_STREQ(peer.neighbor_addr, "127.0.0.2");
-    EXPECT_STREQ(peer.vrf_name, "");
-    EXPECT_EQ(peer.remote_as, 65002U);
-    EXPECT_EQ(peer.local_as, 65001U);
-    EXPECT_EQ(peer.version, 4);
-    EXPECT_STREQ(peer.remote_router_id, "192.0.2.2");
-    EXPECT_STREQ(peer.state, "Established");
-    EXPECT_EQ(peer.home_time, 3U);
-    EXPECT_EQ(peer.interval, 1U);
-    EXPECT_EQ(peer.messages_in, 20U);
-    EXPECT_EQ(peer.messages_out, 20U);
-    EXPECT_EQ(peer.connection_established, 1U);
-    EXPECT_EQ(peer.connection_dropped, 0U);
-    ASSERT_EQ(families.size(), 4U);
-    const std::pair<std::uint32_t, std::uint32_t> numbers[] = {{1, 1}, {1, 2}, {2, 1}, {3, 5}};
-    for (std::size_t i = 0; i < 4; ++i) {
-        EXPECT_EQ(families[i].address_family.afi, numbers[i].first);
-        EXPECT_EQ(families[i].address_family.safi, numbers[i].second);
-        EXPECT_EQ(families[i].community_attribute, 1);
-        EXPECT_EQ(families[i].route_reflector_client, 0);
-    }
-    EXPECT_EQ(families[0].prefix_accepted_statis, 3U);
-    EXPECT_EQ(families[0].prefix_announced_statis, 5U);
+    EXPECT_EQ(shown(peer), "127.0.0.2 - 65002 65001 4 192.0.2.2 Established "
+                           "3 1 20 0 0 20 0 0 0 0 0 - 1 0 0 4");
+    EXPECT_THAT(shown(families),
+                ElementsAre("0 0 1 1 - 0 0 0 0 0 0 1 3 5", "0 0 1 2 - 0 0 0 0 0 0 1 0 0",
+                            "0 0 2 1 - 0 0 0 0 0 0 1 1 2", "0 0 3 5 - 0 0 0 0 0 0 1 0 2"));
 }
 
 TEST_F(FrrQueryTest, NeighborCountsAndTimersComeFromSeparateMembers) {
@@ -208,24 +142,9 @@ TEST_F(FrrQueryTest, NeighborCountsAndTimersComeFromSeparateMembers) {
     const NeighborReply reply{neighbors(0, "", "red").payload};
     ASSERT_EQ(reply.peers.size(), 1U);
     const auto &[peer, families] = reply.peers[0];
-    EXPECT_STREQ(peer.vrf_name, "red");
-    EXPECT_EQ(peer.messages_in, 1U);
-    EXPECT_EQ(peer.notifications_in, 2U);
-    EXPECT_EQ(peer.queue_in, 3U);
-    EXPECT_EQ(peer.messages_out, 4U);
-    EXPECT_EQ(peer.notifications_out, 5U);
-    EXPECT_EQ(peer.queue_out, 6U);
-    EXPECT_EQ(peer.refresh_in, 7U);
-    EXPECT_EQ(peer.refresh_out, 8U);
-    EXPECT_EQ(peer.adver_interval, 30U);
-    EXPECT_EQ(peer.next_connect_timer, 9U);
-    EXPECT_STREQ(peer.update_source, "lo");
-    EXPECT_EQ(peer.connection_dropped, 10U);
-    ASSERT_EQ(families.size(), 1U) << "labeled unicast has no number";
-    EXPECT_EQ(families[0].address_family.afi, 3U);
-    EXPECT_STREQ(families[0].address_family.vrf_name, "red");
-    EXPECT_EQ(families[0].route_reflector_client, 1);
-    EXPECT_EQ(families[0].community_attribute, 0);
+    EXPECT_EQ(shown(peer), "2001:db8::7 red 0 0 0 - - 0 0 1 2 3 4 5 6 7 8 30 lo 0 10 9 1");
+    EXPECT_THAT(shown(families), ElementsAre("0 0 3 5 red 0 0 0 0 0 1 0 0 0"))
+        << "labeled unicast has no number";
 }
 
 TEST_F(FrrQueryTest, NeighborsAreChosenByAddressAndVrf) {
@@ -251,58 +170,29 @@ TEST_F(FrrQueryTest, TableHasEachNetworkWithItsPaths) {
     const auto result = all_info();
     EXPECT_EQ(result.note, "");
     const InfoReply reply{result.payload};
-    EXPECT_EQ(reply.table.version, 5U);
-    EXPECT_STREQ(reply.table.router_id, "192.0.2.1");
-    EXPECT_EQ(reply.table.prefix_number, 5U);
+    EXPECT_EQ(shown(reply.table), "5 192.0.2.1 5");
     EXPECT_EQ(reply.next_hop_count, 7U);
     ASSERT_EQ(reply.networks.size(), 5U);
     const auto &[network, next_hops] = reply.networks[0];
-    EXPECT_STREQ(network.network, "10.1.0.0");
-    EXPECT_EQ(network.mask_len, 16);
-    ASSERT_EQ(next_hops.size(), 3U);
-
-    const auto &internal = next_hops[0];
-    EXPECT_STREQ(internal.nexthop, "127.0.0.3");
-    EXPECT_STREQ(internal.metric, "70");
-    EXPECT_EQ(internal.loc_prf, 200U);
-    EXPECT_EQ(internal.weight, 0U);
-    EXPECT_STREQ(internal.path, "?");
-    EXPECT_EQ(internal.valid_flag, 1);
-    EXPECT_EQ(internal.select_flag, 0);
-    EXPECT_EQ(internal.source_type, 1);
-
-    const auto &external = next_hops[1];
-    EXPECT_STREQ(external.nexthop, "127.0.0.2");
-    EXPECT_STREQ(external.path, "65002 i");
-    EXPECT_EQ(external.source_type, 0);
-
-    const auto &local = next_hops[2];
-    EXPECT_STREQ(local.nexthop, "0.0.0.0");
-    EXPECT_EQ(local.weight, 32768U);
-    EXPECT_STREQ(local.path, "i");
-    EXPECT_EQ(local.select_flag, 1);
-    EXPECT_EQ(local.source_type, 2);
+    EXPECT_EQ(shown(network), "10.1.0.0 16 3");
+    // The routes of the neighbors of the same AS and of another one, and the own one, the best.
+    EXPECT_THAT(shown(next_hops),
+                ElementsAre("127.0.0.3 70 200 0 ? 1 0 1", "127.0.0.2 0 0 0 65002 i 1 0 0",
+                            "0.0.0.0 0 0 32768 i 1 1 2"));
 }
 
 TEST_F(FrrQueryTest, TableOfAnotherFamilyOrVrfIsAskedFor) {
-    bgp_rpc_ip_bgp_info_input query{};
-    query.ip_type = 2;
-    const InfoReply reply{info(query).payload};
+    const InfoReply reply{ask(info_query(2)).payload};
     ASSERT_EQ(reply.networks.size(), 2U);
     EXPECT_STREQ(reply.networks[1].entry.network, "2001:db8:2::");
     EXPECT_EQ(reply.networks[1].entry.mask_len, 48);
-    put(query.vrf_name, "red");
-    info(query);
+    ask(info_query(2, "red"));
     EXPECT_THAT(commands, ElementsAre(ipv6_command, "show bgp vrf red ipv6 unicast json"));
 }
 
 TEST_F(FrrQueryTest, TableIsSearchedForAPrefixOrAnAddress) {
-    bgp_rpc_ip_bgp_info_input query{};
-    put(query.ipaddr_str, "203.0.113.0/25");
-    ASSERT_EQ(InfoReply{info(query).payload}.networks.size(), 1U);
-    query = {};
-    put(query.ipaddr, "203.0.113.200");
-    const InfoReply reply{info(query).payload};
+    ASSERT_EQ(InfoReply{ask(info_query(0, "", "", "203.0.113.0/25")).payload}.networks.size(), 1U);
+    const InfoReply reply{ask(info_query(0, "", "203.0.113.200")).payload};
     ASSERT_EQ(reply.networks.size(), 1U);
     EXPECT_STREQ(reply.networks[0].entry.network, "203.0.113.128");
 }
@@ -402,10 +292,8 @@ TEST_F(FrrQueryTest, ClearingMayKeepTheSession) {
 
 TEST_F(FrrQueryTest, ATextThatIsNoWordIsRefusedWithoutAQuery) {
     for (const char *text : {"red json", "a\nclear bgp *", "a\rb", "a\tb", "|cat", "red |x"}) {
-        bgp_rpc_ip_bgp_info_input query{};
-        put(query.vrf_name, text);
         for (const auto &result : {summary(text), neighbors(0, text), neighbors(0, "", text),
-                                   info(query), evpn(0, text), clear(text, 0)}) {
+                                   ask(info_query(0, text)), evpn(0, text), clear(text, 0)}) {
             EXPECT_EQ(result.res_value, SR_ERR_INVALID_VALUE) << text;
         }
         EXPECT_THAT(commands, IsEmpty()) << text;
@@ -414,7 +302,7 @@ TEST_F(FrrQueryTest, ATextThatIsNoWordIsRefusedWithoutAQuery) {
 
 TEST_F(FrrQueryTest, CodesWithoutARowAreRefusedWithoutAQuery) {
     for (const std::int32_t code : {0, +BGP_SUB_BGP_AS, +BGP_SUB_MAX}) {
-        EXPECT_EQ(ask(code, bgp_as_val{}).res_value, SR_ERR_NOT_SUPPORT) << code;
+        EXPECT_EQ(ask(message_with(code, bgp_as_val{})).res_value, SR_ERR_NOT_SUPPORT) << code;
     }
     EXPECT_THAT(commands, IsEmpty());
 }

@@ -2,17 +2,42 @@
 #ifndef FRR_TEST_QUERY_REPLIES_H
 #define FRR_TEST_QUERY_REPLIES_H
 
+#include "message.h"
 #include "netconf_bgp_public.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
-constexpr std::uint32_t all_types = 0xFFFFFFFF;
+inline std::string values_of(const nlohmann::ordered_json &fields) {
+    std::string values;
+    for (const auto &value : fields) {
+        const std::string text = value.is_object()   ? values_of(value)
+                                 : value.is_string() ? value.get<std::string>()
+                                                     : value.dump();
+        values += (values.empty() ? "" : " ") + (text.empty() ? "-" : text);
+    }
+    return values;
+}
+
+// The values of a record's fields in wire order, without reserved bytes; - for an empty text.
+template <typename Record>
+std::string shown(const Record &record) {
+    return values_of(configd::decode_record(configd::layout_of<Record>, configd::bytes_of(record)));
+}
+template <typename Record>
+std::vector<std::string> shown(const std::vector<Record> &records) {
+    std::vector<std::string> lines;
+    for (const Record &record : records) {
+        lines.push_back(shown(record));
+    }
+    return lines;
+}
 
 class PayloadReader {
   public:

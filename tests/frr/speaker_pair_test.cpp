@@ -45,29 +45,6 @@ Lines instance(std::uint32_t as, const char *router_id) {
             "timers bgp 3 30"};
 }
 
-Message summary_query() {
-    return message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, bgp_rpc_ip_bgp_summary_input{});
-}
-
-Message neighbor_query() {
-    bgp_rpc_ip_bgp_neighbor_input query{};
-    query.all = 1;
-    return message_with(BGP_SUB_RPC_IP_BGP_NEIGHBOR, query);
-}
-
-Message info_query() {
-    bgp_rpc_ip_bgp_info_input query{};
-    query.all = 1;
-    return message_with(BGP_SUB_RPC_IP_BGP_INFO, query);
-}
-
-Message clear_query(std::uint32_t reconfig_type) {
-    bgp_rpc_clear_ip_bgp_input query{};
-    query.clear_all = 1;
-    query.reconfig_type = reconfig_type;
-    return message_with(BGP_SUB_RPC_CLEAR_IP_BGP, query);
-}
-
 // A speaker of AS 65001 that the tests query, and one of AS 65002 that opens the session and
 // announces routes.
 class SpeakerPairTest : public testing::Test {
@@ -112,7 +89,7 @@ class SpeakerPairTest : public testing::Test {
     }
 
     NeighborReply wait_for_session(std::uint32_t number = 1) {
-        return wait_for<NeighborReply>(neighbor_query(), [=](const NeighborReply &reply) {
+        return wait_for<NeighborReply>(neighbor_query(1), [=](const NeighborReply &reply) {
             return !reply.peers.empty() &&
                    reply.peers[0].peer.state == std::string{"Established"} &&
                    reply.peers[0].peer.connection_established >= number;
@@ -121,7 +98,7 @@ class SpeakerPairTest : public testing::Test {
 
     // Waits until the last of this many networks has a best path.
     InfoReply wait_for_networks(std::size_t number) {
-        return wait_for<InfoReply>(info_query(), [=](const InfoReply &reply) {
+        return wait_for<InfoReply>(all_info_query(), [=](const InfoReply &reply) {
             return reply.networks.size() >= number &&
                    reply.networks.back().next_hops.at(0).select_flag == 1;
         });
@@ -137,14 +114,8 @@ TEST_F(SpeakerPairTest, SummaryNeighborsAndRoutesShowTheSession) {
     const InfoReply info = wait_for_networks(2);
     ASSERT_EQ(info.networks.size(), 2U);
     EXPECT_STREQ(info.table.router_id, "192.0.2.1");
-    EXPECT_STREQ(info.networks[1].entry.network, "203.0.113.0");
-    EXPECT_EQ(info.networks[1].entry.mask_len, 25);
-    const auto next_hop = info.networks[1].next_hops.at(0);
-    EXPECT_STREQ(next_hop.nexthop, "127.0.0.2");
-    EXPECT_STREQ(next_hop.path, "65002 i");
-    EXPECT_EQ(next_hop.valid_flag, 1);
-    EXPECT_EQ(next_hop.select_flag, 1);
-    EXPECT_EQ(next_hop.source_type, 0);
+    EXPECT_EQ(shown(info.networks[1].entry), "203.0.113.0 25 1");
+    EXPECT_EQ(shown(info.networks[1].next_hops.at(0)), "127.0.0.2 0 0 0 65002 i 1 1 0");
 
     const SummaryReply summary{backend->query(summary_query()).payload};
     EXPECT_STREQ(summary.instance.as, "65001");
@@ -154,7 +125,7 @@ TEST_F(SpeakerPairTest, SummaryNeighborsAndRoutesShowTheSession) {
     EXPECT_STREQ(summary.entries[0].AS, "65002");
     EXPECT_STREQ(summary.entries[0].state_pfxrcd, "2");
 
-    const NeighborReply neighbors{backend->query(neighbor_query()).payload};
+    const NeighborReply neighbors{backend->query(neighbor_query(1)).payload};
     ASSERT_EQ(neighbors.peers.size(), 1U);
     const auto &[neighbor, families] = neighbors.peers[0];
     EXPECT_STREQ(neighbor.remote_router_id, "192.0.2.2");
@@ -171,7 +142,7 @@ TEST_F(SpeakerPairTest, EvpnShowsATypeFiveRouteOfTheNeighbor) {
     announce({"address-family l2vpn evpn",
               "network 10.9.0.0/16 rd 192.0.2.2:5 ethtag 0 label 500 esi "
               "00:00:00:00:00:00:00:00:00:00 gwip 0.0.0.0 routermac 02:00:00:00:00:05"});
-    const Message query = message_with(BGP_SUB_RPC_IP_BGP_EVPN, bgp_rpc_ip_bgp_evpn{5, {}});
+    const Message query = evpn_query(5);
     const auto reply = wait_for<EvpnReply>(query, [](const EvpnReply &routes) {
         return testing::Value(routes.texts, Contains("best"));
     });
@@ -182,7 +153,7 @@ TEST_F(SpeakerPairTest, EvpnShowsATypeFiveRouteOfTheNeighbor) {
 
 TEST_F(SpeakerPairTest, ClearResetsTheSessionOfBoth) {
     wait_for_session();
-    EXPECT_EQ(backend->query(clear_query(0)).res_value, 0);
+    EXPECT_EQ(backend->query(clear_query(1)).res_value, 0);
     EXPECT_EQ(wait_for_session(2).peers.at(0).peer.connection_dropped, 1U);
     EXPECT_THAT(peer->ask("show bgp neighbors 127.0.0.1 json").text,
                 HasSubstr("\"connectionsDropped\":1"));
@@ -190,8 +161,8 @@ TEST_F(SpeakerPairTest, ClearResetsTheSessionOfBoth) {
 
 TEST_F(SpeakerPairTest, InboundClearKeepsTheSessionAndRequestsTheRoutesAgain) {
     wait_for_session();
-    EXPECT_EQ(backend->query(clear_query(1)).res_value, 0);
-    const auto reply = wait_for<NeighborReply>(neighbor_query(), [](const NeighborReply &all) {
+    EXPECT_EQ(backend->query(clear_query(1, "", 1)).res_value, 0);
+    const auto reply = wait_for<NeighborReply>(neighbor_query(1), [](const NeighborReply &all) {
         return all.peers.at(0).peer.refresh_out > 0;
     });
     EXPECT_GT(reply.peers.at(0).peer.refresh_out, 0U);
@@ -232,15 +203,6 @@ class HeldBackend : public configd::Backend {
     std::string vty_socket_;
 };
 
-// The whole reply to the query.
-std::string reply_to(Client &client, const Message &query) {
-    client.send(query.bytes);
-    std::string reply = client.receive(configd::header_size);
-    netconf_data_struc header{};
-    std::memcpy(&header, reply.data(), configd::header_size);
-    return reply + client.receive(static_cast<std::size_t>(header.dataLen) - reply.size());
-}
-
 TEST_F(SpeakerPairTest, AnswersOtherQueriesWhileOneReplyHas50000Routes) {
     constexpr std::size_t number = 50'000;
     Lines networks;
@@ -260,21 +222,18 @@ TEST_F(SpeakerPairTest, AnswersOtherQueriesWhileOneReplyHas50000Routes) {
     configd::Server server{daemon, 0};
     const RunningServer running{server};
     Client routes{server.port()};
-    routes.send(info_query().bytes);
+    routes.send(all_info_query().bytes);
     held.at_work.get_future().wait();
 
     Client other{server.port()};
     EXPECT_EQ(other.ask(as_message(1, 65001)), 0);
-    EXPECT_EQ(
-        SummaryReply{reply_to(other, summary_query()).substr(configd::header_size)}.entries.size(),
-        1U);
+    other.send(summary_query().bytes);
+    const std::string summary{other.receive_message().payload()};
+    EXPECT_EQ(SummaryReply{summary}.entries.size(), 1U);
 
     held.go_on.set_value();
-    const std::string header = routes.receive(configd::header_size);
-    netconf_data_struc values{};
-    std::memcpy(&values, header.data(), configd::header_size);
-    const InfoReply reply{
-        routes.receive(static_cast<std::size_t>(values.dataLen) - configd::header_size)};
+    const std::string all_routes{routes.receive_message().payload()};
+    const InfoReply reply{all_routes};
     EXPECT_EQ(reply.networks.size(), number);
     EXPECT_EQ(reply.next_hop_count, number);
     EXPECT_STREQ(reply.networks.back().entry.network, "100.64.195.79");

@@ -191,16 +191,6 @@ TEST_F(BgpdVty, AnswersALine) {
     EXPECT_EQ(vty.ask("show bgp").status, 1); // a warning: there is no instance
 }
 
-TEST_F(BgpdVty, IsThereAgainAfterARestart) {
-    Speaker speaker;
-    Vty vty{speaker.vty_socket()};
-    EXPECT_EQ(vty.start_over().status, 0);
-    speaker.stop();
-    EXPECT_EQ(vty.start_over().status, VtyAnswer::unreachable);
-    speaker.start();
-    EXPECT_EQ(vty.start_over().status, 0);
-}
-
 TEST_F(BgpdVty, FindsTheNextBgpdWithoutNoticingTheEndOfTheLast) {
     Speaker speaker;
     Vty vty{speaker.vty_socket()};
