@@ -1,398 +1,291 @@
-// A whole configuration from the client's edits to the daemon's messages, on
-// the real datastore and in the real plug-in host: created in one edit, changed
-// leaf by leaf, deleted piece by piece and in one edit.
+// A whole configuration from a client's edits to the daemon's messages, on the real datastore and
+// in the real plug-in host: created in one edit, changed leaf by leaf, deleted piece by piece and
+// in one edit.
+#include "daemon/settings.h"
 #include "datastore.h"
-#include "netconf_bgp_public.h"
 #include "recording_daemon.h"
+#include "soak/session.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
+#include <functional>
+#include <ostream>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
 
+using namespace settings;
+using configd::Message;
+using soak::Change;
 using support::Datastore;
-using support::element;
 using support::Host;
 using support::RecordingDaemon;
-using support::router_bgp;
-
-constexpr std::uint32_t as = 65001;
+using testing::HasSubstr;
 
 // --- What is configured ------------------------------------------------------------
 
-struct GlobleNeighbor {
-    std::string address, remote_as, description;
-    std::uint32_t multihop;
-    std::string update_source;
+// A leaf of a list entry, its value and another one, and, in a neighbor, the code of its record. A
+// leaf without content has no values.
+struct Leaf {
+    std::string name;
+    std::string value = {}, other = {};
+    std::int32_t sub_mod = 0;
 };
-struct Network {
-    std::string prefix, route_map; // no route map when empty
-    bool backdoor;
-};
-struct Neighbor { // of an address family outside a VRF
-    std::string address;
-};
-struct Redistribution {
-    std::string protocol, process, route_map;
-};
-// An address family, in a VRF if it has a VRF's name. In a VRF, neighbors have their own settings.
-struct Family {
-    std::uint32_t afi, safi;
-    std::string afi_name, safi_name, vrf;
-    std::vector<Network> networks;
-    std::vector<Neighbor> neighbors;
-    std::vector<GlobleNeighbor> vrf_neighbors;
-    std::vector<Redistribution> redistributions;
+using Leaves = std::vector<Leaf>;
+
+// A list entry. The plug-in sends a record for each leaf of a neighbor, and one for any other
+// entry.
+struct Entry {
+    std::string path;
+    bool is_neighbor;
+    Leaves leaves;
+    std::function<Message(std::int32_t op, const Leaves &leaves)> record; // with these leaves
 };
 
-const std::vector<GlobleNeighbor> globle_neighbors = {
-    {"192.0.2.11", "64496", "Provider A", 2, "loopback0"},
-    {"192.0.2.12", "64497", "Provider B", 4, "192.0.2.1"},
-    {"2001:db8::11", "64498", "Provider C", 255, "loopback1"},
+struct FamilyEntry {
+    std::string path;
+    Family family;
+
+    bool is_vrf() const { return !family.vrf_name.empty(); }
+    std::string path_of(const std::string &list, const std::string &keys) const {
+        const std::string infix = is_vrf() ? "vrf-" : "";
+        return path + "/bgp-family-" + infix + list + "s/family-" + infix + list + keys;
+    }
 };
 
-Family plain_family(std::uint32_t afi, const std::string &afi_name, const std::string &net) {
-    return {afi,
-            1,
-            afi_name,
-            "SAFI_UNICAST",
-            "",
-            {{net + "1", "OFFICE", true}, {net + "2", "CAMPUS", false}, {net + "3", "", false}},
-            {{"192.0.2.11"}, {"192.0.2.12"}, {"2001:db8::11"}},
-            {},
-            {{"ospf", "1", "FROM-OSPF"}, {"isis", "core", ""}}};
+const std::string vrf_path =
+    "/bgp-address-family-vrf/address-family-vrf[afi='AFI_IP'][safi='SAFI_VRF']";
+const std::vector<FamilyEntry> families = {
+    {"/bgp-address-family/address-family[afi='AFI_IP'][safi='SAFI_UNICAST']", {1, 1}},
+    {"/bgp-address-family/address-family[afi='AFI_IPV6'][safi='SAFI_UNICAST']", {2, 1}},
+    {vrf_path + "[vrf-name='red']", {1, 71, "red"}},
+    {vrf_path + "[vrf-name='blue']", {1, 71, "blue"}},
+};
+
+Entry network_entry(const FamilyEntry &in, const std::string &prefix, const Leaves &leaves) {
+    return {in.path_of("network", "[prefix='" + prefix + "']"), false, leaves,
+            [=](std::int32_t op, const Leaves &with) {
+                std::string route_map;
+                std::uint32_t backdoor = 0;
+                for (const Leaf &leaf : with) {
+                    route_map += leaf.value;
+                    backdoor |= leaf.name == "backdoor" ? 1U : 0U;
+                }
+                return network(op, prefix, route_map, backdoor, in.family);
+            }};
 }
 
-Family vrf_family(const std::string &vrf, const std::string &net) {
-    return {1,
-            71,
-            "AFI_IP",
-            "SAFI_VRF",
-            vrf,
-            {{net + "1", "SITE", true}, {net + "2", "LAB", false}, {net + "3", "", false}},
-            {},
-            {{"10.1.0.1", "64601", "Edge 1", 1, "vlan1"},
-             {"10.1.0.2", "64602", "Edge 2", 2, "vlan2"},
-             {"10.1.0.3", "64603", "Edge 3", 3, "vlan3"}},
-            {{"ospf", "10", "FROM-" + vrf}, {"rip", "1", ""}}};
+Entry redistribution(const FamilyEntry &in, const std::string &protocol, const std::string &process,
+                     const Leaves &leaves) {
+    return {in.path_of("redistribute", "[protocol='" + protocol + "'][process='" + process + "']"),
+            false, leaves, [=](std::int32_t op, const Leaves &with) {
+                return redistribute(op, protocol, process, with.empty() ? "" : with[0].value,
+                                    in.family);
+            }};
 }
 
-const std::vector<Family> families = {plain_family(1, "AFI_IP", "10.0.0."),
-                                      plain_family(2, "AFI_IPV6", "2001:db8::"),
-                                      vrf_family("red", "10.1.0."), vrf_family("blue", "10.2.0.")};
+using FamilyRecord = bgp_address_family_neighbor_universal_val;
 
-// --- As the client writes it --------------------------------------------------------
-
-std::string leaf(const std::string &name, const std::string &value) {
-    return value.empty() ? "" : element(name, value);
-}
-// An element that the edit deletes.
-std::string deletion(const std::string &name, const std::string &content = "") {
-    return "<" + name + " nc:operation=\"delete\">" + content + "</" + name + ">";
-}
-std::string bgp(const std::string &content) {
-    return router_bgp(element("bgp", content));
-}
-std::string globle(const std::string &content) {
-    return bgp(element("bgp-globle-neighbors", content));
-}
-
-std::string neighbor_settings(const GlobleNeighbor &neighbor) {
-    return leaf("remote-as", neighbor.remote_as) + leaf("description", neighbor.description) +
-           leaf("ebgp-multihop", std::to_string(neighbor.multihop)) +
-           leaf("update-source", neighbor.update_source);
-}
-
-// Inside a VRF, the names of a family's nodes contain "vrf-".
-std::string in_family(const Family &family, const std::string &name) {
-    return family.vrf.empty()
-               ? name
-               : name.substr(0, name.find('-') + 1) + "vrf-" + name.substr(name.find('-') + 1);
-}
-std::string container(const Family &family, const std::string &list, const std::string &content) {
-    const std::string node = family.vrf.empty() ? "bgp-family-" : "bgp-family-vrf-";
-    return element(node + list + "s", content);
-}
-std::string family_keys(const Family &family) {
-    return leaf("afi", family.afi_name) + leaf("safi", family.safi_name) +
-           leaf("vrf-name", family.vrf);
-}
-std::string family_list(const Family &family) {
-    return family.vrf.empty() ? "address-family" : "address-family-vrf";
-}
-std::string family_edit(const Family &family, const std::string &content) {
-    return router_bgp(element("bgp-" + family_list(family),
-                              element(family_list(family), family_keys(family) + content)));
-}
-
-std::string xml(const Family &family, const Network &network) {
-    return element(in_family(family, "family-network"),
-                   leaf("prefix", network.prefix) + leaf("route-map", network.route_map) +
-                       (network.backdoor ? "<backdoor/>" : ""));
-}
-std::string xml(const Family &family, const Neighbor &neighbor) {
-    return element(in_family(family, "family-neighbor"),
-                   leaf("neighbor-address", neighbor.address) +
-                       "<activate/><next-hop-self/><route-reflector-client/>");
-}
-std::string xml(const Family &family, const GlobleNeighbor &neighbor) {
-    return element(in_family(family, "family-neighbor"),
-                   leaf("neighbor-address", neighbor.address) + neighbor_settings(neighbor) +
-                       "<activate/>");
-}
-std::string xml(const Family &family, const Redistribution &redistribution) {
-    return element(in_family(family, "family-redistribute"),
-                   leaf("protocol", redistribution.protocol) +
-                       leaf("process", redistribution.process) +
-                       leaf("route-map", redistribution.route_map));
-}
-std::string xml(const Family &family) {
-    std::string networks;
-    std::string neighbors;
-    std::string redistributions;
-    for (const auto &entry : family.networks) {
-        networks += xml(family, entry);
+template <typename Record>
+void put_leaf(Record &record, const Leaf &leaf) {
+    if (leaf.name == "remote-as") {
+        put(record.remote_as, leaf.value);
+    } else if (leaf.name == "description") {
+        put(record.description, leaf.value);
+    } else if (leaf.name == "ebgp-multihop") {
+        record.ebgp_multihop = static_cast<std::uint32_t>(std::stoul(leaf.value));
+    } else if (leaf.name == "update-source") {
+        put(record.update_source, leaf.value);
+    } else if constexpr (std::is_same_v<Record, FamilyRecord>) {
+        (leaf.name == "activate"        ? record.active
+         : leaf.name == "next-hop-self" ? record.next_hop_self
+                                        : record.route_reflector_client) = 1;
     }
-    for (const auto &entry : family.neighbors) {
-        neighbors += xml(family, entry);
-    }
-    for (const auto &entry : family.vrf_neighbors) {
-        neighbors += xml(family, entry);
-    }
-    for (const auto &entry : family.redistributions) {
-        redistributions += xml(family, entry);
-    }
-    return element(family_list(family), family_keys(family) +
-                                            container(family, "network", networks) +
-                                            container(family, "neighbor", neighbors) +
-                                            container(family, "redistribute", redistributions));
 }
 
-std::string whole_configuration() {
-    std::string neighbors;
-    for (const auto &neighbor : globle_neighbors) {
-        neighbors += element("globle-neighbor", leaf("neighbor-address", neighbor.address) +
-                                                    neighbor_settings(neighbor));
-    }
-    std::string plain;
-    std::string vrfs;
-    for (const auto &family : families) {
-        (family.vrf.empty() ? plain : vrfs) += xml(family);
-    }
-    return router_bgp(leaf("as", std::to_string(as)) +
-                      element("bgp", leaf("router-id", "192.0.2.1") +
-                                         element("bgp-globle-neighbors", neighbors)) +
-                      element("bgp-address-family", plain) +
-                      element("bgp-address-family-vrf", vrfs));
+// A neighbor whose records are like this one.
+template <typename Record>
+Entry neighbor_entry(const std::string &path, const std::string &address, Record record,
+                     const Leaves &leaves) {
+    put(record.neighbor_ip_or_tag, address);
+    return {path, true, leaves, [=](std::int32_t op, const Leaves &with) {
+                Record filled = record;
+                filled.op = op;
+                for (const Leaf &leaf : with) {
+                    put_leaf(filled, leaf);
+                }
+                return message_with(with.back().sub_mod, filled);
+            }};
 }
 
-// --- As the daemon receives it ------------------------------------------------------
+// The settings of the neighbor with this number, whose records have these codes.
+Leaves session_leaves(const std::string &number, const std::vector<std::int32_t> &codes) {
+    return {{"remote-as", "6449" + number, "4294967295", codes[0]},
+            {"description", "Provider " + number, "renamed", codes[1]},
+            {"ebgp-multihop", number, "255", codes[2]},
+            {"update-source", "loopback" + number, "192.0.2.1", codes[3]}};
+}
 
+std::vector<Entry> globle_neighbors() {
+    std::vector<Entry> entries;
+    for (const std::string number : {"1", "2", "3"}) {
+        const std::string address = "2001:db8::" + number;
+        bgp_globle_neighbor_config record{};
+        record.bgp_id = as;
+        entries.push_back(neighbor_entry(
+            "/bgp/bgp-globle-neighbors/globle-neighbor[neighbor-address='" + address + "']",
+            address, record,
+            session_leaves(number,
+                           {BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION,
+                            BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP,
+                            BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE})));
+    }
+    return entries;
+}
+
+Leaves family_leaves(const FamilyEntry &in, const std::string &number) {
+    if (!in.is_vrf()) {
+        return {{"activate", "", "", BGP_SUB_NEIGHBOR_ACTIVATE},
+                {"next-hop-self", "", "", BGP_SUB_NEIGHBOR_NEXT_HOP_SELF},
+                {"route-reflector-client", "", "", BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET}};
+    }
+    Leaves leaves =
+        session_leaves(number, {BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, BGP_SUB_NEIGHBOR_VRF_DESCRIPTION,
+                                BGP_SUB_NEIGHBOR_VRF_MULTIHOP, BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE});
+    leaves.push_back({"activate", "", "", BGP_SUB_NEIGHBOR_VRF_ACTIVATE});
+    return leaves;
+}
+
+std::vector<Entry> entries_of(const FamilyEntry &in) {
+    std::vector<Entry> entries = {
+        network_entry(in, "10.1.0.0/16", {{"route-map", "OFFICE", "OTHER"}, {"backdoor"}}),
+        network_entry(in, "10.2.0.0/16", {{"route-map", "CAMPUS", "OTHER"}}),
+        network_entry(in, "10.3.0.0/16", {})};
+    for (const std::string number : {"1", "2", "3"}) {
+        const std::string address = "192.0.2." + number;
+        entries.push_back(
+            neighbor_entry(in.path_of("neighbor", "[neighbor-address='" + address + "']"), address,
+                           record_in<FamilyRecord>(set, in.family), family_leaves(in, number)));
+    }
+    entries.push_back(redistribution(in, "ospf", "1", {{"route-map", "FROM-OSPF", "OTHER"}}));
+    entries.push_back(redistribution(in, "isis", "core", {}));
+    return entries;
+}
+
+std::vector<Entry> all_entries() {
+    std::vector<Entry> entries = globle_neighbors();
+    for (const FamilyEntry &family : families) {
+        for (Entry &entry : entries_of(family)) {
+            entries.push_back(std::move(entry));
+        }
+    }
+    return entries;
+}
+
+// --- As the client sets it, and as the daemon receives it ---------------------------
+
+using Changes = std::vector<Change>;
+
+Changes setting(const std::string &path, const std::string &value = "") {
+    return {{Change::set, path, value}};
+}
+Changes removal(const std::string &path) {
+    return {{Change::remove, path, ""}};
+}
+Changes creation(const std::vector<Entry> &entries) {
+    Changes changes;
+    for (const Entry &entry : entries) {
+        changes.push_back({Change::set, entry.path, ""});
+        for (const Leaf &leaf : entry.leaves) {
+            changes.push_back({Change::set, entry.path + "/" + leaf.name, leaf.value});
+        }
+    }
+    return changes;
+}
+
+// A message without its result value, which a request does not define.
 struct Sent {
     std::int32_t sub_mod;
     std::string payload;
 
+    Sent(const Message &message) : sub_mod{message.sub_mod}, payload{message.payload()} {
+        EXPECT_EQ(message.module, MODULE_ID_BGP);
+    }
     bool operator==(const Sent &other) const {
         return sub_mod == other.sub_mod && payload == other.payload;
     }
+    friend void PrintTo(const Sent &sent, std::ostream *out) {
+        *out << readable(configd::make_message(MODULE_ID_BGP, sent.sub_mod, sent.payload));
+    }
 };
-std::ostream &operator<<(std::ostream &stream, const Sent &sent) {
-    return stream << configd::readable(
-               configd::make_message(MODULE_ID_BGP, sent.sub_mod, sent.payload));
-}
 using Messages = std::vector<Sent>;
 
-template <typename Record>
-Sent sent(std::int32_t sub_mod, const Record &record) {
-    return {sub_mod, {reinterpret_cast<const char *>(&record), sizeof record}};
-}
-template <std::size_t size>
-void put(char (&field)[size], const std::string &text) {
-    std::memcpy(field, text.data(), text.size());
-}
-
-Sent router_id(std::int32_t op, const std::string &text) {
-    bgp_globle_config record{};
-    record.op = op;
-    record.bgp_id = as;
-    put(record.router_id, text);
-    return sent(BGP_SUB_ROUTER_ID, record);
-}
-
-bgp_globle_neighbor_config globle_record(std::int32_t op, const GlobleNeighbor &neighbor) {
-    bgp_globle_neighbor_config record{};
-    record.op = op;
-    record.bgp_id = as;
-    put(record.neighbor_ip_or_tag, neighbor.address);
-    return record;
-}
-
-// A created neighbor: one record for each leaf; each also contains the leaves before it.
-void add_created(Messages &messages, const GlobleNeighbor &neighbor) {
-    auto record = globle_record(1, neighbor);
-    put(record.remote_as, neighbor.remote_as);
-    messages.push_back(sent(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, record));
-    put(record.description, neighbor.description);
-    messages.push_back(sent(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, record));
-    record.ebgp_multihop = neighbor.multihop;
-    messages.push_back(sent(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, record));
-    put(record.update_source, neighbor.update_source);
-    messages.push_back(sent(BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, record));
-}
-Sent deleted_neighbor(const GlobleNeighbor &neighbor) {
-    auto record = globle_record(0, neighbor);
-    put(record.remote_as, neighbor.remote_as);
-    return sent(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, record);
-}
-
-// A record of an address family with only the fields that all of them have.
-template <typename Record>
-Record family_record(const Family &family, std::int32_t op) {
-    Record record{};
-    record.op = op;
-    record.bgp_id = as;
-    record.address_family.afi = family.afi;
-    record.address_family.safi = family.safi;
-    put(record.address_family.vrf_name, family.vrf);
-    return record;
-}
-
-Sent network_message(const Family &family, std::int32_t op, const Network &network) {
-    auto record = family_record<bgp_address_family_network_universal_val>(family, op);
-    put(record.network_ip_str, network.prefix);
-    put(record.route_map, network.route_map);
-    record.backdoor = network.backdoor ? 1 : 0;
-    return sent(BGP_SUB_NETWORK, record);
-}
-Sent redistribute_message(const Family &family, std::int32_t op, const Redistribution &entry) {
-    auto record = family_record<bgp_address_family_redistribute_universal_val>(family, op);
-    put(record.protocol_name, entry.protocol);
-    put(record.protocol_id_or_tag, entry.process);
-    put(record.route_map, entry.route_map);
-    return sent(BGP_SUB_REDISTRIBUTE, record);
-}
-
-using NeighborRecord = bgp_address_family_neighbor_universal_val;
-NeighborRecord neighbor_record(const Family &family, std::int32_t op, const std::string &address) {
-    auto record = family_record<NeighborRecord>(family, op);
-    put(record.neighbor_ip_or_tag, address);
-    return record;
-}
-void add_created(Messages &messages, const Family &family, const Neighbor &neighbor) {
-    auto record = neighbor_record(family, 1, neighbor.address);
-    record.active = 1;
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_ACTIVATE, record));
-    record.next_hop_self = 1;
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, record));
-    record.route_reflector_client = 1;
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, record));
-}
-void add_created(Messages &messages, const Family &family, const GlobleNeighbor &neighbor) {
-    auto record = neighbor_record(family, 1, neighbor.address);
-    put(record.remote_as, neighbor.remote_as);
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, record));
-    put(record.description, neighbor.description);
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, record));
-    record.ebgp_multihop = neighbor.multihop;
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_VRF_MULTIHOP, record));
-    put(record.update_source, neighbor.update_source);
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, record));
-    record.active = 1;
-    messages.push_back(sent(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, record));
-}
-Sent deleted_neighbor(const Family &family, const Neighbor &neighbor) {
-    auto record = neighbor_record(family, 0, neighbor.address);
-    record.active = 1;
-    return sent(BGP_SUB_NEIGHBOR_ACTIVATE, record);
-}
-Sent deleted_neighbor(const Family &family, const GlobleNeighbor &neighbor) {
-    auto record = neighbor_record(family, 0, neighbor.address);
-    put(record.remote_as, neighbor.remote_as);
-    return sent(BGP_SUB_NEIGHBOR_VRF_REMOTE_AS, record);
-}
-
-Sent vrf_entry(std::int32_t op, const Family &family) {
-    address_family_val record{};
-    record.op = op;
-    record.bgp_id = as;
-    record.afi = family.afi;
-    record.safi = family.safi;
-    put(record.vrf_name, family.vrf);
-    return sent(BGP_SUB_ADDRESS_FAMILY_VRF, record);
-}
-
-void add_created(Messages &messages, const Family &family) {
-    if (!family.vrf.empty()) {
-        messages.push_back(vrf_entry(1, family));
+// Each record of a created neighbor also contains the leaves before it.
+void add_created(Messages &messages, const Entry &entry) {
+    if (!entry.is_neighbor) {
+        messages.emplace_back(entry.record(set, entry.leaves));
     }
-    for (const auto &entry : family.networks) {
-        messages.push_back(network_message(family, 1, entry));
-    }
-    for (const auto &entry : family.neighbors) {
-        add_created(messages, family, entry);
-    }
-    for (const auto &entry : family.vrf_neighbors) {
-        add_created(messages, family, entry);
-    }
-    for (const auto &entry : family.redistributions) {
-        messages.push_back(redistribute_message(family, 1, entry));
+    for (std::size_t i = 1; entry.is_neighbor && i <= entry.leaves.size(); ++i) {
+        messages.emplace_back(entry.record(
+            set, {entry.leaves.begin(), entry.leaves.begin() + static_cast<std::ptrdiff_t>(i)}));
     }
 }
 
-// The records of a deleted family: one for each entry, or one for the family of a VRF.
-void add_deleted(Messages &messages, const Family &family) {
-    if (!family.vrf.empty()) {
-        messages.push_back(vrf_entry(0, family));
-        return;
-    }
-    for (const auto &entry : family.networks) {
-        messages.push_back(network_message(family, 0, entry));
-    }
-    for (const auto &entry : family.neighbors) {
-        messages.push_back(deleted_neighbor(family, entry));
-    }
-    for (const auto &entry : family.redistributions) {
-        messages.push_back(redistribute_message(family, 0, entry));
-    }
-}
-
-Messages whole_creation() {
-    Messages messages = {sent(BGP_SUB_BGP_AS, bgp_as_val{1, as}), router_id(1, "192.0.2.1")};
-    for (const auto &neighbor : globle_neighbors) {
-        add_created(messages, neighbor);
-    }
-    for (const auto &family : families) {
-        add_created(messages, family);
-    }
-    return messages;
+// The deletion of a neighbor's first leaf includes that of the others.
+Sent deleted(const Entry &entry) {
+    return entry.record(erase, entry.is_neighbor ? Leaves{entry.leaves[0]} : entry.leaves);
 }
 
 class ConfigurationOnDatastore : public testing::Test {
   protected:
     // Makes an edit that has to be accepted and returns what it sent.
-    Messages send(const std::string &edit) {
-        const auto outcome = datastore.edit(edit);
-        EXPECT_EQ(outcome.exit_code, 0) << edit << "\n" << outcome.output;
+    Messages send(const Changes &changes) {
+        const auto outcome = client.edit(changes);
+        EXPECT_EQ(outcome.code, SR_ERR_OK) << changes[0].path << ": " << outcome.message;
         return received();
     }
     Messages received() {
-        Messages messages;
-        for (const auto &message : daemon.take_messages()) {
-            EXPECT_EQ(message.module, MODULE_ID_BGP);
-            messages.push_back({message.sub_mod, std::string(message.payload())});
+        const auto messages = daemon.take_messages();
+        return {messages.begin(), messages.end()};
+    }
+    void create_as() {
+        ASSERT_EQ(send(setting("/as", std::to_string(as))), Messages{as_message(set, as)});
+    }
+    void create_all() { ASSERT_EQ(send(whole_configuration()), whole_creation()); }
+
+    static Changes whole_configuration() {
+        Changes changes = {{Change::set, "/as", std::to_string(as)},
+                           {Change::set, "/bgp/router-id", "192.0.2.1"}};
+        for (Change &change : creation(all_entries())) {
+            changes.push_back(std::move(change));
+        }
+        return changes;
+    }
+    static Messages whole_creation() {
+        Messages messages = {as_message(set, as), router_id_message(set, as, "192.0.2.1")};
+        for (const Entry &entry : globle_neighbors()) {
+            add_created(messages, entry);
+        }
+        for (const FamilyEntry &family : families) {
+            if (family.is_vrf()) {
+                messages.emplace_back(vrf(set, family.family));
+            }
+            for (const Entry &entry : entries_of(family)) {
+                add_created(messages, entry);
+            }
         }
         return messages;
     }
-    void create_all() { ASSERT_EQ(send(whole_configuration()), whole_creation()); }
 
     Datastore datastore;
     RecordingDaemon daemon;
     Host host{datastore};
+    soak::Session client;
 };
 
 TEST_F(ConfigurationOnDatastore, IsCreatedInOneEdit) {
@@ -400,197 +293,78 @@ TEST_F(ConfigurationOnDatastore, IsCreatedInOneEdit) {
     EXPECT_EQ(send(whole_configuration()), Messages{}) << "the same once more changes nothing";
 }
 
-TEST_F(ConfigurationOnDatastore, GlobalSettingsChangeLeafByLeaf) {
-    create_all();
-    EXPECT_EQ(send(bgp(leaf("router-id", "192.0.2.99"))), Messages{router_id(1, "192.0.2.99")});
-    EXPECT_EQ(send(bgp(deletion("router-id"))), Messages{router_id(0, "192.0.2.99")});
-    for (const auto &neighbor : globle_neighbors) {
-        const auto edit = [&](const std::string &content) {
-            return globle(
-                element("globle-neighbor", leaf("neighbor-address", neighbor.address) + content));
-        };
-        auto record = globle_record(1, neighbor);
-        put(record.description, "renamed");
-        EXPECT_EQ(send(edit(leaf("description", "renamed"))),
-                  Messages{sent(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, record)});
-        record.op = 0;
-        EXPECT_EQ(send(edit(deletion("description"))),
-                  Messages{sent(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, record)});
-
-        record = globle_record(1, neighbor);
-        record.ebgp_multihop = 17;
-        EXPECT_EQ(send(edit(leaf("ebgp-multihop", "17"))),
-                  Messages{sent(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, record)});
-        record.op = 0;
-        EXPECT_EQ(send(edit(deletion("ebgp-multihop"))),
-                  Messages{sent(BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, record)});
-
-        record = globle_record(0, neighbor);
-        put(record.update_source, neighbor.update_source);
-        EXPECT_EQ(send(edit(deletion("update-source"))),
-                  Messages{sent(BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, record)});
-
-        record = globle_record(1, neighbor);
-        put(record.remote_as, "4294967295");
-        EXPECT_EQ(send(edit(leaf("remote-as", "4294967295"))),
-                  Messages{sent(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, record)});
-    }
+TEST_F(ConfigurationOnDatastore, AsIsCreatedChangedAndDeleted) {
+    create_as();
+    EXPECT_EQ(send(setting("/as", "4294967295")), Messages{as_message(set, 4294967295U)});
+    EXPECT_THAT(datastore.configuration(), HasSubstr("<as>4294967295</as>"));
+    EXPECT_EQ(send(removal("/as")), Messages{as_message(erase, 4294967295U)});
+    EXPECT_EQ(datastore.configuration().find("<as>"), std::string::npos);
 }
 
-TEST_F(ConfigurationOnDatastore, FamilySettingsChangeLeafByLeaf) {
+TEST_F(ConfigurationOnDatastore, ChangesLeafByLeaf) {
     create_all();
-    for (const auto &family : families) {
-        for (const auto &network : family.networks) {
-            const auto edit = [&](const std::string &content) {
-                return family_edit(family,
-                                   container(family, "network",
-                                             element(in_family(family, "family-network"),
-                                                     leaf("prefix", network.prefix) + content)));
-            };
-            EXPECT_EQ(send(edit(leaf("route-map", "OTHER"))),
-                      Messages{network_message(family, 1, {network.prefix, "OTHER", false})});
-            EXPECT_EQ(send(edit(deletion("route-map"))),
-                      Messages{network_message(family, 0, {network.prefix, "OTHER", false})});
-            if (network.backdoor) {
-                EXPECT_EQ(send(edit(deletion("backdoor"))),
-                          Messages{network_message(family, 0, {network.prefix, "", true})});
+    EXPECT_EQ(send(setting("/bgp/router-id", "192.0.2.99")),
+              Messages{router_id_message(set, as, "192.0.2.99")});
+    EXPECT_EQ(send(removal("/bgp/router-id")),
+              Messages{router_id_message(erase, as, "192.0.2.99")});
+    for (const Entry &entry : all_entries()) {
+        for (const Leaf &leaf : entry.leaves) {
+            const std::string path = entry.path + "/" + leaf.name;
+            Leaf now = leaf;
+            if (!leaf.other.empty()) {
+                now.value = leaf.other;
+                EXPECT_EQ(send(setting(path, now.value)), Messages{entry.record(set, {now})});
             }
-            EXPECT_EQ(send(edit("<backdoor/>")),
-                      Messages{network_message(family, 1, {network.prefix, "", true})});
-        }
-        for (const auto &entry : family.redistributions) {
-            const auto edit = [&](const std::string &content) {
-                return family_edit(
-                    family, container(family, "redistribute",
-                                      element(in_family(family, "family-redistribute"),
-                                              leaf("protocol", entry.protocol) +
-                                                  leaf("process", entry.process) + content)));
-            };
-            EXPECT_EQ(send(edit(leaf("route-map", "OTHER"))),
-                      Messages{redistribute_message(family, 1,
-                                                    {entry.protocol, entry.process, "OTHER"})});
-            EXPECT_EQ(send(edit(deletion("route-map"))),
-                      Messages{redistribute_message(family, 0,
-                                                    {entry.protocol, entry.process, "OTHER"})});
+            EXPECT_EQ(send(removal(path)), Messages{entry.record(erase, {now})});
+            EXPECT_EQ(send(setting(path, leaf.value)), Messages{entry.record(set, {leaf})});
         }
     }
 }
 
-TEST_F(ConfigurationOnDatastore, FamilyNeighborsChangeLeafByLeaf) {
+TEST_F(ConfigurationOnDatastore, DeletionOfANeighborsFirstLeafIncludesTheNext) {
     create_all();
-    const Family &family = families[0];
-    for (const auto &neighbor : family.neighbors) {
-        const auto edit = [&](const std::string &content) {
-            return family_edit(
-                family, container(family, "neighbor",
-                                  element("family-neighbor",
-                                          leaf("neighbor-address", neighbor.address) + content)));
-        };
-        auto record = neighbor_record(family, 0, neighbor.address);
-        record.route_reflector_client = 1;
-        EXPECT_EQ(send(edit(deletion("route-reflector-client"))),
-                  Messages{sent(BGP_SUB_NEIGHBOR_ROUTE_REFLECTOR_CLINET, record)});
-        // The deactivation includes the deletion of the other leaf.
-        EXPECT_EQ(send(edit(deletion("activate") + deletion("next-hop-self"))),
-                  Messages{deleted_neighbor(family, neighbor)});
-        record = neighbor_record(family, 1, neighbor.address);
-        record.next_hop_self = 1;
-        EXPECT_EQ(send(edit("<next-hop-self/>")),
-                  Messages{sent(BGP_SUB_NEIGHBOR_NEXT_HOP_SELF, record)});
-    }
-}
-
-TEST_F(ConfigurationOnDatastore, VrfNeighborsChangeLeafByLeaf) {
-    create_all();
-    const Family &family = families[2];
-    for (const auto &neighbor : family.vrf_neighbors) {
-        const auto edit = [&](const std::string &content) {
-            return family_edit(
-                family, container(family, "neighbor",
-                                  element("family-vrf-neighbor",
-                                          leaf("neighbor-address", neighbor.address) + content)));
-        };
-        auto record = neighbor_record(family, 1, neighbor.address);
-        put(record.description, "renamed");
-        EXPECT_EQ(send(edit(leaf("description", "renamed"))),
-                  Messages{sent(BGP_SUB_NEIGHBOR_VRF_DESCRIPTION, record)});
-        record = neighbor_record(family, 1, neighbor.address);
-        record.ebgp_multihop = 200;
-        EXPECT_EQ(send(edit(leaf("ebgp-multihop", "200"))),
-                  Messages{sent(BGP_SUB_NEIGHBOR_VRF_MULTIHOP, record)});
-        record = neighbor_record(family, 0, neighbor.address);
-        record.active = 1;
-        EXPECT_EQ(send(edit(deletion("activate"))),
-                  Messages{sent(BGP_SUB_NEIGHBOR_VRF_ACTIVATE, record)});
-        record = neighbor_record(family, 0, neighbor.address);
-        put(record.update_source, neighbor.update_source);
-        EXPECT_EQ(send(edit(deletion("update-source"))),
-                  Messages{sent(BGP_SUB_NEIGHBOR_VRF_UPDATE_SOURCE, record)});
-        // The deletion of the remote AS includes the deletion of the other leaves.
-        EXPECT_EQ(send(edit(deletion("remote-as") + deletion("description"))),
-                  Messages{deleted_neighbor(family, neighbor)});
+    for (const Entry &entry : all_entries()) {
+        if (entry.is_neighbor) {
+            EXPECT_EQ(send({{Change::remove, entry.path + "/" + entry.leaves[0].name, ""},
+                            {Change::remove, entry.path + "/" + entry.leaves[1].name, ""}}),
+                      Messages{deleted(entry)});
+        }
     }
 }
 
 TEST_F(ConfigurationOnDatastore, IsDeletedPieceByPiece) {
     create_all();
-    for (const auto &neighbor : globle_neighbors) {
-        EXPECT_EQ(
-            send(globle(deletion("globle-neighbor", leaf("neighbor-address", neighbor.address)))),
-            Messages{deleted_neighbor(neighbor)});
+    for (const Entry &entry : all_entries()) {
+        EXPECT_EQ(send(removal(entry.path)), Messages{deleted(entry)});
     }
-    for (const auto &family : families) {
-        for (const auto &network : family.networks) {
-            EXPECT_EQ(
-                send(family_edit(family, container(family, "network",
-                                                   deletion(in_family(family, "family-network"),
-                                                            leaf("prefix", network.prefix))))),
-                Messages{network_message(family, 0, network)});
-        }
-        const auto neighbor_deletion = [&](const std::string &address) {
-            return family_edit(family, container(family, "neighbor",
-                                                 deletion(in_family(family, "family-neighbor"),
-                                                          leaf("neighbor-address", address))));
-        };
-        for (const auto &neighbor : family.neighbors) {
-            EXPECT_EQ(send(neighbor_deletion(neighbor.address)),
-                      Messages{deleted_neighbor(family, neighbor)});
-        }
-        for (const auto &neighbor : family.vrf_neighbors) {
-            EXPECT_EQ(send(neighbor_deletion(neighbor.address)),
-                      Messages{deleted_neighbor(family, neighbor)});
-        }
-        for (const auto &entry : family.redistributions) {
-            EXPECT_EQ(send(family_edit(family,
-                                       container(family, "redistribute",
-                                                 deletion(in_family(family, "family-redistribute"),
-                                                          leaf("protocol", entry.protocol) +
-                                                              leaf("process", entry.process))))),
-                      Messages{redistribute_message(family, 0, entry)});
-        }
+    for (const FamilyEntry &family : families) {
+        EXPECT_EQ(send(removal(family.path)),
+                  family.is_vrf() ? Messages{vrf(erase, family.family)} : Messages{});
     }
-    for (const auto &family : families) {
-        const Messages expected = family.vrf.empty() ? Messages{} : Messages{vrf_entry(0, family)};
-        EXPECT_EQ(send(router_bgp(element("bgp-" + family_list(family),
-                                          deletion(family_list(family), family_keys(family))))),
-                  expected);
-    }
-    EXPECT_EQ(send(router_bgp(deletion("as"))), Messages{sent(BGP_SUB_BGP_AS, bgp_as_val{0, as})});
+    EXPECT_EQ(send(removal("/as")), Messages{as_message(erase, as)});
 }
 
 TEST_F(ConfigurationOnDatastore, IsDeletedInOneEditWhileTheAsStays) {
     create_all();
     Messages expected;
-    for (const auto &neighbor : globle_neighbors) {
-        expected.push_back(deleted_neighbor(neighbor));
+    for (const Entry &entry : globle_neighbors()) {
+        expected.push_back(deleted(entry));
     }
-    for (const auto &family : families) {
-        add_deleted(expected, family);
+    for (const FamilyEntry &family : families) {
+        if (family.is_vrf()) {
+            expected.emplace_back(vrf(erase, family.family));
+            continue;
+        }
+        for (const Entry &entry : entries_of(family)) {
+            expected.push_back(deleted(entry));
+        }
     }
-    Messages messages = send(router_bgp(deletion("bgp") + deletion("bgp-address-family") +
-                                        deletion("bgp-address-family-vrf")));
+    Messages messages = send({{Change::remove, "/bgp", ""},
+                              {Change::remove, "/bgp-address-family", ""},
+                              {Change::remove, "/bgp-address-family-vrf", ""}});
     // The datastore decides the position of the router identifier among its siblings.
-    const auto found = std::find(messages.begin(), messages.end(), router_id(0, "192.0.2.1"));
+    const auto found = std::find(messages.begin(), messages.end(),
+                                 Sent{router_id_message(erase, as, "192.0.2.1")});
     ASSERT_NE(found, messages.end());
     messages.erase(found);
     EXPECT_EQ(messages, expected);
@@ -598,63 +372,49 @@ TEST_F(ConfigurationOnDatastore, IsDeletedInOneEditWhileTheAsStays) {
 
 TEST_F(ConfigurationOnDatastore, DeletingEverythingSendsTheAsOnly) {
     create_all();
-    EXPECT_EQ(send(R"(<router-bgp xmlns="urn:orv:params:xml:ns:yang:orv_bgp")"
-                   R"( xmlns:nc="urn:ietf:params:xml:ns:netconf:base:1.0")"
-                   R"( nc:operation="delete"/>)"),
-              Messages{sent(BGP_SUB_BGP_AS, bgp_as_val{0, as})});
+    EXPECT_EQ(send(removal("")), Messages{as_message(erase, as)});
     EXPECT_EQ(datastore.configuration().find("router-bgp"), std::string::npos);
 }
 
 TEST_F(ConfigurationOnDatastore, RefusalInTheMiddleEndsTheEditAndLeavesTheDatastoreAsItWas) {
-    datastore.edit(router_bgp(leaf("as", "65001")));
-    received();
+    create_as();
     const std::string before = datastore.configuration();
     daemon.answer_next(configd::ResultCode{0});
     daemon.answer_next(configd::ResultCode{SR_ERR_NO_EXISTS_CONFIG});
-    std::string networks;
-    for (const auto &network : families[0].networks) {
-        networks += xml(families[0], network);
-    }
-    EXPECT_NE(datastore.edit(family_edit(families[0], container(families[0], "network", networks)))
-                  .exit_code,
-              0);
-    EXPECT_EQ(received(), (Messages{network_message(families[0], 1, families[0].networks[0]),
-                                    network_message(families[0], 1, families[0].networks[1])}));
+    const std::vector<Entry> entries = entries_of(families[0]);
+    EXPECT_EQ(client.edit(creation(entries)).code, SR_ERR_CALLBACK_FAILED);
+    EXPECT_EQ(received(), (Messages{entries[0].record(set, entries[0].leaves),
+                                    entries[1].record(set, entries[1].leaves)}));
     EXPECT_EQ(datastore.configuration(), before);
 }
 
 TEST_F(ConfigurationOnDatastore, TextThatFillsItsFieldInBytesIsTakenAndALongerOneIsRefused) {
-    datastore.edit(router_bgp(leaf("as", "65001")));
-    received();
+    create_as();
     // The model counts characters, the record bytes: "é" takes two.
-    const auto described = [](std::size_t letters, const std::string &more) {
-        std::string text = more;
+    const auto described = [](std::size_t letters, std::string text) {
+        const std::string path = "/bgp/bgp-globle-neighbors/globle-neighbor[neighbor-address='a']";
         for (std::size_t i = 0; i < letters; ++i) {
             text += "\u00e9";
         }
-        return globle(element("globle-neighbor", leaf("neighbor-address", "192.0.2.11") +
-                                                     leaf("remote-as", "1") +
-                                                     leaf("description", text)));
+        return Changes{{Change::set, path + "/remote-as", "1"},
+                       {Change::set, path + "/description", text}};
     };
-    EXPECT_NE(datastore.edit(described(41, "")).exit_code, 0) << "82 bytes";
+    EXPECT_NE(client.edit(described(41, "")).code, SR_ERR_OK) << "82 bytes";
     received();
     EXPECT_EQ(send(described(40, "x")).size(), 2U) << "81 bytes";
 }
 
 TEST_F(ConfigurationOnDatastore, ThousandNetworksAreAThousandRecords) {
-    datastore.edit(router_bgp(leaf("as", "65001")));
-    received();
-    std::string networks;
+    create_as();
+    std::vector<Entry> entries;
     Messages expected;
     for (int i = 0; i < 1000; ++i) {
-        const Network network{"10." + std::to_string(i / 250) + "." + std::to_string(i % 250) +
-                                  ".0/24",
-                              "MAP", false};
-        networks += xml(families[0], network);
-        expected.push_back(network_message(families[0], 1, network));
+        const std::string prefix =
+            "10." + std::to_string(i / 250) + "." + std::to_string(i % 250) + ".0/24";
+        entries.push_back(network_entry(families[0], prefix, {{"route-map", "MAP"}}));
+        add_created(expected, entries.back());
     }
-    EXPECT_EQ(send(family_edit(families[0], container(families[0], "network", networks))),
-              expected);
+    EXPECT_EQ(send(creation(entries)), expected);
 }
 
 } // namespace

@@ -4,16 +4,14 @@
 #include "netconf_bgp_public.h"
 #include "recording_daemon.h"
 #include "sample_replies.h"
+#include "soak/session.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sysrepo.h>
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -34,23 +32,44 @@ using testing::Not;
 
 class QueriesOnDatastore : public testing::Test {
   protected:
-    void reply(std::int32_t sub_mod, std::string payload) {
-        daemon.answer_next(configd::Reply{MODULE_ID_BGP, sub_mod, 0, std::move(payload)});
-    }
-
-    // Sends an RPC that must succeed and returns the query that the plug-in sent.
-    std::string query_of(std::int32_t sub_mod, const std::string &payload,
-                         const std::string &call) {
-        reply(sub_mod, payload);
+    // Sends an RPC, which must succeed with this reply, and checks the query that the plug-in sent.
+    template <typename Record>
+    void expect_query(std::int32_t sub_mod, const Record &query, const std::string &payload,
+                      const std::string &call) {
+        daemon.answer_next(configd::Reply{MODULE_ID_BGP, sub_mod, 0, payload});
         outcome = datastore.call(call);
         EXPECT_EQ(outcome.exit_code, 0) << call << "\n" << outcome.output;
         const auto messages = daemon.take_messages();
-        if (messages.size() != 1 || messages[0].sub_mod != sub_mod) {
-            ADD_FAILURE() << call << " sent " << messages.size() << " messages";
-            return "";
+        ASSERT_EQ(messages.size(), 1U) << call;
+        EXPECT_EQ(messages[0].bytes,
+                  configd::make_message(MODULE_ID_BGP, sub_mod, bytes_of(query)).bytes)
+            << call << "\n"
+            << readable(messages[0]);
+    }
+    void expect_query(const bgp_rpc_ip_bgp_summary_input &query, const std::string &input = "",
+                      const std::string &payload = summary_payload(2)) {
+        expect_query(21, query, payload, rpc("ip-bgp-summary", input));
+    }
+    void expect_query(const bgp_rpc_ip_bgp_neighbor_input &query, const std::string &input = "") {
+        expect_query(20, query, neighbor_payload(), rpc("ip-bgp-neighbor", input));
+    }
+    void expect_query(const bgp_rpc_ip_bgp_info_input &query, const std::string &input = "") {
+        expect_query(19, query, info_payload(), rpc("ip-bgp-info", input));
+    }
+    void expect_query(const bgp_rpc_ip_bgp_evpn &query, const std::string &input = "") {
+        expect_query(18, query, evpn_payload(), rpc("ip-bgp-evpn", input));
+    }
+    void expect_query(const bgp_rpc_clear_ip_bgp_input &query, const std::string &input = "") {
+        expect_query(22, query, "", rpc("clear-ip-bgp", input));
+    }
+
+    // The query for the summary without an input.
+    const bgp_rpc_ip_bgp_summary_input all_neighbors{0, {}, 0, 1};
+
+    void expect_output(const std::vector<const char *> &parts) const {
+        for (const char *part : parts) {
+            EXPECT_THAT(outcome.output, HasSubstr(part));
         }
-        EXPECT_EQ(messages[0].bytes.substr(8, 4), std::string(4, '\0')) << "resValue";
-        return std::string(messages[0].payload());
     }
 
     Datastore datastore;
@@ -60,109 +79,78 @@ class QueriesOnDatastore : public testing::Test {
 };
 
 TEST_F(QueriesOnDatastore, SummaryWithAllItsInputs) {
-    bgp_rpc_ip_bgp_summary_input query{};
-    query.all = 1;
-    EXPECT_EQ(query_of(21, summary_payload(2), rpc("ip-bgp-summary")), bytes_of(query));
-    EXPECT_THAT(outcome.output, HasSubstr("<as>65001</as>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<neighbor>10.0.0.1</neighbor>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<msg-sent>12</msg-sent>"));
-
+    expect_query(all_neighbors);
+    expect_output({"<as>65001</as>", "<neighbor>10.0.0.1</neighbor>", "<msg-sent>12</msg-sent>"});
+    bgp_rpc_ip_bgp_summary_input query = all_neighbors;
     query.input_cnt = 1;
     put(query.vrf_name, "red");
-    EXPECT_EQ(query_of(21, summary_payload(1), rpc("ip-bgp-summary", "<vrf-name>red</vrf-name>")),
-              bytes_of(query));
+    expect_query(query, "<vrf-name>red</vrf-name>");
     query.input_cnt = 2;
     query.ip_type = 2;
-    EXPECT_EQ(query_of(21, summary_payload(1),
-                       rpc("ip-bgp-summary", "<vrf-name>red</vrf-name><ip-type>IPV6</ip-type>")),
-              bytes_of(query));
-    query = {};
+    expect_query(query, "<vrf-name>red</vrf-name><ip-type>IPV6</ip-type>");
+    query = all_neighbors;
     query.input_cnt = 1;
     query.ip_type = 1;
-    query.all = 1;
-    EXPECT_EQ(query_of(21, summary_payload(1), rpc("ip-bgp-summary", "<ip-type>IPV4</ip-type>")),
-              bytes_of(query));
-}
-
-TEST_F(QueriesOnDatastore, SummaryWithoutNeighborsIsEmpty) {
-    query_of(21, summary_payload(0), rpc("ip-bgp-summary"));
+    expect_query(query, "<ip-type>IPV4</ip-type>");
+    expect_query(all_neighbors, "", summary_payload(0));
     EXPECT_THAT(outcome.output, Not(HasSubstr("<neighbors>")));
 }
 
 TEST_F(QueriesOnDatastore, NeighborWithEachOfItsInputs) {
     bgp_rpc_ip_bgp_neighbor_input query{};
     query.all = 1;
-    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor")), bytes_of(query));
-    EXPECT_THAT(outcome.output, HasSubstr("<vrf-name/>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<remote-as>7</remote-as>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<local-as>4200000000</local-as>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<afi>AFI_L2VPN</afi>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<mask>0</mask>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<route-reflector-client>true</route-reflector-client>"));
-    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor", "<all/>")), bytes_of(query));
-
+    expect_query(query);
+    expect_output({"<vrf-name/>", "<remote-as>7</remote-as>", "<local-as>4200000000</local-as>",
+                   "<afi>AFI_L2VPN</afi>", "<mask>0</mask>",
+                   "<route-reflector-client>true</route-reflector-client>"});
+    expect_query(query, "<all/>");
     query = {};
     put(query.neighbor_addr, "10.0.0.1");
-    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor", "<ipaddr>10.0.0.1</ipaddr>")),
-              bytes_of(query));
+    expect_query(query, "<ipaddr>10.0.0.1</ipaddr>");
     query = {};
     put(query.vrf_name, "red");
-    EXPECT_EQ(query_of(20, neighbor_payload(), rpc("ip-bgp-neighbor", "<vrf-name>red</vrf-name>")),
-              bytes_of(query));
-    query = {};
-    EXPECT_EQ(query_of(20, neighbor_payload(),
-                       rpc("ip-bgp-neighbor", "<ipaddr>10.0.0.1</ipaddr><vrf-name>red</vrf-name>")),
-              bytes_of(query))
-        << "only a single input is decoded";
+    expect_query(query, "<vrf-name>red</vrf-name>");
+    query = {}; // only a single input is decoded
+    expect_query(query, "<ipaddr>10.0.0.1</ipaddr><vrf-name>red</vrf-name>");
 }
 
 TEST_F(QueriesOnDatastore, InformationWithEachOfItsInputs) {
     bgp_rpc_ip_bgp_info_input query{};
     query.ip_type = 1;
     query.all = 1;
-    EXPECT_EQ(query_of(19, info_payload(), rpc("ip-bgp-info")), bytes_of(query));
-    EXPECT_THAT(outcome.output, HasSubstr("<network>10.0.0.0</network>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<mask-len>16</mask-len>"));
-    EXPECT_THAT(outcome.output, HasSubstr("<source-type>local</source-type>"));
+    expect_query(query);
+    expect_output({"<network>10.0.0.0</network>", "<mask-len>16</mask-len>",
+                   "<source-type>local</source-type>"});
     EXPECT_THAT(outcome.output, Not(HasSubstr("loc-prf")));
-
     query = {};
     query.input_cnt = 1;
     query.all = 2;
-    EXPECT_EQ(query_of(19, info_payload(), rpc("ip-bgp-info", "<all/>")), bytes_of(query));
-    query = {};
+    expect_query(query, "<all/>");
+    const std::string vrf(63, 'v');
     query.input_cnt = 5;
-    query.all = 2;
     query.ip_type = 1;
-    put(query.vrf_name, std::string(63, 'v'));
+    put(query.vrf_name, vrf);
     put(query.ipaddr, "255.255.255.255");
     put(query.ipaddr_str, "255.255.255.255/32");
-    EXPECT_EQ(query_of(19, info_payload(),
-                       rpc("ip-bgp-info", "<vrf-name>" + std::string(63, 'v') +
-                                              "</vrf-name><ip-type>IPV4</ip-type><all/>"
-                                              "<ipv4-address>255.255.255.255</ipv4-address>"
-                                              "<ip-str>255.255.255.255/32</ip-str>")),
-              bytes_of(query));
+    expect_query(query, "<vrf-name>" + vrf +
+                            "</vrf-name><ip-type>IPV4</ip-type><all/>"
+                            "<ipv4-address>255.255.255.255</ipv4-address>"
+                            "<ip-str>255.255.255.255/32</ip-str>");
 }
 
 TEST_F(QueriesOnDatastore, EvpnWithEachOfItsInputs) {
     bgp_rpc_ip_bgp_evpn query{};
     query.type = 0xffffffff;
-    EXPECT_EQ(query_of(18, evpn_payload(), rpc("ip-bgp-evpn", "<get-all/>")), bytes_of(query));
-    for (const char *part :
-         {"<route-distinguisher>65001:1</route-distinguisher>", "<valid-flag>valid</valid-flag>",
-          "<source-type>local</source-type>", "<lable-info>10001</lable-info>",
-          "<LocPrf>100</LocPrf>", "<Weight>32768</Weight>", "<path>64496 i</path>"}) {
-        EXPECT_THAT(outcome.output, HasSubstr(part));
-    }
+    expect_query(query, "<get-all/>");
+    expect_output({"<route-distinguisher>65001:1</route-distinguisher>",
+                   "<valid-flag>valid</valid-flag>", "<source-type>local</source-type>",
+                   "<lable-info>10001</lable-info>", "<LocPrf>100</LocPrf>",
+                   "<Weight>32768</Weight>", "<path>64496 i</path>"});
     query.type = 5;
-    EXPECT_EQ(query_of(18, evpn_payload(), rpc("ip-bgp-evpn", "<evpn-type>5</evpn-type>")),
-              bytes_of(query));
+    expect_query(query, "<evpn-type>5</evpn-type>");
     query = {};
     put(query.evpn_route_str, "[5]:[0]:[24]:[10.1.0.0]");
-    EXPECT_EQ(query_of(18, evpn_payload(),
-                       rpc("ip-bgp-evpn", "<evpn-route>[5]:[0]:[24]:[10.1.0.0]</evpn-route>")),
-              bytes_of(query));
+    expect_query(query, "<evpn-route>[5]:[0]:[24]:[10.1.0.0]</evpn-route>");
 }
 
 TEST_F(QueriesOnDatastore, ClearWithEachOfItsInputs) {
@@ -170,17 +158,14 @@ TEST_F(QueriesOnDatastore, ClearWithEachOfItsInputs) {
     daemon.take_messages();
     bgp_rpc_clear_ip_bgp_input query{};
     query.clear_all = 1;
-    EXPECT_EQ(query_of(22, "", rpc("clear-ip-bgp")), bytes_of(query));
-    const std::pair<const char *, std::uint32_t> types[] = {{"in", 1}, {"out", 2}, {"soft", 3}};
-    for (const auto &[name, number] : types) {
-        query = {};
-        query.reconfig_type = number;
-        put(query.address_family.vrf_name, std::string(64, 'v'));
-        EXPECT_EQ(query_of(22, "",
-                           rpc("clear-ip-bgp", std::string("<reconfig-type>") + name +
-                                                   "</reconfig-type><vrf-name>" +
-                                                   std::string(64, 'v') + "</vrf-name>")),
-                  bytes_of(query));
+    expect_query(query);
+    const std::string vrf(64, 'v');
+    query = {};
+    put(query.address_family.vrf_name, vrf);
+    for (const std::string type : {"in", "out", "soft"}) {
+        ++query.reconfig_type;
+        expect_query(query,
+                     "<reconfig-type>" + type + "</reconfig-type><vrf-name>" + vrf + "</vrf-name>");
     }
 }
 
@@ -196,7 +181,7 @@ TEST_F(QueriesOnDatastore, InputThatIsTooLongForItsFieldIsRefusedBeforeAnythingI
 }
 
 TEST_F(QueriesOnDatastore, ReplyOfATableOfAThousandEntriesArrivesWhole) {
-    query_of(21, summary_payload(1000), rpc("ip-bgp-summary"));
+    expect_query(all_neighbors, "", summary_payload(1000));
     // Not HasSubstr, which would print all of them.
     EXPECT_NE(outcome.output.find("<neighbor>10.0.3.231</neighbor>"), std::string::npos);
 }
@@ -206,36 +191,9 @@ TEST_F(QueriesOnDatastore, TextsThatFillTheirFieldsAreTaken) {
     std::memset(payload.data(), '6', 21 + 47);           // as, router_id
     std::memset(payload.data() + 84, 'n', 47);           // neighbor
     std::memset(payload.data() + 84 + 92, 's', 33 + 33); // up_down, state_pfxrcd
-    query_of(21, payload, rpc("ip-bgp-summary"));
+    expect_query(all_neighbors, "", payload);
     EXPECT_THAT(outcome.output, HasSubstr("<neighbor>" + std::string(47, 'n') + "</neighbor>"));
 }
-
-// The library's own client, for many RPCs.
-class Client {
-  public:
-    Client() {
-        if (sr_connect(SR_CONN_DEFAULT, &connection_) != SR_ERR_OK ||
-            sr_session_start(connection_, SR_DS_RUNNING, &session_) != SR_ERR_OK) {
-            throw std::runtime_error("no connection to the datastore");
-        }
-    }
-    Client(const Client &) = delete;
-    Client &operator=(const Client &) = delete;
-    ~Client() { sr_disconnect(connection_); }
-
-    // Returns the number of output values.
-    std::size_t call(const char *path) {
-        sr_val_t *output = nullptr;
-        std::size_t count = 0;
-        EXPECT_EQ(sr_rpc_send(session_, path, nullptr, 0, 0, &output, &count), SR_ERR_OK);
-        sr_free_values(output, count);
-        return count;
-    }
-
-  private:
-    sr_conn_ctx_t *connection_ = nullptr;
-    sr_session_ctx_t *session_ = nullptr;
-};
 
 class ManyQueriesOnDatastore : public QueriesOnDatastore,
                                public testing::WithParamInterface<std::uint32_t> {};
@@ -248,10 +206,12 @@ TEST_P(ManyQueriesOnDatastore, LeaveMemoryAndDescriptorsWhereTheyWere) {
     // An RPC that fails after its first values, for an unknown address family, would
     // leave them behind; the RPCs here all succeed.
     daemon.answer_otherwise(configd::Reply{MODULE_ID_BGP, 21, 0, summary_payload(GetParam())});
-    Client client;
+    soak::Session client;
     const auto call = [&](int times) {
         for (int i = 0; i < times; ++i) {
-            ASSERT_GE(client.call("/orv_bgp:ip-bgp-summary"), 9U * GetParam());
+            soak::Answer answer;
+            ASSERT_EQ(client.call("ip-bgp-summary", {}, answer).code, SR_ERR_OK);
+            ASSERT_GE(answer.size(), 9U * GetParam());
             daemon.take_messages();
         }
     };

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -303,6 +304,96 @@ TEST_F(Bgpctl, StatusSaysWhatToDo) {
         std::make_unique<Process>(BGPCTL, std::vector<std::string>{"status", "--wait", "60"});
     host.emplace(datastore);
     EXPECT_EQ(waiting->finish().exit_code, 0);
+}
+
+// --- Trace ------------------------------------------------------------------------------------
+
+class BgpctlTrace : public Bgpctl {
+  protected:
+    void SetUp() override {
+        if (Host::is_sanitized()) {
+            GTEST_SKIP() << "by design: a sanitized plug-in loads into the sanitized host alone";
+        }
+    }
+
+    void edit_as(int as) const { edit(router_bgp(element("as", std::to_string(as)))); }
+
+    static Outcome trace(std::vector<std::string> arguments, pid_t process) {
+        arguments.insert(arguments.begin(), "trace");
+        arguments.insert(arguments.end(), {"--pid", std::to_string(process)});
+        return bgpctl(std::move(arguments));
+    }
+
+    // The output of the host until the text, which must come before the host ends.
+    std::string printed_up_to(const std::string &text) {
+        std::string output;
+        while (output.find(text) == std::string::npos) {
+            if (!host->process().read_more(output)) {
+                ADD_FAILURE() << "not printed: " << text;
+                break;
+            }
+        }
+        return output;
+    }
+
+    pid_t pid = host->process().pid();
+};
+
+TEST_F(BgpctlTrace, LinesArePrintedAtOnceWhileASwitchIsOn) {
+    edit_as(1);
+    EXPECT_EQ(trace({"on"}, pid).exit_code, 0);
+    edit_as(2);
+    // The host has flushed the lines and still runs.
+    EXPECT_THAT(printed_up_to("as:2 bgp_as.op:1"),
+                AllOf(Not(HasSubstr("as:1 ")), Not(HasSubstr("sendAndGetResponseCode"))));
+    EXPECT_EQ(trace({"on", "--transport"}, pid).exit_code, 0);
+    edit_as(3);
+    printed_up_to("sendAndGetResponseCode:res is 0");
+    EXPECT_EQ(trace({"off"}, pid).exit_code, 0);
+    edit_as(4);
+    host->terminate();
+    EXPECT_THAT(host->process().read_all(),
+                AllOf(Not(HasSubstr("as:4 ")), Not(HasSubstr("sendAndGetResponseCode:res"))));
+}
+
+TEST_F(BgpctlTrace, StatusSaysWhatIsOn) {
+    const struct {
+        std::vector<std::string> arguments;
+        const char *debug;
+        const char *transport;
+    } rows[] = {
+        {{"status"}, "off", "off"},          {{"on"}, "on", "off"},
+        {{"on", "--transport"}, "on", "on"}, {{"off", "--transport"}, "on", "off"},
+        {{"status"}, "on", "off"},           {{"off"}, "off", "off"},
+    };
+    const std::string process = "process " + std::to_string(pid) + ": ";
+    for (const auto &row : rows) {
+        const Outcome outcome = trace(row.arguments, pid);
+        EXPECT_EQ(outcome.exit_code, 0);
+        EXPECT_EQ(outcome.output, process + "debug_bgp       " + row.debug + "\n" + process +
+                                      "com_printf_flag " + row.transport + "\n");
+    }
+}
+
+TEST_F(BgpctlTrace, ErrorsSayWhatIsWrong) {
+    const auto expect_error = [](const Outcome &outcome, const char *why) {
+        EXPECT_EQ(outcome.exit_code, 1);
+        EXPECT_THAT(outcome.output, HasSubstr(why));
+    };
+    EXPECT_NE(bgpctl({"trace", "on", "--pid"}).exit_code, 0);
+    expect_error(trace({"on"}, 999999999), "there is no process 999999999");
+    const Process other("sleep", {"1000"});
+    expect_error(trace({"status"}, other.pid()), "has not loaded orv_bgp_plugin.so");
+
+    // Another process that has loaded the plug-in.
+    const auto plugin = datastore.directory() / "plugins/orv_bgp_plugin.so";
+    const Process second("env", {"LD_PRELOAD=" + plugin.string(), "sleep", "1000"});
+    while (trace({"status"}, second.pid()).exit_code != 0) {
+    }
+    expect_error(bgpctl({"trace", "status"}), "--pid");
+
+    std::filesystem::remove(plugin);
+    expect_error(trace({"on"}, pid), "restart the host");
 }
 
 // --- What cannot be done ------------------------------------------------------------------------
