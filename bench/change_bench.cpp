@@ -186,7 +186,7 @@ void change(benchmark::State &state, const Workload &workload, std::size_t count
     }
 }
 
-const bool registered = [] {
+const bool changes_registered = [] {
     for (const Workload &workload : workloads) {
         for (const std::size_t count : {100U, 1000U, 10000U, 100000U}) {
             const std::string name =

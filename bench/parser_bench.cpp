@@ -190,7 +190,7 @@ void parse(benchmark::State &state, const ReplyKind &kind, std::uint32_t entries
     state.counters["values"] = values;
 }
 
-const bool registered = [] {
+const bool parsers_registered = [] {
     for (const ReplyKind &kind : bench::reply_kinds()) {
         for (const std::uint32_t entries : {std::uint32_t{10}, kind.most_entries()}) {
             const std::string size = entries == 10 ? "10 entries" : "10 MiB";

@@ -127,9 +127,9 @@ TEST(Program, AnswersFromItsConfigurationAndTheStateFile) {
         client.ask(settings::globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, 1, "192.0.2.11")),
         0);
 
-    const std::string summary = ask(client, summary_query());
-    EXPECT_STREQ(summary.data() + 84, "192.0.2.11");
-    EXPECT_STREQ(summary.data() + 84 + 125, "118");
+    const std::string neighbors = ask(client, summary_query());
+    EXPECT_STREQ(neighbors.data() + 84, "192.0.2.11");
+    EXPECT_STREQ(neighbors.data() + 84 + 125, "118");
 
     // Five routes with 3 flags each, 3 of them with two texts, and 6 next hops.
     const std::string routes = ask(client, evpn_query(all_types));

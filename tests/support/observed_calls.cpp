@@ -12,14 +12,14 @@ namespace {
 
 constexpr int unobserved_fill = 0xa5;
 
-thread_local support::ObservedCalls *observer = nullptr;
+thread_local support::ObservedCalls *observing = nullptr;
 
 // Recording allocates memory itself; these allocations are not recorded.
 void see(const char *name, int descriptor, std::size_t size) {
-    support::ObservedCalls *current = observer;
-    observer = nullptr;
+    support::ObservedCalls *current = observing;
+    observing = nullptr;
     current->calls.push_back({name, descriptor, size});
-    observer = current;
+    observing = current;
 }
 
 } // namespace
@@ -27,7 +27,7 @@ void see(const char *name, int descriptor, std::size_t size) {
 namespace support {
 
 ObservedCalls::ObservedCalls() {
-    observer = this;
+    observing = this;
 }
 
 ObservedCalls::~ObservedCalls() {
@@ -35,7 +35,7 @@ ObservedCalls::~ObservedCalls() {
 }
 
 void ObservedCalls::end() {
-    observer = nullptr;
+    observing = nullptr;
 }
 
 std::size_t ObservedCalls::count(const std::string &name) const {
@@ -66,82 +66,82 @@ int __real_setsockopt(int descriptor, int level, int name, const void *value, so
 int __real_close(int descriptor);
 
 void *__wrap_malloc(std::size_t size) {
-    if (observer == nullptr) {
+    if (observing == nullptr) {
         // The plug-in does not set a request's result value, so for valgrind this
         // fills the memory.
         void *memory = __real_malloc(size);
         return memory == nullptr ? nullptr : std::memset(memory, unobserved_fill, size);
     }
     see("malloc", -1, size);
-    if (observer->malloc_fails) {
+    if (observing->malloc_fails) {
         return nullptr;
     }
     void *memory = __real_malloc(size);
     if (memory != nullptr) {
-        std::memset(memory, observer->malloc_fill, size);
+        std::memset(memory, observing->malloc_fill, size);
     }
     return memory;
 }
 
 ssize_t __wrap_read(int descriptor, void *buffer, std::size_t size) {
-    if (observer != nullptr) {
+    if (observing != nullptr) {
         see("read", descriptor, size);
-        if (observer->read_answer) {
-            return observer->read_answer(static_cast<char *>(buffer), size);
+        if (observing->read_answer) {
+            return observing->read_answer(static_cast<char *>(buffer), size);
         }
     }
     return __real_read(descriptor, buffer, size);
 }
 
 ssize_t __wrap_write(int descriptor, const void *buffer, std::size_t size) {
-    if (observer != nullptr) {
+    if (observing != nullptr) {
         see("write", descriptor, size);
-        if (observer->write_answer) {
-            return observer->write_answer(static_cast<const char *>(buffer), size);
+        if (observing->write_answer) {
+            return observing->write_answer(static_cast<const char *>(buffer), size);
         }
     }
     return __real_write(descriptor, buffer, size);
 }
 
 int __wrap_select(int count, fd_set *reads, fd_set *writes, fd_set *errors, timeval *limit) {
-    if (observer != nullptr) {
+    if (observing != nullptr) {
         see("select", count - 1, static_cast<std::size_t>(limit->tv_sec));
-        if (observer->select_result) {
-            return *observer->select_result;
+        if (observing->select_result) {
+            return *observing->select_result;
         }
     }
     return __real_select(count, reads, writes, errors, limit);
 }
 
 int __wrap_socket(int domain, int type, int protocol) {
-    if (observer != nullptr) {
+    if (observing != nullptr) {
         see("socket", -1, 0);
-        if (observer->socket_result) {
-            return *observer->socket_result;
+        if (observing->socket_result) {
+            return *observing->socket_result;
         }
     }
     return __real_socket(domain, type, protocol);
 }
 
 int __wrap_connect(int descriptor, const sockaddr *address, socklen_t length) {
-    if (observer != nullptr) {
+    if (observing != nullptr) {
         see("connect", descriptor, length);
-        if (observer->connect_result) {
-            return *observer->connect_result;
+        if (observing->connect_result) {
+            return *observing->connect_result;
         }
     }
     return __real_connect(descriptor, address, length);
 }
 
 int __wrap_setsockopt(int descriptor, int level, int name, const void *value, socklen_t length) {
-    if (observer != nullptr && level == SOL_SOCKET && name == SO_REUSEADDR) {
+    if (observing != nullptr && level == SOL_SOCKET && name == SO_REUSEADDR) {
         see("setsockopt", descriptor, length);
     }
     return __real_setsockopt(descriptor, level, name, value, length);
 }
 
 int __wrap_close(int descriptor) {
-    if (observer != nullptr) {
+    if (observing != nullptr) {
         see("close", descriptor, 0);
     }
     return __real_close(descriptor);

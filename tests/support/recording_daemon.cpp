@@ -69,4 +69,12 @@ void RecordingDaemon::seen(const configd::ConnectionEvent &event) {
     changed_.notify_all();
 }
 
+std::vector<std::string> in_pieces(const std::string &bytes, std::size_t first, std::size_t size) {
+    std::vector<std::string> pieces = {bytes.substr(0, first)};
+    for (std::size_t i = first; i < bytes.size(); i += size) {
+        pieces.push_back(bytes.substr(i, size));
+    }
+    return pieces;
+}
+
 } // namespace support

@@ -54,6 +54,10 @@ class RecordingDaemon : private configd::Handler {
     std::thread thread_;
 };
 
+// `bytes` as they arrive: a first piece of `first` bytes, then pieces of `size` bytes.
+std::vector<std::string> in_pieces(const std::string &bytes, std::size_t first,
+                                   std::size_t size = 65536);
+
 } // namespace support
 
 #endif

@@ -15,16 +15,16 @@ using support::bytes_of;
 using support::CapturedOutput;
 using support::Records;
 
-constexpr const char *subscription = "/orv_bgp:router-bgp/as";
+constexpr const char *as_path = "/orv_bgp:router-bgp/as";
 
 scripted::Value as_leaf(std::uint32_t number) {
-    return scripted::number(subscription, number);
+    return scripted::number(as_path, number);
 }
 
 class AsChange : public support::ChangeCallbackTest {
   protected:
     static int change(std::vector<scripted::Change> changes) {
-        return run(bgp_config_as_change_cb, subscription, std::move(changes));
+        return run(bgp_config_as_change_cb, as_path, std::move(changes));
     }
     static std::string traced(std::vector<scripted::Change> changes) {
         set_switches(1, 0);

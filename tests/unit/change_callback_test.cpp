@@ -28,8 +28,9 @@ struct Callback {
     friend void PrintTo(const Callback &row, std::ostream *out) { *out << row.name; }
 };
 
-const std::string family = "/orv_bgp:router-bgp/bgp-address-family/address-family";
-const std::string vrf_family = "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf";
+const std::string family_subscription = "/orv_bgp:router-bgp/bgp-address-family/address-family";
+const std::string vrf_family_subscription =
+    "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf";
 const Callback callbacks[] = {
     {"As", bgp_config_as_change_cb, "bgp_config_as_change_cb", "/orv_bgp:router-bgp/as",
      scripted::number("/orv_bgp:router-bgp/as", 65001), false, SR_ERR_OK, "1369", "1378"},
@@ -37,14 +38,16 @@ const Callback callbacks[] = {
      "/orv_bgp:router-bgp/bgp", scripted::text("/orv_bgp:router-bgp/bgp/router-id", "1.1.1.1"),
      true, SR_ERR_INTERNAL, "651", "660"},
     {"Family", bgp_config_address_family_change_cb, "bgp_config_address_family_change_cb",
-     family.c_str(),
-     scripted::node(family + "[afi='AFI_IP'][safi='SAFI_UNICAST']/bgp-family-networks/"
-                             "family-network[prefix='10.1.0.0/16']",
+     family_subscription.c_str(),
+     scripted::node(family_subscription + "[afi='AFI_IP'][safi='SAFI_UNICAST']/bgp-family-networks/"
+                                          "family-network[prefix='10.1.0.0/16']",
                     SR_LIST_T),
      true, SR_ERR_OK, "#", "#"},
     {"VrfFamily", bgp_config_address_family_vrf_change_cb,
-     "bgp_config_address_family_vrf_change_cb", vrf_family.c_str(),
-     scripted::text(vrf_family + "[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']/vrf-name", "red"),
+     "bgp_config_address_family_vrf_change_cb", vrf_family_subscription.c_str(),
+     scripted::text(vrf_family_subscription +
+                        "[afi='AFI_IP'][safi='SAFI_VRF'][vrf-name='red']/vrf-name",
+                    "red"),
      true, SR_ERR_OK, "#", "#"}};
 
 class ChangeCallback : public support::ChangeCallbackTest,

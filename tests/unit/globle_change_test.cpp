@@ -16,22 +16,22 @@ using support::Records;
 
 using Changes = std::vector<scripted::Change>;
 
-const std::string subscription = "/orv_bgp:router-bgp/bgp";
-const std::string list = subscription + "/bgp-globle-neighbors/globle-neighbor";
-const std::string entry = list + "[neighbor-address='10.0.0.1']";
+const std::string bgp_path = "/orv_bgp:router-bgp/bgp";
+const std::string list = bgp_path + "/bgp-globle-neighbors/globle-neighbor";
+const std::string neighbor_entry = list + "[neighbor-address='10.0.0.1']";
 
 scripted::Value router_id() {
-    return scripted::text(subscription + "/router-id", "192.0.2.1");
+    return scripted::text(bgp_path + "/router-id", "192.0.2.1");
 }
 // A node of the neighbor, with this text.
 scripted::Value node(const std::string &name, const std::string &content) {
-    return scripted::text(entry + "/" + name, content);
+    return scripted::text(neighbor_entry + "/" + name, content);
 }
 
 class GlobleChange : public support::ChangeCallbackTest {
   protected:
     static int change(Changes changes) {
-        return run(bgp_config_globle_bgp_change_cb, subscription.c_str(), std::move(changes));
+        return run(bgp_config_globle_bgp_change_cb, bgp_path.c_str(), std::move(changes));
     }
     static bgp_globle_neighbor_config neighbor_record(int op) {
         auto record = support::zeroed<bgp_globle_neighbor_config>();
@@ -44,7 +44,7 @@ class GlobleChange : public support::ChangeCallbackTest {
 };
 
 TEST_F(GlobleChange, NewNeighborIsOneRecordPerSettingWithTheSettingsBeforeIt) {
-    EXPECT_EQ(change({created(scripted::node(entry, SR_LIST_T)),
+    EXPECT_EQ(change({created(scripted::node(neighbor_entry, SR_LIST_T)),
                       created(node("neighbor-address", "10.0.0.1")),
                       created(node("remote-as", "200")), created(node("description", "peer"))}),
               SR_ERR_OK);
@@ -57,7 +57,7 @@ TEST_F(GlobleChange, NewNeighborIsOneRecordPerSettingWithTheSettingsBeforeIt) {
 
 TEST_F(GlobleChange, DeletionOfTheRemoteAsIncludesTheOtherDeletions) {
     EXPECT_EQ(
-        change({deleted(scripted::node(entry, SR_LIST_T)),
+        change({deleted(scripted::node(neighbor_entry, SR_LIST_T)),
                 deleted(node("neighbor-address", "10.0.0.1")), deleted(node("remote-as", "200")),
                 deleted(node("description", "peer")), deleted(node("update-source", "lo"))}),
         SR_ERR_OK);
@@ -109,29 +109,29 @@ class GlobleTrace : public GlobleChange {
 
 TEST_F(GlobleTrace, OfASentSetting) {
     EXPECT_EQ(trace({created(router_id())}), node_lines(0, "router-id") +
-                                                 path_line(subscription + "/router-id") +
+                                                 path_line(bgp_path + "/router-id") +
                                                  sending_lines(44, 2, 0, 0) + not_found + over);
 }
 
 TEST_F(GlobleTrace, OfADeletedRemoteAsAndWhatItCarries) {
     EXPECT_EQ(trace({deleted(node("remote-as", "200")), deleted(node("description", "peer")),
                      created(node("description", "peer"))}),
-              node_lines(2, "remote-as") + path_line(entry + "/remote-as") +
+              node_lines(2, "remote-as") + path_line(neighbor_entry + "/remote-as") +
                   sending_lines(412, 3, 2, 0) + function + "[777] set remote_as_delete_fg = 1\n" +
-                  node_lines(2, "description") + path_line(entry + "/description") +
+                  node_lines(2, "description") + path_line(neighbor_entry + "/description") +
                   send_line(750, 412, 4, 2, 1) + function + "[760] sub_mod:0 continue\n" +
-                  node_lines(0, "description") + path_line(entry + "/description") +
+                  node_lines(0, "description") + path_line(neighbor_entry + "/description") +
                   sending_lines(412, 4, 0, 1) + not_found + over);
 }
 
 TEST_F(GlobleTrace, OfANeighborWithoutASetting) {
     EXPECT_EQ(trace({created(node("neighbor-address", "10.0.0.1"))}),
-              node_lines(0, "neighbor-address") + path_line(entry + "/neighbor-address") +
+              node_lines(0, "neighbor-address") + path_line(neighbor_entry + "/neighbor-address") +
                   not_found + "\nchange cfg for bgp failed:Item not found");
 }
 
 TEST_F(GlobleTrace, OfAContainerEndsWithItsName) {
-    const std::string path = subscription + "/bgp-globle-neighbors";
+    const std::string path = bgp_path + "/bgp-globle-neighbors";
     EXPECT_EQ(trace({created(scripted::node(path, SR_CONTAINER_T))}),
               node_lines(0, "bgp-globle-neighbors") + not_found + over);
 }
@@ -143,10 +143,9 @@ TEST_F(GlobleTrace, OfAParsersError) {
 }
 
 TEST_F(GlobleTrace, OfARefusedSetting) {
-    const std::string lines = node_lines(0, "router-id") + path_line(subscription + "/router-id") +
+    const std::string lines = node_lines(0, "router-id") + path_line(bgp_path + "/router-id") +
                               sending_lines(44, 2, 0, 0) +
-                              "\nchange cfg for bgp from xpath:" + subscription +
-                              "/router-id  failed:";
+                              "\nchange cfg for bgp from xpath:" + bgp_path + "/router-id  failed:";
     daemon.answer_next(configd::ResultCode{SR_ERR_UNSUPPORTED});
     EXPECT_EQ(trace({created(router_id())}), lines + "Operation not supported");
     daemon.answer_next(configd::ResultCode{SR_ERR_NOT_FOUND});

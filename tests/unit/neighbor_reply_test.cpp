@@ -16,14 +16,14 @@ using support::Values;
 using Reallocs = std::vector<std::pair<std::size_t, std::size_t>>;
 
 // A peer and the records of its address families, which it counts.
-struct Peer {
+struct ReportedPeer {
     Record peer;
     std::vector<Record> families = {};
 };
 
-std::string neighbors(std::vector<Peer> peers) {
+std::string neighbors(std::vector<ReportedPeer> peers) {
     std::string bytes = support::packed(static_cast<std::uint32_t>(peers.size()));
-    for (Peer &item : peers) {
+    for (ReportedPeer &item : peers) {
         const auto count = static_cast<std::uint32_t>(item.families.size());
         bytes += item.peer.put("address_family_cnt", count).bytes();
         for (const Record &family : item.families) {
@@ -60,7 +60,7 @@ TEST_F(NeighborReply, ArrayIsSizedOnceFromTheLengthOfTheReply) {
              Row{33, 0, 0, 16 + 4 + 33 * 312, 33 * 20}, //
          }) {
         sysrepo().reallocs.clear();
-        std::vector<Peer> peers;
+        std::vector<ReportedPeer> peers;
         for (std::size_t i = 0; i < row.peers; ++i) {
             peers.push_back({Record(peer_record, 1), {row.families_each, family(2, 1, 1)}});
         }

@@ -20,6 +20,7 @@
 namespace {
 
 using support::CapturedOutput;
+using support::in_pieces;
 using support::ObservedCalls;
 using support::Outputs;
 using support::Record;
@@ -28,7 +29,7 @@ using support::Values;
 
 // --- The queries and a reply to each ------------------------------------------------
 
-struct Query {
+struct AnsweredQuery {
     const char *name;
     sr_rpc_cb callback;
     int sub_mod;
@@ -36,12 +37,12 @@ struct Query {
     Outputs outputs;
 };
 
-Query query_of(const char *name, sr_rpc_cb callback, const support::Parser &parser,
-               const std::string &payload) {
+AnsweredQuery query_of(const char *name, sr_rpc_cb callback, const support::Parser &parser,
+                       const std::string &payload) {
     return {name, callback, parser.sub_mod, payload, parser.expected(payload).outputs};
 }
 
-Query summary_query(unsigned entries) {
+AnsweredQuery answered_summary(unsigned entries) {
     std::string payload = Record(support::summary_block, 0).put("neighbor_number", entries).bytes();
     for (unsigned i = 0; i < entries; ++i) {
         payload += Record(support::summary_entry, i + 1).bytes();
@@ -49,16 +50,17 @@ Query summary_query(unsigned entries) {
     return query_of("summary", ip_bgp_summary_cb, support::summary_parser, payload);
 }
 
-Query sample_query(const char *name, sr_rpc_cb callback, const support::Parser &parser) {
+AnsweredQuery sample_query(const char *name, sr_rpc_cb callback, const support::Parser &parser) {
     return query_of(name, callback, parser, parser.sample());
 }
 
-std::vector<Query> all_queries() {
-    const Query queries[] = {sample_query("evpn", ip_bgp_evpn_cb, support::evpn_parser),
-                             sample_query("info", ip_bgp_info_cb, support::info_parser),
-                             sample_query("neighbor", ip_bgp_neighbor_cb, support::neighbor_parser),
-                             sample_query("summary", ip_bgp_summary_cb, support::summary_parser),
-                             {"clear", clear_ip_bgp_cb, BGP_SUB_RPC_CLEAR_IP_BGP, "done", {}}};
+std::vector<AnsweredQuery> all_queries() {
+    const AnsweredQuery queries[] = {
+        sample_query("evpn", ip_bgp_evpn_cb, support::evpn_parser),
+        sample_query("info", ip_bgp_info_cb, support::info_parser),
+        sample_query("neighbor", ip_bgp_neighbor_cb, support::neighbor_parser),
+        sample_query("summary", ip_bgp_summary_cb, support::summary_parser),
+        {"clear", clear_ip_bgp_cb, BGP_SUB_RPC_CLEAR_IP_BGP, "done", {}}};
     static_assert(std::size(queries) == configd::query_count, "one row for each query");
     return {std::begin(queries), std::end(queries)};
 }
@@ -70,11 +72,11 @@ std::string reply_bytes(int sub_mod, const std::string &payload, std::int32_t le
     const std::int32_t header[] = {module, sub_mod, 0, length == 0 ? whole : length};
     return support::bytes_of(header) + payload;
 }
-std::string reply_bytes(const Query &query) {
+std::string reply_bytes(const AnsweredQuery &query) {
     return reply_bytes(query.sub_mod, query.payload);
 }
 
-int call(const Query &query, Values &output) {
+int call(const AnsweredQuery &query, Values &output) {
     sr_val_t input{}; // selects nothing
     return output.fill([&](sr_val_t **array, size_t *count) {
         return query.callback(scripted::session(), "/orv_bgp:rpc", &input, 0, SR_EV_RPC, 1, array,
@@ -86,7 +88,7 @@ class QueryTransport : public support::PluginTest {
   protected:
     QueryTransport() { configure_as(65001); }
 
-    static void expect_answered(const Query &query) {
+    static void expect_answered(const AnsweredQuery &query) {
         Values output;
         const CapturedOutput printed;
         EXPECT_EQ(call(query, output), SR_ERR_OK) << query.name;
@@ -143,17 +145,8 @@ class PieceDaemon {
     std::thread thread_;
 };
 
-// The first piece of `first` bytes, the others of `size`.
-std::vector<std::string> in_pieces(const std::string &bytes, std::size_t first, std::size_t size) {
-    std::vector<std::string> pieces = {bytes.substr(0, first)};
-    for (std::size_t i = first; i < bytes.size(); i += size) {
-        pieces.push_back(bytes.substr(i, size));
-    }
-    return pieces;
-}
-
 TEST_F(QueryTransport, ReplyInPiecesBehindItsHeaderIsPutTogether) {
-    for (const Query &query : all_queries()) {
+    for (const AnsweredQuery &query : all_queries()) {
         for (const std::size_t size : {1U, 7U, 65536U}) {
             const PieceDaemon daemon(in_pieces(reply_bytes(query), 16, size));
             expect_answered(query);
@@ -165,7 +158,7 @@ TEST_F(QueryTransport, ReplyInPiecesBehindItsHeaderIsPutTogether) {
 
 TEST_F(QueryTransport, ReplyOf10MiBIsAnswered) {
     RecordingDaemon daemon;
-    const Query entry = summary_query(1);
+    const AnsweredQuery entry = answered_summary(1);
     const std::size_t block = support::summary_block.size;
     const std::size_t entries = (support::payload_limit - block) / support::summary_entry.size;
     std::string payload = Record(support::summary_block)
@@ -191,7 +184,7 @@ TEST_F(QueryTransport, ReplyOf10MiBIsAnswered) {
 
 TEST_F(QueryTransport, ReplyThatEndsEarlyIsReadAsFarAsItCame) {
     RecordingDaemon daemon;
-    const Query query = summary_query(2);
+    const AnsweredQuery query = answered_summary(2);
     Outputs expected(query.outputs.begin(), query.outputs.end() - support::summary_entry.leaves());
     append(expected, Record(support::summary_entry).outputs({""}));
     const std::string cut =
@@ -206,7 +199,7 @@ TEST_F(QueryTransport, ReplyThatEndsEarlyIsReadAsFarAsItCame) {
 
 TEST_F(QueryTransport, ReplyThatOnlyLooksLikeOneIsRefusedWithALine) {
     RecordingDaemon daemon;
-    for (const Query &query : all_queries()) {
+    for (const AnsweredQuery &query : all_queries()) {
         if (query.sub_mod == BGP_SUB_RPC_CLEAR_IP_BGP) {
             continue;
         }
@@ -225,7 +218,7 @@ TEST_F(QueryTransport, ReplyThatOnlyLooksLikeOneIsRefusedWithALine) {
 TEST_F(QueryTransport, SilentDaemonGivesThePreviousReplyOnceMore) {
     RecordingDaemon daemon;
     std::size_t queries = 0;
-    for (const Query &query : all_queries()) {
+    for (const AnsweredQuery &query : all_queries()) {
         daemon.answer_next(configd::RawBytes{reply_bytes(query), true});
         expect_answered(query);
         daemon.wait_for_closed(++queries);
@@ -244,13 +237,13 @@ TEST_F(QueryTransport, SilentDaemonGivesThePreviousReplyOnceMore) {
 
 TEST_F(QueryTransport, SilentDaemonsPreviousReplyMayBelongToAnotherQuery) {
     RecordingDaemon daemon;
-    const Query previous = summary_query(2);
+    const AnsweredQuery previous = answered_summary(2);
     daemon.answer_next(configd::RawBytes{reply_bytes(previous), true});
     expect_answered(previous);
     daemon.answer_otherwise(configd::Silence{});
     ObservedCalls observed;
     observed.select_result = 0;
-    for (const Query &query : all_queries()) {
+    for (const AnsweredQuery &query : all_queries()) {
         if (query.sub_mod == BGP_SUB_RPC_CLEAR_IP_BGP) {
             expect_answered(query); // takes any reply
         } else if (query.sub_mod != previous.sub_mod) {

@@ -25,14 +25,14 @@ using testing::HasSubstr;
 using Changes = std::vector<scripted::Change>;
 
 constexpr const char *globle = "/orv_bgp:router-bgp/bgp";
-constexpr const char *family = "/orv_bgp:router-bgp/bgp-address-family/address-family";
+constexpr const char *family_path = "/orv_bgp:router-bgp/bgp-address-family/address-family";
 constexpr const char *vrf_family = "/orv_bgp:router-bgp/bgp-address-family-vrf/address-family-vrf";
 
 const std::string as_path = "/orv_bgp:router-bgp/as";
 const std::string router_path = std::string(globle) + "/router-id";
 const std::string neighbor_path =
     std::string(globle) + "/bgp-globle-neighbors/globle-neighbor[neighbor-address='10.0.0.1']";
-const std::string family_entry = std::string(family) + "[afi='AFI_IP'][safi='SAFI_UNICAST']";
+const std::string family_entry = std::string(family_path) + "[afi='AFI_IP'][safi='SAFI_UNICAST']";
 const std::string network_path =
     family_entry + "/bgp-family-networks/family-network[prefix='10.1.0.0/16']";
 const std::string vrf_entry =
@@ -62,7 +62,7 @@ class EditRefusal : public support::ChangeCallbackTest {
         return edit(bgp_config_globle_bgp_change_cb, globle, std::move(changes), codes);
     }
     int edit_family(Changes changes, const Codes &codes = {}) {
-        return edit(bgp_config_address_family_change_cb, family, std::move(changes), codes);
+        return edit(bgp_config_address_family_change_cb, family_path, std::move(changes), codes);
     }
     // Runs an edit whose records the daemon answers with these codes, then with 0.
     int edit(ChangeCallback callback, const char *subscription, Changes changes,
@@ -132,7 +132,7 @@ TEST_F(EditRefusal, SaysThatNoAsIsConfigured) {
         std::string path;
     } rows[] = {
         {bgp_config_globle_bgp_change_cb, globle, router_path},
-        {bgp_config_address_family_change_cb, family, network_path + "/prefix"},
+        {bgp_config_address_family_change_cb, family_path, network_path + "/prefix"},
         {bgp_config_address_family_vrf_change_cb, vrf_family, vrf_entry + "/vrf-name"},
     };
     for (const auto &row : rows) {
@@ -176,7 +176,7 @@ TEST_F(EditRefusal, SaysWhichKeyIsMissingOrUnknown) {
     };
     for (const auto &row : rows) {
         sysrepo().errors.clear();
-        const std::string path = family + row.keys + "/bgp-family-networks";
+        const std::string path = family_path + row.keys + "/bgp-family-networks";
         EXPECT_EQ(edit_family({created(scripted::node(path, SR_CONTAINER_T))}), 7);
         expect_told(path, row.why);
     }

@@ -13,27 +13,27 @@ using support::Outputs;
 using support::Reply;
 using support::Values;
 
-struct Row {
+struct AnyParser {
     const char *name;
     const support::Parser *parser;
     const char *trace;   // the name in its first trace
     const char *another; // line for another query's reply
     const char *no_room; // line when the array is not available
 
-    friend void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
+    friend void PrintTo(const AnyParser &row, std::ostream *out) { *out << row.name; }
 };
 
 const char *const another = "output data is not bgp and ip bgp info data!\n";
-const Row rows[] = {{"Evpn", &support::evpn_parser, "ip_bgp_evpn_output_parse",
-                     "output data is not bgp and ip bgp evpn data!\n", nullptr},
-                    {"Info", &support::info_parser, "ip_bgp_info_output_parse", another,
-                     "bgp info realloc failed!\n"},
-                    {"Neighbor", &support::neighbor_parser, "ip_bgp_info_neighbor_parse", another,
-                     "bgp neighbor realloc failed!\n"},
-                    {"Summary", &support::summary_parser, "ip_bgp_summary_output_parse", another,
-                     "bgp info realloc failed!\n"}};
+const AnyParser parsers[] = {{"Evpn", &support::evpn_parser, "ip_bgp_evpn_output_parse",
+                              "output data is not bgp and ip bgp evpn data!\n", nullptr},
+                             {"Info", &support::info_parser, "ip_bgp_info_output_parse", another,
+                              "bgp info realloc failed!\n"},
+                             {"Neighbor", &support::neighbor_parser, "ip_bgp_info_neighbor_parse",
+                              another, "bgp neighbor realloc failed!\n"},
+                             {"Summary", &support::summary_parser, "ip_bgp_summary_output_parse",
+                              another, "bgp info realloc failed!\n"}};
 
-class AnyReply : public support::ReplyTest, public testing::WithParamInterface<Row> {
+class AnyReply : public support::ReplyTest, public testing::WithParamInterface<AnyParser> {
   protected:
     AnyReply() : ReplyTest(GetParam().parser->parse, GetParam().parser->sub_mod) {}
 
@@ -54,7 +54,7 @@ class AnyReply : public support::ReplyTest, public testing::WithParamInterface<R
     const std::string payload = GetParam().parser->sample();
 };
 
-INSTANTIATE_TEST_SUITE_P(Every, AnyReply, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Every, AnyReply, testing::ValuesIn(parsers),
                          [](const auto &test) { return test.param.name; });
 
 TEST_P(AnyReply, IsRefusedWithoutAllArguments) {
@@ -105,7 +105,7 @@ TEST_P(AnyReply, IsRefusedWhenItAnswersAnotherQuery) {
 
 // The EVPN parser uses the array as it is.
 class SizedReply : public AnyReply {};
-INSTANTIATE_TEST_SUITE_P(Every, SizedReply, testing::Values(rows[1], rows[2], rows[3]),
+INSTANTIATE_TEST_SUITE_P(Every, SizedReply, testing::Values(parsers[1], parsers[2], parsers[3]),
                          [](const auto &test) { return test.param.name; });
 
 TEST_P(SizedReply, WithoutAnArrayEndsTheCall) {
@@ -123,7 +123,7 @@ TEST_P(SizedReply, WithoutAnArrayEndsTheCall) {
 
 // The number of a peer's address families follows from the reply's length.
 class CountedReply : public AnyReply {};
-INSTANTIATE_TEST_SUITE_P(Every, CountedReply, testing::Values(rows[0], rows[1], rows[3]),
+INSTANTIATE_TEST_SUITE_P(Every, CountedReply, testing::Values(parsers[0], parsers[1], parsers[3]),
                          [](const auto &test) { return test.param.name; });
 
 TEST_P(CountedReply, IsReadWhateverLengthItAnnounces) {

@@ -437,7 +437,7 @@ TEST_F(Request, EveryEventButAnRpcIsRefused) {
 
 // --- EVPN routes ---------------------------------------------------------------------
 
-struct Query {
+struct FilledQuery {
     std::vector<scripted::Value> inputs;
     Record expected;
 };
@@ -445,7 +445,7 @@ struct Query {
 TEST_F(Request, EvpnInputsBecomeTheQuery) {
     const Record nothing(evpn_query);
     const Record all = Record(evpn_query).put("type", 0xFFFFFFFF);
-    const std::vector<Query> rows = {
+    const std::vector<FilledQuery> rows = {
         {{empty(evpn, "get-all")}, all},
         {{number(evpn, "evpn-type", 2)}, Record(evpn_query).put("type", 2)},
         {{number(evpn, "evpn-type", 0)}, nothing},
@@ -471,7 +471,7 @@ TEST_F(Request, EvpnInputsBecomeTheQuery) {
         {{number(evpn, "evpn-type", 3), text(evpn, "evpn-route", "[2]"), empty(evpn, "get-all")},
          Record(evpn_query).put("type", 3)},
     };
-    for (const Query &row : rows) {
+    for (const FilledQuery &row : rows) {
         EXPECT_EQ(query_of(evpn, row.inputs), row.expected.bytes())
             << row.inputs[0].xpath.value_or("(no path)");
     }
@@ -618,7 +618,7 @@ TEST_F(Request, IpTypeThatIsNoTextIsAnotherType) {
 TEST_F(Request, NeighborInputBecomesTheQuery) {
     const Record nothing(neighbor_query);
     const Record all = Record(neighbor_query).put("all", 1);
-    const std::vector<Query> rows = {
+    const std::vector<FilledQuery> rows = {
         {{}, all},
         {{empty(neighbor, "all")}, all},
         {{text(neighbor, "ipaddr", "10.0.0.2")},
@@ -640,7 +640,7 @@ TEST_F(Request, NeighborInputBecomesTheQuery) {
           text(neighbor, "vrf-name", "red")},
          nothing},
     };
-    for (const Query &row : rows) {
+    for (const FilledQuery &row : rows) {
         EXPECT_EQ(query_of(neighbor, row.inputs), row.expected.bytes()) << row.inputs.size();
     }
 }
@@ -652,7 +652,7 @@ TEST_F(Request, ClearInputBecomesTheQuery) {
     const auto reconfig = [](std::uint32_t number) {
         return Record(clear_query).put("reconfig_type", number);
     };
-    const std::vector<Query> rows = {
+    const std::vector<FilledQuery> rows = {
         {{}, Record(clear_query).put("clear_all", 1)},
         {{text(clear, "reconfig-type", "in", SR_ENUM_T)}, reconfig(1)},
         {{text(clear, "reconfig-type", "out", SR_ENUM_T)}, reconfig(2)},
@@ -675,7 +675,7 @@ TEST_F(Request, ClearInputBecomesTheQuery) {
         {{text(clear, "reconfig-type", "in"), text(clear, "reconfig-type", "x")}, reconfig(1)},
         {{text(clear, "reconfig-type", "in"), text(clear, "reconfig-type", "out")}, reconfig(2)},
     };
-    for (const Query &row : rows) {
+    for (const FilledQuery &row : rows) {
         EXPECT_EQ(query_of(clear, row.inputs), row.expected.bytes()) << row.inputs.size();
     }
 }

@@ -22,7 +22,7 @@ Record entry(unsigned seed) {
 }
 
 // The payload of that many entries.
-std::string summary(unsigned entries) {
+std::string summary_reply(unsigned entries) {
     std::string bytes = block(entries).bytes();
     for (unsigned i = 0; i < entries; ++i) {
         bytes += entry(i + 2).bytes();
@@ -44,7 +44,7 @@ TEST_F(SummaryReply, ArrayIsSizedOnceToWhatTheBlockAnnounces) {
                            Row{1, 40, 15, 15}, Row{0, 0, 6, 0}, Row{0, 2, 6, 2}}) {
         sysrepo().reallocs.clear();
         Values values(row.before);
-        EXPECT_EQ(parse(values, summary(row.entries)), SR_ERR_OK);
+        EXPECT_EQ(parse(values, summary_reply(row.entries)), SR_ERR_OK);
         EXPECT_EQ(sysrepo().reallocs, (Reallocs{{row.before, row.room}}));
         EXPECT_EQ(values.size(), row.after);
     }
@@ -69,23 +69,23 @@ class SummaryReplyTrace : public SummaryReply {
 };
 
 TEST_F(SummaryReplyTrace, OfTheBlockAndEachEntry) {
-    EXPECT_EQ(printed(summary(2)), "ip_bgp_summary_output_parse,module:3,subMod:21\n"
-                                   "*output_cnt:0 add_count:24\n" +
-                                       block_trace(2) + entry_trace(2) + entry_trace(3) +
-                                       "ip_bgp_summary_output_parse cnt:24\n");
+    EXPECT_EQ(printed(summary_reply(2)), "ip_bgp_summary_output_parse,module:3,subMod:21\n"
+                                         "*output_cnt:0 add_count:24\n" +
+                                             block_trace(2) + entry_trace(2) + entry_trace(3) +
+                                             "ip_bgp_summary_output_parse cnt:24\n");
 }
 
 TEST_F(SummaryReplyTrace, WithoutNeighborsEndsWithTheBlock) {
-    EXPECT_EQ(printed(summary(0)), "ip_bgp_summary_output_parse,module:3,subMod:21\n"
-                                   "*output_cnt:0 add_count:6\n" +
-                                       block_trace(0));
+    EXPECT_EQ(printed(summary_reply(0)), "ip_bgp_summary_output_parse,module:3,subMod:21\n"
+                                         "*output_cnt:0 add_count:6\n" +
+                                             block_trace(0));
 }
 
 TEST_F(SummaryReplyTrace, OfAFailedResizingHasTheCounts) {
     sysrepo().realloc_result = SR_ERR_NOMEM;
     Values values(4);
     const support::CapturedOutput output;
-    parse(values, summary(2));
+    parse(values, summary_reply(2));
     EXPECT_EQ(output.text(), "ip_bgp_summary_output_parse,module:3,subMod:21\n"
                              "*output_cnt:4 add_count:24\n"
                              "bgp info realloc failed!\n");

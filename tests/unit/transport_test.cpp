@@ -30,6 +30,7 @@ namespace {
 
 using support::bytes_of;
 using support::CapturedOutput;
+using support::in_pieces;
 using support::ObservedCalls;
 using support::RecordingDaemon;
 
@@ -465,16 +466,6 @@ class Sender {
     const Peer peer_;
     std::thread thread_;
 };
-
-// The first piece of `first` bytes, the others of `size`.
-std::vector<std::string> in_pieces(const std::string &bytes, std::size_t first,
-                                   std::size_t size = 65536) {
-    std::vector<std::string> pieces = {bytes.substr(0, first)};
-    for (std::size_t i = first; i < bytes.size(); i += size) {
-        pieces.push_back(bytes.substr(i, size));
-    }
-    return pieces;
-}
 
 std::string patterned(std::size_t size) {
     std::string bytes(size, '\0');
