@@ -190,8 +190,10 @@ TEST_F(MemoryBackendTest, DeletingOneSettingKeepsTheOthers) {
 }
 
 TEST_F(MemoryBackendTest, AGlobleNeighborWithoutSettingsDisappears) {
-    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set),
-           globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, erase)});
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set)});
+    EXPECT_EQ(globle_neighbors(), (ordered_json{{"globle-neighbor[neighbor-address='10.0.0.1']",
+                                                 {{"description", "peer"}}}}));
+    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, erase)});
     EXPECT_EQ(backend.configuration(), only_the_as());
 }
 

@@ -114,6 +114,7 @@ TEST_F(SummaryTest, HasTheNeighborsOutsideVrfsThatTheInstanceHas) {
     EXPECT_EQ(summary(), summary_block("65001", "192.0.2.1", 2) +
                              idle_entry("192.0.2.11", "64496") +
                              idle_entry("2001:db8::11", "4200000000"));
+    EXPECT_EQ(payload(summary_query("", 0)), summary()) << "whether all are asked for or not";
 }
 
 TEST_F(SummaryTest, HasEachNeighborOfAVrfOnceWithWhatAnyOfItsFamiliesSays) {
@@ -210,6 +211,8 @@ TEST_F(NeighborTest, AreChosenByAddressAndVrf) {
     EXPECT_EQ(neighbors(0, "", "red"), u32(2) + red_1 + red_2);
     EXPECT_EQ(neighbors(0, "", "green"), u32(0));
     EXPECT_EQ(neighbors(0, "10.1.0.1", "blue"), u32(1) + blue_1);
+    configuration = json::object();
+    EXPECT_EQ(neighbors(1), u32(0));
 }
 
 TEST_F(NeighborTest, IsShownWithTheValuesOfTheState) {
@@ -443,6 +446,9 @@ TEST_F(ClearTest, IsForTheSessionsOfOneVrfOrOutsideVrfs) {
     EXPECT_EQ(peer("192.0.2.11").connection_dropped, 1U);
     EXPECT_EQ(peer("10.1.0.1", "red").connection_dropped, 1U);
     clear(0, "green");
+    EXPECT_EQ(note, "cleared 0 of 0 sessions");
+    configuration = json::object();
+    clear(1);
     EXPECT_EQ(note, "cleared 0 of 0 sessions");
 }
 

@@ -34,10 +34,10 @@ inline configd::Message router_id_message(std::int32_t op, std::uint32_t bgp_id,
     return message_with(BGP_SUB_ROUTER_ID, record);
 }
 
-inline configd::Message summary_query(std::string_view vrf = "") {
+inline configd::Message summary_query(std::string_view vrf = "", std::uint32_t all = 1) {
     bgp_rpc_ip_bgp_summary_input query{};
     put(query.vrf_name, vrf);
-    query.all = 1;
+    query.all = all;
     return message_with(BGP_SUB_RPC_IP_BGP_SUMMARY, query);
 }
 

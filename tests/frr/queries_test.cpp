@@ -60,7 +60,7 @@ class FrrQueryTest : public testing::Test {
         });
     }
 
-    QueryResult summary(const char *vrf = "") { return ask(summary_query(vrf)); }
+    QueryResult summary(const char *vrf = "") { return ask(summary_query(vrf, 0)); }
     QueryResult neighbors(std::uint32_t all, const char *address = "", const char *vrf = "") {
         return ask(neighbor_query(all, address, vrf));
     }
