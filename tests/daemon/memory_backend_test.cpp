@@ -189,12 +189,19 @@ TEST_F(MemoryBackendTest, DeletingOneSettingKeepsTheOthers) {
                                                  {{"remote-as", "200"}}}}));
 }
 
-TEST_F(MemoryBackendTest, AGlobleNeighborWithoutSettingsDisappears) {
-    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, set)});
-    EXPECT_EQ(globle_neighbors(), (ordered_json{{"globle-neighbor[neighbor-address='10.0.0.1']",
-                                                 {{"description", "peer"}}}}));
-    apply({globle_neighbor(BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, erase)});
-    EXPECT_EQ(backend.configuration(), only_the_as());
+TEST_F(MemoryBackendTest, AGlobleNeighborHasTheOneSettingOfARecordAndDisappearsWithIt) {
+    const std::pair<int, ordered_json> settings[] = {
+        {BGP_SUB_GLOBLE_NEIGHBOR_REMOTE_AS, {{"remote-as", "200"}}},
+        {BGP_SUB_GLOBLE_NEIGHBOR_DESCRIPTION, {{"description", "peer"}}},
+        {BGP_SUB_GLOBLE_NEIGHBOR_MULTIHOP, {{"ebgp-multihop", 2}}},
+        {BGP_SUB_GLOBLE_NEIGHBOR_UPDATE_SOURCE, {{"update-source", "lo"}}}};
+    for (const auto &[sub_mod, setting] : settings) {
+        apply({globle_neighbor(sub_mod, set)});
+        EXPECT_EQ(globle_neighbors(),
+                  (ordered_json{{"globle-neighbor[neighbor-address='10.0.0.1']", setting}}));
+        apply({globle_neighbor(sub_mod, erase)});
+        EXPECT_EQ(backend.configuration(), only_the_as());
+    }
 }
 
 TEST_F(MemoryBackendTest, ANetworkTakesTheLeavesThatHaveAValue) {

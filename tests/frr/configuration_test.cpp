@@ -131,6 +131,28 @@ TEST(Configuration, EndsTheMessageWhenBgpdGoesAway) {
     EXPECT_EQ(vty.lines.back(), "configure terminal");
 }
 
+TEST(Configuration, FindsLinesByWholeWords) {
+    ScriptedVty vty = running_bgpd();
+    vty.answers["no redistribute table 1"] = {"%", 13};
+    vty.answers["show running-config"] = {R"(router bgp 100
+ address-family ipv4 unicast
+  redistribute table 10
+exit
+router bgp 100 vrf red
+ address-family ipv4 unicast
+  neighbor 10.0.0.1 activate
+  neighbor 10.0.0.10 activate
+ exit-address-family
+ address-family ipv6 unicast
+  neighbor 10.0.0.10 activate
+)",
+                                          0};
+    EXPECT_EQ(vty.apply(redistribute(erase, "table", "1")).code, 0) << "another table is there";
+    EXPECT_EQ(vty.apply(vrf(erase)).code, 0);
+    EXPECT_THAT(vty.lines, Contains("no neighbor 10.0.0.1"));
+    EXPECT_THAT(vty.lines, Contains("no neighbor 10.0.0.10 activate"));
+}
+
 TEST(Configuration, HasNothingToDoForAMove) {
     ScriptedVty vty = running_bgpd();
     EXPECT_EQ(vty.apply(as_message(moved, as)).code, 0);

@@ -338,6 +338,13 @@ TEST_F(FrrBackendTest, HasAFamilyThatNoMessageCreatesWhileItHoldsSomething) {
     EXPECT_FALSE(speaker->has_line("router bgp 100 vrf red"));
 }
 
+TEST_F(FrrBackendTest, ForgetsTheFamiliesOfVrfsWithTheAs) {
+    apply({as_message(set, as), vrf(set), as_message(erase, as), as_message(set, as),
+           network(set, "10.2.0.0/16", "", 0, red_unicast),
+           network(erase, "10.2.0.0/16", "", 0, red_unicast)});
+    EXPECT_FALSE(speaker->has_line("router bgp 100 vrf red"));
+}
+
 TEST_F(FrrBackendTest, AnswersThatBgpdIsAwayUntilItIsBack) {
     prepare();
     speaker->stop();
