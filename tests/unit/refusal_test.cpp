@@ -154,9 +154,15 @@ TEST_F(EditRefusal, SaysHowLongTheValueMayBe) {
                 "value of route-map is 258 bytes long, the limit is 257; shorten it");
 }
 
-TEST_F(EditRefusal, SaysThatAValueHasNoText) {
+TEST_F(EditRefusal, SaysThatAValueItsTextOrItsNodeIsMissing) {
     EXPECT_EQ(edit_globle({created(scripted::node(router_path, SR_LEAF_EMPTY_T))}), 16);
     expect_told(router_path, "the value has no text");
+    sysrepo().errors.clear();
+    EXPECT_EQ(edit_globle({support::without_value(SR_OP_CREATED)}), 7);
+    expect_told(globle, "a change carries no value");
+    sysrepo().errors.clear();
+    EXPECT_EQ(edit_globle({created(scripted::text("/router-id", "1.1.1.1"))}), 7);
+    expect_told(globle, "the path names no node");
 }
 
 TEST_F(EditRefusal, SaysWhichKeyIsMissingOrUnknown) {
