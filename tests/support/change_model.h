@@ -596,17 +596,17 @@ inline int run_edit(const ModelledCallback &row, const Edit &edit, SentRecords &
 
 // A text read as a number is part of a pointer, which a test cannot predict. Values
 // that are read as numbers therefore have no text here.
+inline void keep_number_certain(std::optional<Value> &value) {
+    const char *name = value && value->xpath ? sr_xpath_node_name(value->xpath->c_str()) : nullptr;
+    const ::Leaf *leaf = name == nullptr ? nullptr : leaf_named(name);
+    if (leaf != nullptr && is_number(*leaf)) {
+        value->text.reset();
+    }
+}
 inline void keep_numbers_certain(Edit &edit) {
-    const auto keep = [](std::optional<Value> &value) {
-        if (value && value->xpath &&
-            (value->xpath->find("ebgp-multihop") != std::string::npos ||
-             value->xpath->find("/as") != std::string::npos)) {
-            value->text.reset();
-        }
-    };
     for (Change &change : edit.changes) {
-        keep(change.old_value);
-        keep(change.new_value);
+        keep_number_certain(change.old_value);
+        keep_number_certain(change.new_value);
     }
 }
 

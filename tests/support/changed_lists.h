@@ -5,6 +5,7 @@
 
 #include "change_fields.h"
 
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,27 @@ inline const std::vector<ChangedList> lists_of_vrf_families = {
     {"/bgp-family-vrf-networks/family-vrf-network", network_record},
     {"/bgp-family-vrf-neighbors/family-vrf-neighbor", vrf_neighbor_record},
     {"/bgp-family-vrf-redistributes/family-vrf-redistribute", redistribute_record}};
+
+// The leaf of that name, or nullptr. Leaves of one name have values of one type.
+inline const ::Leaf *leaf_named(const char *name) {
+    for (const ::Leaf *leaf : {&as_leaf, &router_id_leaf}) {
+        if (std::strcmp(leaf->node, name) == 0) {
+            return leaf;
+        }
+    }
+    for (const EntryRecord *record : {&globle_neighbor_record, &network_record, &neighbor_record,
+                                      &redistribute_record, &vrf_neighbor_record}) {
+        if (const ::Leaf *leaf = find_row(record->leaves, name)) {
+            return leaf;
+        }
+    }
+    return nullptr;
+}
+
+// Whether the leaf's value is a number.
+inline bool is_number(const ::Leaf &leaf) {
+    return !leaf.is_text && leaf.puts == Puts::value;
+}
 
 } // namespace support
 

@@ -27,13 +27,12 @@ using support::Records;
 // The value of a node: its number or its text, or neither.
 Value value_of(const std::string &path, const std::string &node, std::uint32_t number,
                const std::string &text) {
-    static const std::set<std::string> texts = {"remote-as", "description", "update-source",
-                                                "route-map", "router-id"};
-    if (node == "as" || node == "ebgp-multihop") {
+    const Leaf *leaf = support::leaf_named(node.c_str());
+    if (leaf != nullptr && support::is_number(*leaf)) {
         return scripted::number(path, number);
     }
-    return texts.count(node) != 0 ? scripted::text(path, text)
-                                  : scripted::node(path, SR_LEAF_EMPTY_T);
+    return leaf != nullptr && leaf->is_text ? scripted::text(path, text)
+                                            : scripted::node(path, SR_LEAF_EMPTY_T);
 }
 
 // --- Random edits -------------------------------------------------------------------------
