@@ -22,6 +22,8 @@ using support::Records;
 
 using Changes = std::vector<scripted::Change>;
 
+constexpr std::size_t neighbor_size = sizeof(bgp_address_family_neighbor_universal_val);
+
 struct NeighborLeaf {
     const char *node;
     int code;
@@ -273,7 +275,7 @@ TEST_P(FamilyChange, LeavesOfANeighborAreTraced) {
         EXPECT_THAT(trace({created(neighbor_leaf(leaf))}),
                     testing::HasSubstr(path_line(neighbor() + "/" + leaf.node) +
                                        parser_line("neighbor", leaf.trace) +
-                                       length_line("get", 508, leaf.code)));
+                                       length_line("get", neighbor_size, leaf.code)));
     }
 }
 
@@ -291,15 +293,15 @@ TEST_P(FamilyChange, CarriedDeletionIsTraced) {
     const int code = carrier().code;
     EXPECT_THAT(trace({deleted(neighbor_leaf(carrier())), deleted(neighbor_leaf(carried()))}),
                 testing::EndsWith(
-                    length_line("get", 508, code) +
+                    length_line("get", neighbor_size, code) +
                     node_lines(SR_OP_DELETED, carried().node, neighbor() + "/" + carried().node) +
                     keys_line() + pending_line(code, carried().node) +
-                    traced(" neighbor_data->op:0  changeOp:2\n") + end_lines(508, code)));
+                    traced(" neighbor_data->op:0  changeOp:2\n") + end_lines(neighbor_size, code)));
     const std::string key = neighbor() + "/neighbor-address";
     EXPECT_THAT(trace({created(neighbor_leaf(carrier())), moved(scripted::text(key, "10.0.0.1"))}),
                 testing::HasSubstr(pending_line(code, "neighbor-address") +
                                    traced(" neighbor_data->op:1  changeOp:3\n") +
-                                   length_line("send", 508, code)));
+                                   length_line("send", neighbor_size, code)));
 }
 
 TEST_P(FamilyChange, ContainerIsTracedUpToItsKeys) {
@@ -311,7 +313,8 @@ TEST_P(FamilyChange, ContainerIsTracedUpToItsKeys) {
 
 TEST_P(FamilyChange, RecordWithoutACodeIsTraced) {
     EXPECT_THAT(trace({created(scripted::text(neighbor() + "/neighbor-address", "10.0.0.1"))}),
-                testing::EndsWith(length_line("get", 508, 0) + end_lines(508, 0) +
+                testing::EndsWith(length_line("get", neighbor_size, 0) +
+                                  end_lines(neighbor_size, 0) +
                                   "\nchange cfg for bgp failed:Item not found"));
 }
 
