@@ -48,6 +48,7 @@ using support::router_bgp;
 using support::rpc;
 using support::sample_queries;
 using support::SampleQuery;
+using support::set_as;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
@@ -121,10 +122,6 @@ Fault fault(const std::string &name, const Steps &before, const Request &request
 }
 
 // --- Where it happens -----------------------------------------------------------------
-
-std::string set_as(int as) {
-    return router_bgp("<as>" + std::to_string(as) + "</as>");
-}
 
 Answer good_answer(const configd::Message &message) {
     const auto &queries = sample_queries();

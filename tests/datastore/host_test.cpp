@@ -15,10 +15,7 @@ using support::Datastore;
 using support::Host;
 using support::RecordingDaemon;
 using support::router_bgp;
-
-std::string set_as(std::uint32_t as) {
-    return router_bgp("<as>" + std::to_string(as) + "</as>");
-}
+using support::set_as;
 
 class HostOnDatastore : public testing::Test {
   protected:

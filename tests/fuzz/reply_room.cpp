@@ -13,7 +13,7 @@ namespace fuzz {
 
 namespace {
 
-constexpr char letter = 'x';
+constexpr char fill = 'x';
 
 // The parts of the buffer that the last reply used, at its start and at its end.
 std::size_t used_first = BUF_SIZE_MAX;
@@ -23,8 +23,8 @@ std::size_t used_last = 0;
 
 netconf_data_struc *put_reply(const ReplyContent &content) {
     // Clears only the used parts: 10 MiB for every input would take too long.
-    std::memset(buf, letter, used_first);
-    std::memset(buf + BUF_SIZE_MAX - used_last, letter, used_last);
+    std::memset(buf, fill, used_first);
+    std::memset(buf + BUF_SIZE_MAX - used_last, fill, used_last);
 
     char *payload = buf + sizeof(netconf_data_struc);
     const std::size_t size = std::min(content.payload.size(), payload_size);

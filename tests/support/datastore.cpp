@@ -71,6 +71,10 @@ std::string router_bgp(const std::string &content, const std::string &attributes
            attributes + ">" + content + "</router-bgp>";
 }
 
+std::string set_as(std::uint32_t as) {
+    return router_bgp("<as>" + std::to_string(as) + "</as>");
+}
+
 std::string element(const std::string &name, const std::string &content) {
     return "<" + name + ">" + content + "</" + name + ">";
 }

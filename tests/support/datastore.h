@@ -5,6 +5,7 @@
 
 #include "process.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -16,6 +17,7 @@ namespace support {
 // those of the element, such as a NETCONF operation.
 std::string router_bgp(const std::string &content, const std::string &attributes = "");
 std::string element(const std::string &name, const std::string &content = "");
+std::string set_as(std::uint32_t as);
 
 // The constructor creates it, with its own directory and shared-memory prefix; the destructor
 // removes it. One at a time in a process: sysrepo's programs find it through the environment.
