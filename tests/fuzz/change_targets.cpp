@@ -22,7 +22,9 @@ using support::ChangeModel;
 using support::Edit;
 using support::ModelledCallback;
 
-constexpr std::size_t most_changes = 40;
+// Enough to begin a record, add to it, send it and begin others. More changes take time and reach
+// no further code.
+constexpr std::size_t most_changes = 12;
 
 template <typename Kind>
 Kind kind(Input &input) {

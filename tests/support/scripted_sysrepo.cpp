@@ -53,14 +53,21 @@ int record_registration(Registration registration, sr_subscription_ctx_t **subsc
     return SR_ERR_OK;
 }
 
-// The first character of `ends` in `text` from `start` on; text.size() if there is none. Characters
-// inside quotes do not count.
+// The first character of `ends` in `text` from `start` on; text.size() if there is none. The member
+// function of std::string_view calls memchr for each character, which a sanitizer intercepts.
+std::size_t find_any(std::string_view text, std::size_t start, std::string_view ends) {
+    const auto *const from = text.begin() + std::min(start, text.size());
+    const auto *const found = std::find_first_of(from, text.end(), ends.begin(), ends.end());
+    return static_cast<std::size_t>(found - text.begin());
+}
+
+// The same, but characters inside quotes do not count.
 std::size_t find_unquoted(std::string_view text, std::size_t start, std::string_view ends) {
     char quote = '\0';
     for (std::size_t i = start; i < text.size(); ++i) {
         if (quote != '\0') {
             quote = text[i] == quote ? '\0' : quote;
-        } else if (ends.find(text[i]) != std::string_view::npos) {
+        } else if (std::find(ends.begin(), ends.end(), text[i]) != ends.end()) {
             return i;
         } else if (text[i] == '\'' || text[i] == '"') {
             quote = text[i];
@@ -76,7 +83,7 @@ std::optional<std::size_t> key_start(std::string_view text, std::size_t start,
     while (i < text.size() && text[i] == '[') {
         const std::size_t equals = std::min(text.find('=', i), text.size());
         if (text.substr(i + 1, equals - i - 1) == key) {
-            const std::size_t quote = std::min(text.find_first_of("'\"/", equals), text.size());
+            const std::size_t quote = find_any(text, equals, "'\"/");
             return text.substr(quote, 1) == "/" || quote == text.size() ? std::nullopt
                                                                         : std::optional(quote + 1);
         }
@@ -328,10 +335,10 @@ char *sr_xpath_key_value(char *xpath, const char *node_name, const char *key_nam
     for (std::size_t i = scripted::find_unquoted(text, 0, "/"); i < text.size();
          i = scripted::find_unquoted(text, end, "/")) {
         std::size_t start = i + 1;
-        end = std::min(text.find_first_of(":/[", start), text.size());
+        end = scripted::find_any(text, start, ":/[");
         if (text.substr(end, 1) == ":") {
             start = end + 1;
-            end = std::min(text.find_first_of("/[", start), text.size());
+            end = scripted::find_any(text, start, "/[");
         }
         if (text.substr(start, end - start) != node_name) {
             continue;
