@@ -46,12 +46,14 @@ faults: build
 	build/release/tests/datastore_test --gtest_filter='*Faults*' --gtest_brief=1
 
 # Measures what the plug-in adds to the work that cannot be avoided.
-bench: build
+bench:
 	scripts/install-dependencies --for-figures
+	$(MAKE) build
 	scripts/bench build/release
 
 # Fuzzes each target, or those in TARGETS, for SECONDS; a later run continues there.
-fuzz: setup
+fuzz:
+	scripts/install-dependencies --for-tests
 	scripts/fuzz build/fuzz $(or $(SECONDS),60) $(TARGETS)
 
 # Builds the Debian packages into build/packages.
@@ -64,7 +66,7 @@ coverage: setup
 	scripts/install-dependencies --for-coverage
 	scripts/coverage
 
-# Breaks the plug-in one place at a time and lists the breaks that no unit test notices.
+# Breaks the plug-in in 120 places, one at a time, and prints which breaks no unit test notices.
 mutants: build
 	scripts/mutants build/release $(MUTANTS_OPTIONS)
 
@@ -85,7 +87,7 @@ wire: setup
 	cmake --build --preset release --target wire_tables
 	build/release/Platform/CONFIG/daemon/wire/wire_tables .
 
-format:
+format: setup
 	scripts/check-format --fix
 
 clean:
