@@ -86,6 +86,16 @@ TEST(Program, ContinuesWhenItsOutputIsFullOrClosed) {
     }
 }
 
+TEST(Program, ContinuesWhenNobodyReadsItsOutput) {
+    Program program{{"--port", "0"}};
+    Client client{program.port()};
+    for (int i = 0; i < 2000; ++i) { // more than a pipe takes
+        ASSERT_EQ(client.ask(as_message(1, 100)), 0);
+    }
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+}
+
 TEST(Program, PrintsJsonWhenAskedTo) {
     Program program{{"--port", "0", "--log", "json"}};
     const auto listening = ordered_json::parse(program.read_line());

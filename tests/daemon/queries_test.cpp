@@ -190,7 +190,7 @@ const std::string peer_11 = idle_peer("192.0.2.11", "", 64496, "loopback0", 2) +
                             family_bytes(1, 1, "", true) + family_bytes(3, 5, "");
 const std::string peer_v6 = idle_peer("2001:db8::11", "", 4200000000, "", 0);
 const std::string blue_1 =
-    idle_peer("10.1.0.1", "blue", 0, "vlan201", 1) + family_bytes(1, 71, "blue");
+    idle_peer("10.1.0.1", "blue", 65546, "vlan201", 1) + family_bytes(1, 71, "blue");
 const std::string red_1 = idle_peer("10.1.0.1", "red", 64521, "", 2) + family_bytes(1, 1, "red") +
                           family_bytes(1, 71, "red");
 const std::string red_2 = idle_peer("10.1.0.2", "red", 64522, "", 1) + family_bytes(1, 71, "red");
@@ -241,11 +241,22 @@ TEST_F(NeighborTest, TheStateOfAnUnconfiguredNeighborIsNotShown) {
     EXPECT_EQ(neighbors(0, "10.1.0.1"), u32(2) + blue_1 + red_1);
 }
 
-TEST_F(NeighborTest, ARemoteAsThatIsNoNumberIsShownAsZero) {
-    for (const char *remote_as : {"", "1.10", "64496x", "-1", "4294967296", "as"}) {
+TEST_F(NeighborTest, ARemoteAsWithADotIsANumberAndAnyOtherTextIsZero) {
+    for (const auto &[remote_as, number] : {std::pair{"1.10", 65546U},
+                                            {"0.7", 7U},
+                                            {"65535.65535", 4294967295U},
+                                            {"", 0U},
+                                            {"64496x", 0U},
+                                            {"-1", 0U},
+                                            {"4294967296", 0U},
+                                            {"1.65536", 0U},
+                                            {".7", 0U},
+                                            {"7.", 0U},
+                                            {"1.2.3", 0U},
+                                            {"as", 0U}}) {
         configuration["bgp"]["bgp-globle-neighbors"] = {
             {"globle-neighbor[neighbor-address='192.0.2.12']", {{"remote-as", remote_as}}}};
-        EXPECT_EQ(u32_at(neighbors(0, "192.0.2.12"), 4 + 112), 0U) << remote_as;
+        EXPECT_EQ(u32_at(neighbors(0, "192.0.2.12"), 4 + 112), number) << remote_as;
     }
 }
 

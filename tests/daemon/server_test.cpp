@@ -96,6 +96,14 @@ class TestServer {
         return events_;
     }
 
+    // Waits for the event; meanwhile the client's messages are answered.
+    void wait_for(const std::string &event, Client &client) {
+        for (auto seen = events(); std::find(seen.begin(), seen.end(), event) == seen.end();
+             seen = events()) {
+            EXPECT_EQ(client.ask(numbered(4)), 4);
+        }
+    }
+
     // All events, after the server has ended.
     std::vector<std::string> events_at_end() {
         running_.reset();
@@ -377,6 +385,33 @@ TEST(ServerJob, OfAPeerThatLeftHarmsNoOther) {
     EXPECT_EQ(server.connect().ask(numbered(4)), 4);
 }
 
+TEST(ServerJob, OfAResetConnectionDoesNotBegin) {
+    GatedJobs jobs;
+    configd::Limits limits;
+    limits.connections = 6;
+    TestServer server{echo, std::ref(jobs), limits};
+    std::vector<Client> clients;
+    while (clients.size() < 4) { // each has a thread
+        clients.push_back(server.sent(job_message.bytes));
+        jobs.wait_for_begin();
+    }
+    Client other = server.connect();
+    Client waiting = server.sent(job_message.bytes);
+    // Before each of these answers the server reads everything that has arrived.
+    for (std::int32_t i = 1; i <= 10; ++i) {
+        EXPECT_EQ(other.ask(numbered(i)), i);
+    }
+    waiting.reset();
+    server.wait_for("6 closed", other);
+    EXPECT_TRUE(server.connect().is_closed()) << "its place is taken until its job is dropped";
+    jobs.open();
+    for (Client &client : clients) {
+        EXPECT_EQ(client.receive_code(), -GatedJobs::sub_mod);
+    }
+    EXPECT_EQ(clients[0].ask(job_message), -GatedJobs::sub_mod) << "behind the dropped job";
+    EXPECT_EQ(jobs.answered, 5);
+}
+
 TEST(ServerJob, OfAResetConnectionSendsNoAnswer) {
     GatedJobs jobs;
     TestServer server{echo, std::ref(jobs)};
@@ -386,13 +421,7 @@ TEST(ServerJob, OfAResetConnectionSendsNoAnswer) {
         client.reset();
     }
     Client other = server.connect();
-    const auto is_closed = [&] {
-        const auto events = server.events();
-        return std::find(events.begin(), events.end(), "1 closed") != events.end();
-    };
-    while (!is_closed()) {
-        EXPECT_EQ(other.ask(numbered(4)), 4);
-    }
+    server.wait_for("1 closed", other);
     Client next = server.connect(); // has the same descriptor as the first one
     EXPECT_EQ(next.ask(numbered(5)), 5);
     jobs.open();
@@ -555,9 +584,21 @@ TEST(ServerLimits, IncompleteMessageClosesItsConnectionAfterTheTimeLimit) {
                 testing::Contains("2 bad frame: its message did not come in time"));
 }
 
+TEST(ServerLimits, AnswerThatNobodyReadsClosesItsConnectionAfterTheTimeLimit) {
+    configd::Limits limits;
+    limits.message = std::chrono::milliseconds{50};
+    TestServer server{large_or_echo, no_job, limits};
+    Client reads_nothing = server.connect(4096);
+    reads_nothing.send(numbered(large_query).bytes);
+    Client other = server.connect();
+    server.wait_for("1 closed", other);
+    EXPECT_THAT(server.events_at_end(),
+                testing::Contains("1 bad frame: its answer was not read in time"));
+}
+
 TEST(ServerLimits, UnfinishedMessagesStayWithinTheMemoryLimit) {
     configd::Limits limits;
-    limits.unfinished = 100000;
+    limits.unfinished = 2 * 60016 + 10;
     TestServer server{echo, no_job, limits};
     const std::string half = header_with(BUF_SIZE_MAX) + std::string(60000, 'x');
     Client first = server.sent(half);
@@ -567,10 +608,14 @@ TEST(ServerLimits, UnfinishedMessagesStayWithinTheMemoryLimit) {
         EXPECT_EQ(other.ask(numbered(i)), i);
     }
     Client second = server.sent(half);
-    EXPECT_TRUE(second.is_closed());
+    for (std::int32_t i = 1; i <= 10; ++i) {
+        EXPECT_EQ(other.ask(numbered(i)), i) << "a whole message takes no memory";
+    }
+    Client third = server.sent(half.substr(0, 100));
+    EXPECT_TRUE(first.is_closed()) << "the largest";
     EXPECT_EQ(server.connect().ask(numbered(3)), 3);
     EXPECT_THAT(server.events_at_end(),
-                testing::Contains("3 bad frame: unfinished messages take too much memory"));
+                testing::Contains("1 bad frame: unfinished messages take too much memory"));
 }
 
 TEST(ServerLimits, ThousandConnectionsAtOnceAreServed) {

@@ -134,9 +134,22 @@ TEST(LoadState, NamesAFileThatIsNoJsonAndTheLine) {
 }
 
 TEST(LoadState, NamesAFileOfAnotherShapeAndThePlace) {
-    const TemporaryFile file{R"({"evpn":{}})"};
-    EXPECT_THAT([&] { configd::load_state(file.name()); },
-                ThrowsMessage<std::runtime_error>(file.name() + ": /evpn is no list"));
+    for (const auto &[bytes, why] :
+         {std::pair{R"({"evpn":{}})", ": /evpn is no list"},
+          std::pair{R"({"evpn":[],"neighbors":[],"evpn":[]})", ": \"evpn\" is there twice"},
+          std::pair{R"({"neighbors":[{"version":1},{"version":1,"version":2}]})",
+                    ": \"version\" is there twice"},
+          std::pair{R"({"table-version":1e999})", " is no JSON: "}}) {
+        const TemporaryFile file{bytes};
+        EXPECT_THAT([&] { configd::load_state(file.name()); },
+                    ThrowsMessage<std::runtime_error>(StartsWith(file.name() + why)))
+            << bytes;
+    }
+}
+
+TEST(LoadState, RefusesAFileWithoutAnEnd) {
+    EXPECT_THAT([] { configd::load_state("/dev/zero"); },
+                ThrowsMessage<std::runtime_error>("/dev/zero: File too large"));
 }
 
 TEST(LoadState, TakesTheExample) {

@@ -139,6 +139,9 @@ TEST(Configuration, FindsLinesByWholeWords) {
   redistribute table 10
 exit
 router bgp 100 vrf red
+ segment-routing srv6
+  locator main
+ exit
  address-family ipv4 unicast
   neighbor 10.0.0.1 activate
   neighbor 10.0.0.10 activate

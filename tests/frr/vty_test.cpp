@@ -46,10 +46,10 @@ class ScriptedBgpd {
         : listener_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
         std::string name = (std::filesystem::temp_directory_path() / "vty_test_XXXXXX").string();
         directory_ = ::mkdtemp(name.data());
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path().copy(address.sun_path, sizeof address.sun_path - 1);
-        if (::bind(listener_.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        address_.sun_family = AF_UNIX;
+        path().copy(address_.sun_path, sizeof address_.sun_path - 1);
+        if (::bind(listener_.get(), reinterpret_cast<sockaddr *>(&address_), sizeof address_) !=
+                0 ||
             ::listen(listener_.get(), 5) != 0) {
             throw std::runtime_error("cannot listen on " + path());
         }
@@ -67,6 +67,14 @@ class ScriptedBgpd {
     }
 
     std::string path() const { return directory_ / "bgpd.vty"; }
+
+    // A connection that waits to be accepted; without a descriptor if too many wait.
+    FileDescriptor waiting() {
+        FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+        const bool waits =
+            ::connect(socket.get(), reinterpret_cast<sockaddr *>(&address_), sizeof address_) == 0;
+        return waits ? std::move(socket) : FileDescriptor{};
+    }
 
     // Waits for the end of the last session. Returns the lines received.
     std::vector<std::string> finish() {
@@ -111,6 +119,7 @@ class ScriptedBgpd {
     }
 
     std::filesystem::path directory_;
+    sockaddr_un address_{};
     FileDescriptor listener_;
     std::vector<std::string> lines_;
     std::thread thread_;
@@ -170,6 +179,29 @@ TEST(Vty, StartsOverInANewSessionWhenTheOldOneEnded) {
     EXPECT_EQ(vty.ask("first").status, 0);
     EXPECT_EQ(vty.start_over().status, 0);
     EXPECT_THAT(bgpd.finish(), testing::Contains("end"));
+}
+
+TEST(Vty, OpensNoOtherSessionToASilentBgpd) {
+    ScriptedBgpd bgpd{{{{ok}, {silence}}, {{ok}}}};
+    Vty vty{bgpd.path(), 20ms};
+    EXPECT_EQ(vty.ask("first").status, 0);
+    EXPECT_EQ(vty.start_over().status, VtyAnswer::unreachable);
+    EXPECT_EQ(vty.ask("second").status, 0);
+    EXPECT_THAT(bgpd.finish(), ElementsAre("enable", "first", "end", "", "enable", "second"));
+}
+
+TEST(Vty, CanBeGivenUpWhileBgpdAcceptsNoSession) {
+    ScriptedBgpd bgpd{{}};
+    std::vector<FileDescriptor> waiting;
+    do {
+        waiting.push_back(bgpd.waiting());
+    } while (waiting.back().get() >= 0);
+    Vty vty{bgpd.path(), 10min};
+    VtyAnswer answer;
+    std::thread asking{[&] { answer = vty.ask("first"); }};
+    vty.give_up();
+    asking.join();
+    EXPECT_EQ(answer.status, VtyAnswer::unreachable);
 }
 
 TEST(Vty, GivesUpOnASilentBgpd) {

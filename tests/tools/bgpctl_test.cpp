@@ -290,6 +290,8 @@ TEST_F(Bgpctl, StatusSaysWhatToDo) {
     };
     restart_daemon();
     expect_bad("connection", "restart sysrepo-plugind, then orv_bgpctl replay");
+    EXPECT_NE(datastore.start_edit(router_bgp(element("as", "7")), 60)->finish().exit_code, 0);
+    expect_bad("connection", "restart sysrepo-plugind, then orv_bgpctl replay");
     restart_host();
     daemon->end();
     expect_bad("daemon", "start the configuration daemon");

@@ -6,7 +6,7 @@
 
 namespace configd {
 
-// All bytes of the file. Throws std::system_error with the file's name.
+// All bytes of the file, 64 MiB at most. Throws std::system_error with the file's name.
 std::string read_file(const std::string &file);
 
 } // namespace configd

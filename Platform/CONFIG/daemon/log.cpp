@@ -3,6 +3,11 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <poll.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
 #include <utility>
 
 namespace configd {
@@ -44,6 +49,15 @@ struct EventName {
     const char *name;
     const char *text;
 };
+
+// The text in one line, whatever a peer put into it.
+std::string printable(std::string text) {
+    for (char &character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        character = byte < 0x20 || byte == 0x7f ? '?' : character;
+    }
+    return text;
+}
 
 EventName name_of(ConnectionEvent::Kind kind) {
     switch (kind) {
@@ -102,7 +116,7 @@ void Log::message(const Message &message, const std::string &error, const Answer
 
 void Log::note(const RecordKind &kind, const std::string &text) {
     if (format_ == LogFormat::Text) {
-        line(fmt::format("{}: {}", kind.name, text));
+        line(fmt::format("{}: {}", kind.name, printable(text)));
     } else if (format_ == LogFormat::Json) {
         line(json_line({{"event", "note"}, {"name", kind.name}, {"text", text}}));
     }
@@ -117,9 +131,31 @@ void Log::configuration(const ordered_json &configuration) {
 }
 
 void Log::line(const std::string &text) {
-    // A line that a full disk or a closed pipe does not accept is lost. Later lines are not.
+    // A line that a full disk, a closed pipe or a pipe that nobody reads does not accept is lost.
+    // Later lines are not.
     out_.clear();
-    out_ << text << '\n' << std::flush;
+    const std::string whole = (is_cut_ ? "\n" : "") + text + '\n';
+    for (std::size_t at = 0; at < whole.size(); at += PIPE_BUF) {
+        if (!takes_more()) {
+            is_cut_ = is_cut_ || at != 0;
+            return;
+        }
+        const std::size_t size = std::min<std::size_t>(PIPE_BUF, whole.size() - at);
+        out_.write(whole.data() + at, static_cast<std::streamsize>(size)) << std::flush;
+    }
+    is_cut_ = false;
+}
+
+// Whether PIPE_BUF bytes can be written without waiting. Waits a second for a reader, but not again
+// as long as it does not read.
+bool Log::takes_more() {
+    pollfd output{descriptor_, POLLOUT, 0};
+    if (descriptor_ >= 0 && ::poll(&output, 1, is_stalled_ ? 0 : 1000) == 0) {
+        is_stalled_ = true;
+        return false;
+    }
+    is_stalled_ = false;
+    return true;
 }
 
 } // namespace configd

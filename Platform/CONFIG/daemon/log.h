@@ -19,8 +19,10 @@ enum class LogFormat { Text, Json, None };
 // With LogFormat::None it writes only what others wait for: listening and configuration.
 class Log {
   public:
-    // `out` is not owned.
-    Log(std::ostream &out, LogFormat format) : out_{out}, format_{format} {}
+    // `out` is not owned. `descriptor` is what it writes to, or negative for a stream that always
+    // takes what is written.
+    Log(std::ostream &out, LogFormat format, int descriptor = -1)
+        : out_{out}, format_{format}, descriptor_{descriptor} {}
 
     // The server is ready for connections on this port.
     void listening(std::uint16_t port);
@@ -39,9 +41,13 @@ class Log {
 
   private:
     void line(const std::string &text);
+    bool takes_more();
 
     std::ostream &out_;
     LogFormat format_;
+    int descriptor_;
+    bool is_stalled_ = false; // nobody reads what was written
+    bool is_cut_ = false;     // the last line has no end
 };
 
 } // namespace configd

@@ -10,6 +10,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -47,7 +49,7 @@ void log_configuration(configd::Server &server, const configd::Backend &backend,
 void serve(const configd::Options &options) {
     // The daemon continues when nobody reads its log any more.
     std::signal(SIGPIPE, SIG_IGN);
-    configd::Log log{std::cout, options.log};
+    configd::Log log{std::cout, options.log, STDOUT_FILENO};
     const std::unique_ptr<configd::Backend> backend = make_backend(options);
     configd::Daemon daemon{*backend, log, options.overrides};
     configd::Server server{daemon, options.port, options.limits};

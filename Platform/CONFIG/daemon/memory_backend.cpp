@@ -189,8 +189,8 @@ std::vector<Leaf> named_leaves(const Setting &setting, std::string_view record) 
     return leaves;
 }
 
-// Why a switch would refuse the value of a leaf or a key; empty: it would not. A neighbor is at
-// least one hop away, as for any BGP speaker.
+// Why a switch would refuse the value of a leaf or a key; empty: it would not. The number of hops
+// is limited as for any BGP speaker.
 std::string fault_of(std::string_view name, const FieldValue &value) {
     const auto *view = std::get_if<std::string_view>(&value);
     const std::string text{view == nullptr ? std::string_view{} : *view};
@@ -200,11 +200,12 @@ std::string fault_of(std::string_view name, const FieldValue &value) {
     if (name == "router-id" && !is_router_id(text)) {
         return fmt::format("'{}' is no router identifier", text);
     }
-    if (name == "remote-as" && !is_as_number(text)) {
+    if (name == "remote-as" && !as_number(text)) {
         return fmt::format("'{}' is no AS number", text);
     }
-    if (name == "ebgp-multihop" && value == FieldValue{0}) {
-        return "a neighbor is at least one hop away";
+    if (const auto *hops = std::get_if<std::int64_t>(&value);
+        name == "ebgp-multihop" && (hops == nullptr || *hops < 1 || *hops > 255)) {
+        return "a neighbor is 1 to 255 hops away";
     }
     return {};
 }

@@ -4,13 +4,13 @@
 #include "plugin_public.h"
 #include "reply_payload.h"
 #include "selectors.h"
+#include "values.h"
 #include "wire.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <iterator>
 #include <map>
@@ -23,13 +23,6 @@ namespace configd {
 namespace {
 
 using nlohmann::json;
-
-// The text as a number; 0 when it is not entirely one.
-std::uint32_t number_from(std::string_view text) {
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() ? number : 0;
-}
 
 // The configuration.
 
@@ -207,7 +200,7 @@ PeerFacts peer_facts(const NeighborKey &key, const Neighbor &neighbor, const Nei
     PeerFacts facts{known.peer, {}};
     put_text(facts.peer.neighbor_addr, key.second);
     put_text(facts.peer.vrf_name, key.first);
-    facts.peer.remote_as = number_from(neighbor.remote_as);
+    facts.peer.remote_as = as_number(neighbor.remote_as).value_or(0);
     facts.peer.local_as = local_as;
     put_text(facts.peer.update_source, neighbor.update_source);
     for (const Neighbor::InFamily &family : neighbor.families) {

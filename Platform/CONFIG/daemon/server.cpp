@@ -8,11 +8,14 @@
 #include <asio/thread_pool.hpp>
 #include <asio/write.hpp>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <exception>
 #include <map>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -72,8 +75,21 @@ struct Server::State {
         }
         accept();
     }
+    State(const State &) = delete;
+    State &operator=(const State &) = delete;
+    // Both stop before either is waited for: no work that still waits begins.
+    ~State() {
+        for (std::optional<asio::thread_pool> *pool : {&workers, &one_worker}) {
+            if (*pool) {
+                (*pool)->stop();
+            }
+        }
+    }
 
     void accept();
+    // Closes connections, the one with the largest unfinished message first, until the others are
+    // within the limit.
+    void limit_unfinished();
     void report(ConnectionEvent::Kind kind, std::uint64_t connection,
                 std::string detail = {}) const {
         if (sink) {
@@ -133,6 +149,7 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
         case Framing::Broken:
             return close("dataLen is " + std::to_string(frame.length));
         case Framing::Incomplete:
+            state_.limit_unfinished();
             return receive();
         case Framing::Complete:
             break;
@@ -143,30 +160,73 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
         answer(message);
     }
 
+    // The bytes received and not answered yet.
+    std::size_t held() const { return input_.size(); }
+
+    void close(const std::string &what_is_wrong = {}) {
+        if (!socket_.is_open()) {
+            return;
+        }
+        if (!what_is_wrong.empty()) {
+            state_.report(ConnectionEvent::Kind::BadFrame, number_, what_is_wrong);
+        }
+        error_code ignored;
+        socket_.close(ignored);
+        is_closed_ = true;
+        drop(input_.size());
+        state_.report(ConnectionEvent::Kind::Closed, number_);
+        forget();
+    }
+
   private:
-    // Removes the first `size` bytes received and stops the message's timer.
+    // Gives the connection's place to another one, but not before its job has ended: connections
+    // that are reset while their jobs wait would otherwise be without a limit.
+    void forget() {
+        if (!socket_.is_open() && !has_job_) {
+            state_.connections.erase(number_);
+            state_.descriptor_timer.cancel();
+        }
+    }
+
+    // Removes the first `size` bytes received, with the memory for them, and stops the timer.
     void drop(std::size_t size) {
-        input_.erase(0, size);
+        input_ = input_.substr(size);
         state_.unfinished -= size;
+        stop_timer();
+    }
+
+    void start_timer(const char *what_is_wrong) {
+        is_timed_ = true;
+        timer_.expires_after(state_.limits.message);
+        timer_.async_wait([self = shared_from_this(), what_is_wrong](error_code error) {
+            if (!error && self->is_timed_ &&
+                self->timer_.expiry() <= asio::steady_timer::clock_type::now()) {
+                self->close(what_is_wrong);
+            }
+        });
+    }
+
+    void stop_timer() {
         is_timed_ = false;
         timer_.cancel();
+    }
+
+    // Does `work` for an event of the connection, and closes the connection if it fails.
+    template <typename Work>
+    void handle(Work work) {
+        if (const std::string failure = failure_of(work); !failure.empty()) {
+            close(failure);
+        }
     }
 
     // Waits for the rest of an unfinished message or for the next message.
     void receive() {
         if (!input_.empty() && !is_timed_) {
-            is_timed_ = true;
-            timer_.expires_after(state_.limits.message);
-            timer_.async_wait([self = shared_from_this()](error_code error) {
-                if (!error && self->is_timed_ &&
-                    self->timer_.expiry() <= asio::steady_timer::clock_type::now()) {
-                    self->close("its message did not come in time");
-                }
-            });
+            start_timer("its message did not come in time");
         }
         socket_.async_read_some(asio::buffer(chunk_),
                                 [self = shared_from_this()](error_code error, std::size_t count) {
-                                    self->received(error, count);
+                                    self->handle([&] { self->received(error, count); });
                                 });
     }
 
@@ -179,9 +239,6 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
         }
         input_.append(chunk_.data(), count);
         state_.unfinished += count;
-        if (state_.unfinished > state_.limits.unfinished) {
-            return close("unfinished messages take too much memory");
-        }
         proceed();
     }
 
@@ -190,37 +247,55 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
         std::optional<Answer> answer;
         const std::string failure = failure_of([&] {
             job = state_.handler.job_for(message);
-            if (!job) {
+            if (job) {
+                start(message, std::move(*job));
+            } else {
                 answer = state_.handler.answer(message);
             }
         });
         if (!failure.empty()) {
-            return send(state_.handler.failed(message, failure));
+            answer = state_.handler.failed(message, failure);
         }
-        job ? start(message, std::move(*job)) : send(std::move(*answer));
+        if (answer) {
+            send(std::move(*answer));
+        }
     }
 
     // Runs the job while the connection waits for its answer. The only event that can come
-    // meanwhile is a reset by the peer.
+    // meanwhile is a reset by the peer; nobody then needs the answer to a query.
     void start(const Message &message, Job job) {
+        state_.start(
+            job.in_order,
+            [self = shared_from_this(), in_order = job.in_order, work = std::move(job.work)] {
+                if (self->is_closed_ && !in_order) {
+                    throw std::runtime_error("its connection is closed");
+                }
+                work();
+            },
+            [self = shared_from_this(), message,
+             make_answer = std::move(job.answer)](const std::string &failure) {
+                self->handle([&] { self->finish(message, make_answer, failure); });
+            });
+        has_job_ = true;
         socket_.async_wait(tcp::socket::wait_error, [self = shared_from_this()](error_code error) {
             if (!error) {
                 self->close();
             }
         });
-        state_.start(job.in_order, std::move(job.work),
-                     [self = shared_from_this(), message,
-                      make_answer = std::move(job.answer)](std::string failure) {
-                         std::optional<Answer> answer;
-                         if (failure.empty()) {
-                             failure = failure_of([&] { answer = make_answer(); });
-                         }
-                         error_code ignored;
-                         self->socket_.cancel(ignored);
-                         self->send(failure.empty()
-                                        ? std::move(*answer)
-                                        : self->state_.handler.failed(message, failure));
-                     });
+    }
+
+    // Sends the answer to the message whose job has ended.
+    void finish(const Message &message, const std::function<Answer()> &make_answer,
+                std::string failure) {
+        has_job_ = false;
+        std::optional<Answer> answer;
+        if (failure.empty()) {
+            failure = failure_of([&] { answer = make_answer(); });
+        }
+        error_code ignored;
+        socket_.cancel(ignored);
+        send(failure.empty() ? std::move(*answer) : state_.handler.failed(message, failure));
+        forget();
     }
 
     void send(Answer answer) {
@@ -228,35 +303,28 @@ class Server::Connection : public std::enable_shared_from_this<Connection> {
             return;
         }
         output_ = std::visit(AnswerBytes{}, answer);
+        if (output_.bytes.size() > chunk_.size()) {
+            start_timer("its answer was not read in time");
+        }
         asio::async_write(socket_, asio::buffer(output_.bytes),
                           [self = shared_from_this()](error_code error, std::size_t /*count*/) {
-                              if (error || self->output_.close_after) {
+                              self->stop_timer();
+                              const bool is_last = error || self->output_.close_after;
+                              self->output_ = {{}, false};
+                              if (is_last) {
                                   self->close();
                               } else if (self->socket_.is_open()) {
-                                  self->proceed();
+                                  self->handle([&] { self->proceed(); });
                               }
                           });
-    }
-
-    void close(const std::string &what_is_wrong = {}) {
-        if (!socket_.is_open()) {
-            return;
-        }
-        if (!what_is_wrong.empty()) {
-            state_.report(ConnectionEvent::Kind::BadFrame, number_, what_is_wrong);
-        }
-        error_code ignored;
-        socket_.close(ignored);
-        drop(input_.size());
-        state_.connections.erase(number_);
-        state_.report(ConnectionEvent::Kind::Closed, number_);
-        state_.descriptor_timer.cancel();
     }
 
     State &state_;
     tcp::socket socket_;
     asio::steady_timer timer_;
-    bool is_timed_ = false; // while a message is unfinished
+    bool is_timed_ = false; // while a message is unfinished or a large answer unread
+    bool has_job_ = false;
+    std::atomic<bool> is_closed_{false}; // for the threads of the jobs
     std::uint64_t number_;
     std::array<char, 4096> chunk_{}; // the bytes of one read
     std::string input_;              // received and not answered yet
@@ -286,6 +354,17 @@ void Server::State::accept() {
         }
         accept();
     });
+}
+
+void Server::State::limit_unfinished() {
+    while (unfinished > limits.unfinished) {
+        const auto largest = std::max_element(connections.begin(), connections.end(),
+                                              [](const auto &one, const auto &other) {
+                                                  return one.second->held() < other.second->held();
+                                              });
+        const std::shared_ptr<Connection> connection = largest->second;
+        connection->close("unfinished messages take too much memory");
+    }
 }
 
 Server::Server(Handler &handler, std::uint16_t port, const Limits &limits)

@@ -12,7 +12,9 @@
 #include <functional>
 #include <initializer_list>
 #include <limits>
+#include <set>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -235,11 +237,30 @@ State state_from_json(const json &document) {
     return state;
 }
 
+namespace {
+
+// The document; of an object with a member twice, the parser alone would take the last.
+json parsed(const std::string &bytes) {
+    std::vector<std::set<std::string>> names;
+    return json::parse(bytes, [&](int /*depth*/, json::parse_event_t event, json &name) {
+        if (event == json::parse_event_t::object_start) {
+            names.emplace_back();
+        } else if (event == json::parse_event_t::object_end) {
+            names.pop_back();
+        } else if (event == json::parse_event_t::key && !names.back().insert(name).second) {
+            throw std::runtime_error(fmt::format("{} is there twice", name.dump()));
+        }
+        return true;
+    });
+}
+
+} // namespace
+
 State load_state(const std::string &file) {
     const std::string bytes = read_file(file);
     try {
-        return state_from_json(json::parse(bytes));
-    } catch (const json::parse_error &error) {
+        return state_from_json(parsed(bytes));
+    } catch (const json::exception &error) {
         throw std::runtime_error(fmt::format("{} is no JSON: {}", file, error.what()));
     } catch (const std::runtime_error &error) {
         throw std::runtime_error(fmt::format("{}: {}", file, error.what()));

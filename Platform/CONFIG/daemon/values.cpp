@@ -40,14 +40,17 @@ bool is_prefix(const std::string &text) {
            number_from(std::string_view(text).substr(slash + 1), is_v4 ? 32 : 128).has_value();
 }
 
-bool is_as_number(const std::string &text) {
+std::optional<std::uint32_t> as_number(const std::string &text) {
     const std::size_t dot = text.find('.');
-    if (dot == std::string::npos) {
-        return number_from(text, UINT32_MAX).value_or(0) != 0;
+    const std::size_t behind = dot == std::string::npos ? 0 : dot + 1;
+    const auto high =
+        behind == 0 ? 0 : number_from(std::string_view(text).substr(0, dot), UINT16_MAX);
+    const auto low =
+        number_from(std::string_view(text).substr(behind), behind == 0 ? UINT32_MAX : UINT16_MAX);
+    if (!high || !low || (*high == 0 && *low == 0)) {
+        return std::nullopt;
     }
-    const auto high = number_from(std::string_view(text).substr(0, dot), UINT16_MAX);
-    const auto low = number_from(std::string_view(text).substr(dot + 1), UINT16_MAX);
-    return high && low && (*high != 0 || *low != 0);
+    return *high << 16 | *low;
 }
 
 } // namespace configd

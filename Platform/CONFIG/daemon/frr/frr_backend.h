@@ -9,6 +9,7 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -44,10 +45,14 @@ class FrrBackend : public Backend {
     // The terminal of one query. give_up() reaches it as long as it exists.
     class QueryVty;
 
+    void start_over() const;
+
     std::string vty_socket_;
-    std::mutex mutex_; // guards query_vtys_
+    std::mutex mutex_; // guards query_vtys_ and given_up_
     std::set<Vty *> query_vtys_;
+    bool given_up_ = false;
     mutable Vty configuration_vty_;
+    mutable std::optional<VtyAnswer> no_session_; // why bgpd cannot be configured now
     mutable Configuration configuration_;
 };
 

@@ -202,13 +202,14 @@ std::vector<Instance> instances_in(std::string_view running_config) {
     while (!running_config.empty()) {
         std::string_view line = running_config.substr(0, running_config.find('\n'));
         running_config.remove_prefix(std::min(running_config.size(), line.size() + 1));
+        const bool is_end = line == "exit"; // of an instance; that of a nested block is indented
         line.remove_prefix(std::min(line.size(), line.find_first_not_of(' ')));
         // `!` does not end an instance: it also follows a nested block, before the instance's own
         // `exit`.
         if (line.empty() || line == "!") {
             continue;
         }
-        if (line == "exit") {
+        if (is_end) {
             in_instance = false;
         } else if (begins_with(line, instance_key)) {
             auto instance = instance_of(line);

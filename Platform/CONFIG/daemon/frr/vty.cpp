@@ -4,6 +4,7 @@
 #include <sys/time.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -17,8 +18,23 @@ namespace {
 // Each answer ends with three NULs and the status.
 constexpr std::string_view end_mark{"\0\0\0", 3};
 
+// The longest answer that is read, in bytes. A table of 50,000 routes has about 30 MB.
+constexpr std::size_t longest_answer = std::size_t{256} * 1024 * 1024;
+
+// How often a wait for a free place in bgpd's queue of sessions looks whether to go on.
+constexpr std::chrono::milliseconds connect_step{100};
+
 [[noreturn]] void fail(int error, const std::string &what) {
     throw std::system_error(error, std::generic_category(), what);
+}
+
+void set_limit(int socket, int option, std::chrono::milliseconds limit) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    const auto rest = std::chrono::duration_cast<std::chrono::microseconds>(limit - seconds);
+    timeval value{};
+    value.tv_sec = static_cast<decltype(value.tv_sec)>(seconds.count());
+    value.tv_usec = static_cast<decltype(value.tv_usec)>(rest.count());
+    ::setsockopt(socket, SOL_SOCKET, option, &value, sizeof value);
 }
 
 void send_all(int socket, std::string_view bytes) {
@@ -57,6 +73,9 @@ VtyAnswer receive_answer(int socket) {
         }
         searched = bytes.size() < end_mark.size() ? 0 : bytes.size() - end_mark.size();
         receive_more(socket, bytes);
+        if (bytes.size() > longest_answer) {
+            fail(EMSGSIZE, "bgpd's answer has no end");
+        }
     }
 }
 
@@ -72,6 +91,7 @@ VtyAnswer Vty::ask(const std::string &command) {
         }
         return exchange(command);
     } catch (const std::system_error &error) {
+        is_silent_ = error.code() == std::errc::timed_out;
         const std::lock_guard lock{mutex_};
         socket_ = FileDescriptor{};
         return {error.what(), VtyAnswer::unreachable};
@@ -81,14 +101,21 @@ VtyAnswer Vty::ask(const std::string &command) {
 VtyAnswer Vty::start_over() {
     const bool was_open = socket_.get() >= 0;
     VtyAnswer answer = ask("end");
-    // The session belonged to a bgpd that has ended. Another one may run now.
-    return was_open && answer.status == VtyAnswer::unreachable ? ask("end") : answer;
+    // The session belonged to a bgpd that has ended. Another one may run now. A bgpd that is silent
+    // would be as silent on a new session.
+    const bool has_ended = was_open && answer.status == VtyAnswer::unreachable && !is_silent_;
+    return has_ended ? ask("end") : answer;
 }
 
 void Vty::give_up() {
     const std::lock_guard lock{mutex_};
     given_up_ = true;
     ::shutdown(socket_.get(), SHUT_RDWR);
+}
+
+bool Vty::is_given_up() {
+    const std::lock_guard lock{mutex_};
+    return given_up_;
 }
 
 void Vty::connect() {
@@ -100,16 +127,20 @@ void Vty::connect() {
     path_.copy(address.sun_path, path_.size());
 
     FileDescriptor socket{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(patience_);
-    const auto rest = std::chrono::duration_cast<std::chrono::microseconds>(patience_ - seconds);
-    timeval limit{};
-    limit.tv_sec = static_cast<decltype(limit.tv_sec)>(seconds.count());
-    limit.tv_usec = static_cast<decltype(limit.tv_usec)>(rest.count());
-    for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
-        ::setsockopt(socket.get(), SOL_SOCKET, option, &limit, sizeof limit);
+    if (socket.get() < 0) {
+        fail(errno, "cannot open a socket");
     }
-    if (::connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
-        fail(errno, "cannot reach bgpd at " + path_);
+    // While bgpd's queue of sessions is full, each attempt waits for the send limit.
+    set_limit(socket.get(), SO_SNDTIMEO, std::min(connect_step, patience_));
+    const auto deadline = std::chrono::steady_clock::now() + patience_;
+    while (::connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+        const bool is_full = errno == EAGAIN;
+        if (!is_full || is_given_up() || std::chrono::steady_clock::now() >= deadline) {
+            fail(is_full ? ETIMEDOUT : errno, "cannot reach bgpd at " + path_);
+        }
+    }
+    for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+        set_limit(socket.get(), option, patience_);
     }
     {
         const std::lock_guard lock{mutex_};

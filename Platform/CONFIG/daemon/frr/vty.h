@@ -24,7 +24,7 @@ class Vty {
     VtyAnswer ask(const std::string &command);
 
     // Returns to the enable mode from any other. Opens a new session if the last one has ended, so
-    // that what follows goes to the bgpd that runs now.
+    // that what follows goes to the bgpd that runs now; not if bgpd was silent.
     VtyAnswer start_over();
 
     // Breaks the exchange under way and all later ones. The only function that another thread may
@@ -33,12 +33,14 @@ class Vty {
 
   private:
     void connect();
+    bool is_given_up();
     VtyAnswer exchange(const std::string &command);
 
     std::string path_;
     std::chrono::milliseconds patience_;
     FileDescriptor socket_;
-    std::mutex mutex_; // guards given_up_ and the descriptor in socket_
+    bool is_silent_ = false; // whether the last broken exchange took the whole patience
+    std::mutex mutex_;       // guards given_up_ and the descriptor in socket_
     bool given_up_ = false;
 };
 

@@ -206,13 +206,17 @@ struct Plugin::Work {
     }
 };
 
-int Plugin::take_configuration(const Datastore &datastore, const ModuleLock & /*lock*/) const {
-    if (datastore.as() == 0) {
-        if (datastore.configuration().empty()) {
-            return SR_ERR_OK;
-        }
+void Plugin::require_as(const Datastore &datastore) {
+    if (datastore.as() == 0 && !datastore.configuration().empty()) {
         throw std::runtime_error("the configuration has no AS number, and without one the plug-in "
                                  "sends nothing; set router-bgp/as");
+    }
+}
+
+int Plugin::take_configuration(const Datastore &datastore, const ModuleLock & /*lock*/) const {
+    require_as(datastore);
+    if (datastore.as() == 0) {
+        return SR_ERR_OK;
     }
     for (const Registration &row : registrations_) {
         Work work{row.callback};

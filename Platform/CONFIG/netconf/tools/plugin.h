@@ -43,6 +43,9 @@ class Plugin {
     // for their time limit.
     int take_configuration(const Datastore &datastore, const ModuleLock &lock) const;
 
+    // Throws what take_configuration() throws for a configuration without an AS number.
+    static void require_as(const Datastore &datastore);
+
   private:
     struct Registration {
         std::string module, path;

@@ -123,6 +123,7 @@ int replay(const ReplayOptions &options) {
     {
         const ModuleLock lock(datastore);
         if (options.replace) {
+            Plugin::require_as(datastore);
             drop_instance(datastore, daemon);
         }
         code = plugin.take_configuration(datastore, lock);

@@ -172,6 +172,11 @@ Finding connection(Look &look) {
         }
         established = established || socket.state == Socket::established;
     }
+    // A connection that the daemon reset is no socket in the list any more.
+    if (!established && Switches(*look.host).value("netconf_plugin_context") > 0) {
+        return {"connection", false, "reset by the daemon: every edit will be refused",
+                "systemctl restart sysrepo-plugind, then orv_bgpctl replay"};
+    }
     return {
         "connection", true, established ? "established" : "none yet: the first edit connects", {}};
 }
