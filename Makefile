@@ -13,6 +13,7 @@ build: setup
 run: frr := $(or $(filter frr,$(BACKEND)),$(FABRIC))
 run: ansible := $(if $(FABRIC),$(NETOPEER2_PREFIX)$(NETOPEER2_SOURCES))
 run:
+	$(if $(filter-out memory frr,$(BACKEND)),$(error BACKEND=$(BACKEND) is unknown; BACKEND is memory or frr))
 	$(if $(and $(NETCONF),$(KEEP)$(BACKEND)),$(error NETCONF=1 cannot be combined with KEEP or BACKEND))
 	$(if $(and $(FABRIC),$(KEEP)$(BACKEND)$(NETCONF)),$(error FABRIC=1 cannot be combined with KEEP, BACKEND or NETCONF))
 	scripts/install-dependencies --for-demo $(if $(frr),--for-frr) $(if $(NETCONF)$(ansible),--for-netconf) \

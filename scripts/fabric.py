@@ -80,23 +80,35 @@ def configured(text):
     return leaves_of(json.loads(text).get("orv_bgp:router-bgp", {}))
 
 
-# What bgpd's configuration contains for a leaf. {0} is the last key, {1} the value.
+# What bgpd's configuration contains for a leaf, in which address family. {0} is the last key, {1} the value.
+BGPD_FAMILIES = {(): "", ("AFI_IP", "SAFI_UNICAST"): "ipv4 unicast: ", ("AFI_L2VPN", "SAFI_EVPN"): "l2vpn evpn: "}
 BGPD_LINES = {
     "as": "router bgp {1}",
-    "router-id": " bgp router-id {1}",
-    "remote-as": " neighbor {0} remote-as {1}",
-    "description": " neighbor {0} description {1}",
-    "ebgp-multihop": " neighbor {0} ebgp-multihop {1}",
-    "update-source": " neighbor {0} update-source {1}",
-    "route-map": "  network {0} route-map {1}",
-    "activate": "  neighbor {0} activate",
+    "router-id": "bgp router-id {1}",
+    "remote-as": "neighbor {0} remote-as {1}",
+    "description": "neighbor {0} description {1}",
+    "ebgp-multihop": "neighbor {0} ebgp-multihop {1}",
+    "update-source": "neighbor {0} update-source {1}",
+    "route-map": "network {0} route-map {1}",
+    "activate": "neighbor {0} activate",
 }
+# The lines that bgpd has for a leaf only: none comes from its defaults.
+ONLY_FOR_LEAVES = re.compile(r"(\w+ \w+: )?(network |neighbor \S+ (remote-as |activate$))")
 
 
 def bgpd_line(path, value):
-    keys = re.findall(r"='([^']*)'", path)
-    name = path.rsplit("/", 1)[1]
-    return BGPD_LINES.get(name, "  network {0}").format(keys[-1] if keys else "", value)
+    *family, key = re.findall(r"='([^']*)'", path) or [""]
+    return BGPD_FAMILIES[tuple(family)] + BGPD_LINES.get(path.rsplit("/", 1)[1], "network {0}").format(key, value)
+
+
+def bgpd_lines(text):
+    """The lines of bgpd's configuration, each after the address family that it is in."""
+    family, found = "", set()
+    for line in map(str.strip, text.splitlines()):
+        if line.startswith(("address-family ", "exit-address-family")):
+            family = line.partition("address-family ")[2]
+        found.add(f"{family}: {line}" if family else line)
+    return found
 
 
 # --- A switch ------------------------------------------------------------------------------------
@@ -235,8 +247,11 @@ class Switch:
         own = f"[prefix='{self.variables.get('tenant')}']"
         held = {(path, value) for path, value in self.held() if own not in path}
         require(held == stored, f"{self.name}: daemon and datastore differ: {sorted(held ^ stored)}")
-        missing = {bgpd_line(*leaf) for leaf in stored} - set(self.bgpd_says("show running-config").splitlines())
-        require(not missing, f"{self.name}: bgpd does not have {sorted(missing)}")
+        wanted, present = {bgpd_line(*leaf) for leaf in stored}, bgpd_lines(self.bgpd_says("show running-config"))
+        require(wanted <= present, f"{self.name}: bgpd does not have {sorted(wanted - present)}")
+        own = f"l2vpn evpn: network {self.variables.get('tenant')} "
+        surplus = {line for line in present - wanted if ONLY_FOR_LEAVES.match(line) and not line.startswith(own)}
+        require(not surplus, f"{self.name}: bgpd has {sorted(surplus)}, which the datastore does not")
 
 
 # --- The fabric ----------------------------------------------------------------------------------

@@ -31,14 +31,15 @@ void must(bool is_done, const char *what) {
 
 void make_own_files() {
     must(mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0, "keeping mounts private");
-    // A program that was built below /tmp must stay visible there.
-    const bool is_built_in_tmp =
-        std::filesystem::read_symlink("/proc/self/exe").string().rfind("/tmp/", 0) == 0;
-    const char *temporary_files = is_built_in_tmp ? "/var/tmp" : "/tmp";
-    for (const char *directory : {"/dev/shm", temporary_files}) {
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
+    for (const char *directory : {"/dev/shm", "/var/tmp", "/tmp"}) {
+        // What was built there must stay visible.
+        if (program.rfind(std::string{directory} + '/', 0) == 0) {
+            continue;
+        }
         must(mount("tmpfs", directory, "tmpfs", 0, "mode=1777") == 0, directory);
+        setenv("TMPDIR", directory, 1);
     }
-    setenv("TMPDIR", temporary_files, 1);
 }
 
 pid_t child;
