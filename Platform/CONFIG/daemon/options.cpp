@@ -83,7 +83,8 @@ std::vector<Row> rows_of(Options &options) {
          whole_number<std::uint16_t>(
              1, [&](std::uint16_t number) { options.limits.connections = number; })},
         {"--message-time", "SECONDS", false,
-         "How long a message may take from its first byte to its last; default 30",
+         "How long a message may take from its first byte to its last, and a peer to read a "
+         "large answer; default 30",
          whole_number<std::uint16_t>(
              1, [&](std::uint16_t time) { options.limits.message = std::chrono::seconds{time}; })},
         {"--message-memory", "MIB", false,
