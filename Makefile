@@ -11,7 +11,7 @@ build: setup
 # BACKEND=frr manages a real BGP speaker, NETCONF=1 edits through a NETCONF server (docs/netconf.md).
 # FABRIC=1 runs four switches instead, with Ansible if there is a NETCONF server (docs/fabric.md).
 run: frr := $(or $(filter frr,$(BACKEND)),$(FABRIC))
-run: ansible := $(if $(FABRIC),$(NETOPEER2_PREFIX)$(NETOPEER2_SOURCES))
+run: ansible := $(if $(FABRIC),$(NETOPEER2_PREFIX)$(NETOPEER2_SOURCES)$(shell command -v netopeer2-server))
 run:
 	$(if $(filter-out memory frr,$(BACKEND)),$(error BACKEND=$(BACKEND) is unknown; BACKEND is memory or frr))
 	$(if $(and $(NETCONF),$(KEEP)$(BACKEND)),$(error NETCONF=1 cannot be combined with KEEP or BACKEND))
